@@ -1,0 +1,54 @@
+#include "Core/HelperConstants.h"
+
+#include <nlohmann/json.hpp>
+
+#include "Core/JsonFields.h"
+#include "platform/Platform.h"
+
+namespace velko {
+
+std::string HelperConstants::PongPayload::toJson() const {
+    nlohmann::ordered_json json;
+    json["version"] = version;
+    json["protocolVersion"] = protocolVersion;
+    json["capabilities"] = capabilities;
+    json["minVelkoVersion"] = minVelkoVersion;
+    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::optional<HelperConstants::PongPayload> HelperConstants::PongPayload::fromJson(std::string_view text) {
+    const auto json = nlohmann::json::parse(text, nullptr, false);
+    PongPayload pong;
+    std::string error;
+    if (!JsonFields::string(json, "version", pong.version, error) ||
+        !JsonFields::integer(json, "protocolVersion", pong.protocolVersion, error) ||
+        !JsonFields::stringArray(json, "capabilities", pong.capabilities, error) ||
+        !JsonFields::string(json, "minVelkoVersion", pong.minVelkoVersion, error))
+        return std::nullopt;
+    return pong;
+}
+
+HelperConstants::PongPayload HelperConstants::currentPong() { return currentPong(*Platform::current().workspace); }
+
+HelperConstants::PongPayload HelperConstants::currentPong(Workspace& workspace) {
+    return PongPayload{
+        workspace.bundleInfoString(bundleVersionKey).value_or(fallbackVersion),
+        1,
+        {"paste", "hotkeys", "expansion", "screenshots", "actions"},
+        "2.8",
+    };
+}
+
+std::string HelperConstants::groupContainerPath(FileSystem& fileSystem) {
+    return fileSystem.homeDirectory() + "/Library/Group Containers/" + std::string(AppGroupIdentifier);
+}
+
+std::string HelperConstants::screenshotStagingURL() { return screenshotStagingURL(*Platform::current().fileSystem); }
+
+std::string HelperConstants::screenshotStagingURL(FileSystem& fileSystem) {
+    std::string path = groupContainerPath(fileSystem) + "/pending_screenshots";
+    fileSystem.createDirectories(path);  // a failure shows up at the write that follows
+    return path;
+}
+
+}  // namespace velko

@@ -1,0 +1,29 @@
+#include "Core/KeystrokeInjector.h"
+
+#include "platform/Platform.h"
+
+namespace velko {
+
+KeystrokeInjector::KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard) : clock_(clock), keyboard_(keyboard) {}
+
+KeystrokeInjector& KeystrokeInjector::shared() {
+    static KeystrokeInjector* instance = [] {
+        const auto& platform = Platform::current();
+        return new KeystrokeInjector(*platform.clock, *platform.keyboard);
+    }();
+    return *instance;
+}
+
+void KeystrokeInjector::injectKeystroke(KeyCode keyCode, EventFlags flags, bool rateLimit) {
+    if (rateLimit) {
+        const double now = clock_.now();
+        if (!(now - lastInjection_ >= minInterval)) return;
+        // A stroke that passes the limit starts a new period even if it finds no focus below.
+        lastInjection_ = now;
+    }
+    if (!keyboard_.hasFrontmostApplication()) return;
+    if (!keyboard_.postKeyEvent(keyCode, flags, true)) return;
+    keyboard_.postKeyEvent(keyCode, flags, false);
+}
+
+}  // namespace velko

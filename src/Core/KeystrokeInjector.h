@@ -1,0 +1,29 @@
+#pragma once
+#include <limits>
+
+#include "platform/Types.h"
+
+namespace velko {
+
+class Clock;
+class SyntheticKeyboard;
+
+// The one place that posts synthetic strokes, at most one rate-limited stroke per 0.2 s.
+class KeystrokeInjector {
+public:
+    KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard);
+    static KeystrokeInjector& shared();
+
+    // Key-down then key-up, both with exactly `flags`. Drops the stroke silently when rate
+    // limited too soon after the last one, or when no application has the focus.
+    void injectKeystroke(KeyCode keyCode, EventFlags flags, bool rateLimit);
+
+    const double minInterval = 0.2;
+
+private:
+    Clock& clock_;
+    SyntheticKeyboard& keyboard_;
+    double lastInjection_ = -std::numeric_limits<double>::infinity();
+};
+
+}  // namespace velko

@@ -1,0 +1,86 @@
+#include "HelperAppDelegate.h"
+
+#include <cstdio>
+
+#include "Core/AutoPasteRuleEngine.h"
+#include "Core/HelperIPCManager.h"
+#include "Core/SharedDataReader.h"
+#include "platform/Platform.h"
+
+namespace velko {
+
+HelperAppDelegate::HelperAppDelegate(Services services, Environment environment)
+    : services_(services), env_(environment) {
+    env_.application.startUpdater();
+}
+
+std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
+    const auto& p = Platform::current();
+    return std::make_unique<HelperAppDelegate>(
+        Services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()},
+        Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
+}
+
+void HelperAppDelegate::applicationDidFinishLaunching() {
+    services_.reader.initialize();
+    services_.link.start();
+
+    auto controller = std::make_unique<HelperStatusBarController>(env_.statusBar);
+    controller->setup(*this);
+    controller->accessibilityOK = env_.trust.isProcessTrusted();
+    controller->velkoConnected = services_.reader.isConnected;
+    controller->buildMenu(*this);
+    statusBar_ = std::move(controller);
+
+    if (env_.trust.isProcessTrusted()) {
+        // The keyboard services start here, and only when trusted at launch.
+    }
+
+    services_.rules.loadRules();
+    statusBar_->ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());
+    std::fprintf(stderr, "velko-helper: Velko %s; %zu snippet triggers; %zu auto-paste rules\n",
+                 services_.reader.isConnected ? "connected" : "not detected",
+                 services_.reader.snippetTriggers.get().size(), services_.rules.rules.get().size());
+
+    if (!env_.defaults.setBool(onboardingKey, true))
+        std::fputs("velko-helper: could not write onboardingComplete to the helper's defaults\n", stderr);
+
+    std::weak_ptr<HelperAppDelegate*> weakSelf = self_;
+    env_.mainQueue.scheduleRepeating(heartbeatInterval, [weakSelf, queue = &env_.mainQueue] {
+        // Deferred so that a refresh never runs inside whatever the timer interrupted.
+        queue->async([weakSelf] {
+            if (const auto self = weakSelf.lock()) (*self)->heartbeat();
+        });
+    });
+}
+
+void HelperAppDelegate::heartbeat() {
+    if (!statusBar_) return;
+    statusBar_->accessibilityOK = env_.trust.isProcessTrusted();
+    statusBar_->velkoConnected = services_.reader.verifyConnection();
+    statusBar_->buildMenu(*this);
+}
+
+void HelperAppDelegate::showPreferences() {}
+
+void HelperAppDelegate::doPreferences() { showPreferences(); }
+void HelperAppDelegate::doPermissions() { openAccessibility(); }
+void HelperAppDelegate::doQuit() { env_.application.terminate(); }
+void HelperAppDelegate::openAccessibility() { open(env_.workspace.accessibilitySettingsAddress()); }
+void HelperAppDelegate::openWebsite() { open(env_.workspace.websiteAddress()); }
+
+void HelperAppDelegate::open(const std::string& address) {
+    if (address.empty()) return;
+    env_.workspace.openURL(address);
+}
+
+void HelperAppDelegate::perform(MenuAction action) {
+    switch (action) {
+        case MenuAction::doPreferences: doPreferences(); break;
+        case MenuAction::doPermissions: doPermissions(); break;
+        case MenuAction::doQuit: doQuit(); break;
+        case MenuAction::none: break;
+    }
+}
+
+}  // namespace velko

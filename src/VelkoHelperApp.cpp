@@ -1,0 +1,23 @@
+// Entry point: build the Linux platform, launch the delegate, run the loop.
+#include <QApplication>
+#include <QTimer>
+
+#include "HelperAppDelegate.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/UnixSignalWatcher.h"
+
+int main(int argc, char** argv) {
+    velko::LinuxPlatform::chooseQtPlatform();
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("velko-helper"));
+    QApplication::setQuitOnLastWindowClosed(false);  // an agent: windows come and go, it stays
+
+    velko::LinuxPlatform desktop;
+    velko::Platform::install(desktop.platform());
+    velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });
+
+    auto delegate = velko::HelperAppDelegate::makeShared();
+    QTimer::singleShot(0, [&delegate] { delegate->applicationDidFinishLaunching(); });
+    app.exec();
+    return 0;
+}

@@ -1,0 +1,33 @@
+#pragma once
+#include <cstdint>
+
+#include "platform/StatusBar.h"
+
+namespace velko {
+
+// The tray item and its menu. The menu is rebuilt whole from two Booleans each time.
+class HelperStatusBarController {
+public:
+    explicit HelperStatusBarController(StatusBar& statusBar);
+
+    void setup(MenuTarget& delegate);
+    void buildMenu(MenuTarget& delegate);
+
+    static MenuModel menuFor(bool velkoConnected, bool accessibilityOK);
+
+    bool accessibilityOK = false;
+    bool velkoConnected = false;
+    bool expansionEnabled = true;
+    bool hotkeysEnabled = true;
+    bool screenshotWatchEnabled = true;
+    std::int64_t ruleCount = 0;
+
+    static inline const char* const iconName = "paperclip.circle";
+    static constexpr int iconSize = 18;
+
+private:
+    StatusBar& statusBar_;
+    bool hasItem_ = false;
+};
+
+}  // namespace velko

@@ -1,0 +1,39 @@
+#pragma once
+#include <string>
+#include <vector>
+
+namespace velko {
+
+// What a menu item runs; each names an action operation of the application delegate.
+enum class MenuAction { none, doPreferences, doPermissions, doQuit };
+
+struct MenuEntry {
+    bool separator = false;
+    std::string title;
+    MenuAction action = MenuAction::none;
+    bool targetsDelegate = false;
+    std::string keyEquivalent;  // one character with the primary modifier, or empty
+    bool enabled = false;
+
+    bool operator==(const MenuEntry&) const = default;
+};
+
+using MenuModel = std::vector<MenuEntry>;
+
+class MenuTarget {
+public:
+    virtual ~MenuTarget() = default;
+    virtual void perform(MenuAction action) = 0;
+};
+
+class StatusBar {
+public:
+    virtual ~StatusBar() = default;
+    // Shows the item with the named bundled icon; false when no icon could be made.
+    virtual bool createItem(const std::string& symbolName, const std::string& accessibilityDescription,
+                            int iconSize) = 0;
+    // Replaces the item's whole menu; chosen entries are performed on target.
+    virtual void setMenu(const MenuModel& menu, MenuTarget& target) = 0;
+};
+
+}  // namespace velko

@@ -1,0 +1,42 @@
+#pragma once
+#include <QDBusConnection>
+#include <QObject>
+#include <map>
+#include <vector>
+
+#include "platform/NotificationCenter.h"
+
+namespace velko {
+
+// Notifications as the signal Posted(s name, s object) on one path and interface of the
+// session bus. Survives a missing or vanished bus: says so once, retries, carries on.
+class DBusNotificationCenter : public QObject, public NotificationCenter {
+    Q_OBJECT
+public:
+    static inline const char* const path = "/app/velko/Notifications";
+    static inline const char* const interface = "app.velko.Notifications";
+    static inline const char* const member = "Posted";
+
+    explicit DBusNotificationCenter(QObject* parent = nullptr);
+    ~DBusNotificationCenter() override;
+
+    void observe(const std::string& name, Handler handler) override;
+    void post(const std::string& name, const std::string& object) override;
+    bool isConnected() const;
+
+private slots:
+    void onPosted(const QString& name, const QString& object);
+
+private:
+    bool connectToBus();
+    void checkConnection();
+
+    QDBusConnection connection_;
+    QString connectionName_;
+    int generation_ = 0;
+    bool subscribed_ = false;
+    bool reportedLoss_ = false;
+    std::map<std::string, std::vector<Handler>> handlers_;
+};
+
+}  // namespace velko

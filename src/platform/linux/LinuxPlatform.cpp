@@ -1,0 +1,67 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include <xcb/xcb.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/linux/DBusNotificationCenter.h"
+#include "platform/linux/PlistUserDefaults.h"
+#include "platform/linux/PosixFileSystem.h"
+#include "platform/linux/QtApplication.h"
+#include "platform/linux/QtMainQueue.h"
+#include "platform/linux/QtStatusBar.h"
+#include "platform/linux/QtWorkspace.h"
+#include "platform/linux/SteadyClock.h"
+#include "platform/linux/X11AccessibilityTrust.h"
+#include "platform/linux/X11Connection.h"
+#include "platform/linux/X11SyntheticKeyboard.h"
+
+namespace velko {
+
+void LinuxPlatform::chooseQtPlatform() {
+    if (std::getenv("QT_QPA_PLATFORM")) return;  // the user knows best
+    const char* display = std::getenv("DISPLAY");
+    bool reachable = false;
+    if (display && *display) {
+        xcb_connection_t* connection = xcb_connect(display, nullptr);
+        reachable = connection && !xcb_connection_has_error(connection);
+        if (connection) xcb_disconnect(connection);
+    }
+    // XWayland included: the keyboard services need X11, so the windows use it too.
+    ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
+    if (!reachable)
+        std::fputs("velko-helper: no X display; running without tray, hotkeys, expansion or pasting\n", stderr);
+}
+
+LinuxPlatform::LinuxPlatform()
+    : mainQueue_(std::make_unique<QtMainQueue>()),
+      clock_(std::make_unique<SteadyClock>()),
+      notifications_(std::make_unique<DBusNotificationCenter>()),
+      display_(std::make_unique<X11Connection>()),
+      trust_(std::make_unique<X11AccessibilityTrust>(*display_)),
+      keyboard_(std::make_unique<X11SyntheticKeyboard>(*display_)),
+      defaults_(PlistUserDefaults::fromEnvironment()),
+      fileSystem_(std::make_unique<PosixFileSystem>()),
+      workspace_(std::make_unique<QtWorkspace>()),
+      application_(std::make_unique<QtApplication>()),
+      statusBar_(std::make_unique<QtStatusBar>()) {}
+
+LinuxPlatform::~LinuxPlatform() = default;
+
+Platform LinuxPlatform::platform() {
+    Platform p;
+    p.mainQueue = mainQueue_.get();
+    p.clock = clock_.get();
+    p.notifications = notifications_.get();
+    p.trust = trust_.get();
+    p.keyboard = keyboard_.get();
+    p.defaults = defaults_.get();
+    p.fileSystem = fileSystem_.get();
+    p.workspace = workspace_.get();
+    p.application = application_.get();
+    p.statusBar = statusBar_.get();
+    return p;
+}
+
+}  // namespace velko

@@ -1,0 +1,227 @@
+#include "platform/linux/SafeFile.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+namespace velko {
+namespace {
+
+// Sets the caller's error and leaves errno as the cause, whatever ran in between.
+bool fail(std::string* error, int cause, std::string phrase) {
+    if (error) *error = std::move(phrase);
+    errno = cause;
+    return false;
+}
+
+bool failErrno(std::string* error, int cause, const std::string& what) {
+    return fail(error, cause, what + ": " + std::strerror(cause));
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
+
+private:
+    int fd_;
+};
+
+std::string parentOf(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+    return path.substr(0, slash);
+}
+
+std::string baseNameOf(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::uint64_t uniqueSuffix() {
+    std::uint64_t value = 0;
+    if (::getrandom(&value, sizeof value, GRND_NONBLOCK) == sizeof value) return value;
+    // Without entropy (early boot) O_EXCL still guarantees uniqueness; this only avoids collisions.
+    static std::atomic<std::uint64_t> counter{0};
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return (static_cast<std::uint64_t>(::getpid()) << 40) ^ static_cast<std::uint64_t>(now.tv_nsec) ^ (++counter << 20);
+}
+
+// Writing through a symlink would replace the link with a plain file, which breaks dotfile setups.
+std::string replacementTarget(const std::string& path) {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
+    char* resolved = ::realpath(path.c_str(), nullptr);
+    if (!resolved) return path;
+    std::string target(resolved);
+    std::free(resolved);
+    return target;
+}
+
+bool writeAll(int fd, const std::uint8_t* data, std::size_t size, int* cause) {
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            *cause = errno;
+            return false;
+        }
+        if (written == 0) {
+            *cause = EIO;
+            return false;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std::size_t size, mode_t mode,
+                         std::string* error) {
+    if (path.empty() || path.back() == '/') return fail(error, EINVAL, "not a file path");
+    const std::string target = replacementTarget(path);
+    const std::string dir = parentOf(target);
+    // Leaves room for the prefix and suffix within NAME_MAX.
+    const std::string base = baseNameOf(target).substr(0, 200);
+
+    std::string temp;
+    int fd = -1;
+    for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
+        char suffix[17];
+        std::snprintf(suffix, sizeof suffix, "%016llx", static_cast<unsigned long long>(uniqueSuffix()));
+        temp = dir + "/." + base + ".tmp-" + suffix;
+        fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+        if (fd < 0 && errno != EEXIST) return failErrno(error, errno, "cannot create a file in " + dir);
+    }
+    if (fd < 0) return fail(error, EEXIST, "no free temporary name in " + dir);
+
+    Descriptor file(fd);
+    const auto abandon = [&](int cause, const std::string& what) {
+        if (file.get() >= 0) ::close(file.release());
+        ::unlink(temp.c_str());
+        return failErrno(error, cause, what);
+    };
+
+    int cause = 0;
+    if (!writeAll(file.get(), data, size, &cause)) return abandon(cause, "cannot write " + temp);
+    if (::fsync(file.get()) != 0) return abandon(errno, "cannot sync " + temp);
+    // Linux closes the descriptor even when close reports EINTR, so only real errors count.
+    if (::close(file.release()) != 0 && errno != EINTR) return abandon(errno, "cannot close " + temp);
+    if (::rename(temp.c_str(), target.c_str()) != 0) return abandon(errno, "cannot replace " + target);
+
+    // Makes the rename itself durable; some filesystems refuse a directory fsync, which is harmless.
+    const int dirFd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd >= 0) {
+        ::fsync(dirFd);
+        ::close(dirFd);
+    }
+    return true;
+}
+
+}  // namespace
+
+std::optional<Bytes> SafeFile::readRegularFile(const std::string& path, std::size_t maxBytes, std::string* error) {
+    // O_NONBLOCK so that opening a FIFO with no writer returns at once instead of waiting.
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (file.get() < 0) {
+        failErrno(error, errno, "cannot open");
+        return std::nullopt;
+    }
+    struct stat st {};
+    if (::fstat(file.get(), &st) != 0) {
+        failErrno(error, errno, "cannot stat");
+        return std::nullopt;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        fail(error, EINVAL, "not a regular file");
+        return std::nullopt;
+    }
+    const std::string tooLarge = "larger than " + std::to_string(maxBytes) + " bytes";
+    if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
+        fail(error, EFBIG, tooLarge);
+        return std::nullopt;
+    }
+
+    // The size is only a hint: the file may grow or shrink while it is read. One byte past the cap
+    // is enough to tell that it grew too large.
+    const std::size_t limit = maxBytes == SIZE_MAX ? maxBytes : maxBytes + 1;
+    Bytes contents(std::min(limit, static_cast<std::size_t>(st.st_size) + 1));
+    std::size_t used = 0;
+    for (;;) {
+        if (used == contents.size()) {
+            if (used > maxBytes) {
+                fail(error, EFBIG, tooLarge);
+                return std::nullopt;
+            }
+            contents.resize(std::min(limit, std::max<std::size_t>(used * 2, 4096)));
+        }
+        const ssize_t got = ::read(file.get(), contents.data() + used, contents.size() - used);
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            failErrno(error, errno, "cannot read");
+            return std::nullopt;
+        }
+        if (got == 0) break;
+        used += static_cast<std::size_t>(got);
+    }
+    if (used > maxBytes) {
+        fail(error, EFBIG, tooLarge);
+        return std::nullopt;
+    }
+    contents.resize(used);
+    return contents;
+}
+
+bool SafeFile::writeAtomically(const std::string& path, const Bytes& contents, mode_t mode, std::string* error) {
+    return writeAtomicallyImpl(path, contents.data(), contents.size(), mode, error);
+}
+
+bool SafeFile::writeAtomically(const std::string& path, std::string_view contents, mode_t mode, std::string* error) {
+    return writeAtomicallyImpl(path, reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size(), mode,
+                               error);
+}
+
+bool SafeFile::createDirectories(const std::string& path, mode_t mode, std::string* error) {
+    if (path.empty()) return fail(error, ENOENT, "empty directory path");
+    std::size_t end = 0;
+    while (end != std::string::npos) {
+        end = path.find('/', end + 1);
+        const std::string prefix = path.substr(0, end);
+        if (prefix.empty() || prefix.back() == '/') continue;
+        struct stat st {};
+        if (::stat(prefix.c_str(), &st) == 0) {
+            if (!S_ISDIR(st.st_mode)) return fail(error, ENOTDIR, prefix + " is not a directory");
+            continue;
+        }
+        if (errno != ENOENT) return failErrno(error, errno, "cannot look at " + prefix);
+        // EEXIST here means another process won the race; the stat below settles what it made.
+        if (::mkdir(prefix.c_str(), mode) != 0 && errno != EEXIST)
+            return failErrno(error, errno, "cannot create " + prefix);
+    }
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) return failErrno(error, errno, "cannot look at " + path);
+    if (!S_ISDIR(st.st_mode)) return fail(error, ENOTDIR, path + " is not a directory");
+    return true;
+}
+
+}  // namespace velko

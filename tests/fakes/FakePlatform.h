@@ -1,0 +1,187 @@
+#pragma once
+// In-memory stand-ins for the platform. Each records what the core asked of it in a shared
+// log, so tests can check the order of effects across services.
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace velko::test {
+
+using Log = std::vector<std::string>;
+
+class FakeNotificationCenter : public NotificationCenter {
+public:
+    explicit FakeNotificationCenter(Log* log = nullptr) : log_(log) {}
+    void observe(const std::string& name, Handler handler) override {
+        if (log_) log_->push_back("observe " + name);
+        handlers_[name].push_back(std::move(handler));
+    }
+    void post(const std::string& name, const std::string& object) override {
+        if (log_) log_->push_back("post " + name);
+        posts.push_back({name, object});
+    }
+    // Delivers as the bus would: to every observer of the name.
+    void deliver(const std::string& name, const std::string& object = "") {
+        for (auto& h : handlers_[name]) h(object);
+    }
+    std::size_t observerCount(const std::string& name) { return handlers_[name].size(); }
+    std::vector<std::string> postedObjects(const std::string& name) const {
+        std::vector<std::string> out;
+        for (const auto& [n, o] : posts)
+            if (n == name) out.push_back(o);
+        return out;
+    }
+    std::vector<std::pair<std::string, std::string>> posts;
+
+private:
+    Log* log_;
+    std::map<std::string, std::vector<Handler>> handlers_;
+};
+
+class FakeTrust : public AccessibilityTrust {
+public:
+    explicit FakeTrust(bool trusted = true, Log* log = nullptr) : trusted(trusted), log_(log) {}
+    bool isProcessTrusted() override {
+        if (log_) log_->push_back("trust?");
+        return trusted;
+    }
+    bool trusted;
+
+private:
+    Log* log_;
+};
+
+class FakeKeyboard : public SyntheticKeyboard {
+public:
+    struct Event {
+        KeyCode keyCode;
+        EventFlags flags;
+        bool down;
+        bool operator==(const Event&) const = default;
+    };
+    bool hasFrontmostApplication() override { return frontmost; }
+    bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override {
+        if (failPosting) return false;
+        events.push_back({keyCode, flags, keyDown});
+        return true;
+    }
+    bool frontmost = true;
+    bool failPosting = false;
+    std::vector<Event> events;
+};
+
+class FakeSuite : public DefaultsSuite {
+public:
+    explicit FakeSuite(std::map<std::string, Bytes> values) : values_(std::move(values)) {}
+    std::optional<Bytes> data(const std::string& key) override {
+        const auto it = values_.find(key);
+        if (it == values_.end()) return std::nullopt;
+        return it->second;
+    }
+
+private:
+    std::map<std::string, Bytes> values_;
+};
+
+class FakeDefaults : public UserDefaults {
+public:
+    explicit FakeDefaults(Log* log = nullptr) : log_(log) {}
+    std::unique_ptr<DefaultsSuite> openSuite(const std::string& name) override {
+        if (log_) log_->push_back("open suite " + name);
+        if (refuseSuite) return nullptr;
+        return std::make_unique<FakeSuite>(shared);
+    }
+    bool setBool(const std::string& key, bool value) override {
+        if (log_) log_->push_back("set " + key);
+        own[key] = value;
+        return true;
+    }
+    void setJson(const std::string& key, const std::string& json) { shared[key] = Bytes(json.begin(), json.end()); }
+
+    bool refuseSuite = false;
+    std::map<std::string, Bytes> shared;
+    std::map<std::string, bool> own;
+
+private:
+    Log* log_;
+};
+
+class FakeFileSystem : public FileSystem {
+public:
+    explicit FakeFileSystem(Log* log = nullptr) : log_(log) {}
+    std::string homeDirectory() override { return "/home/ada"; }
+    bool exists(const std::string& path) override {
+        if (log_) log_->push_back("exists " + path.substr(path.rfind('/') + 1));
+        return paths.count(path) > 0 || directories.count(path) > 0;
+    }
+    bool createDirectories(const std::string& path) override {
+        created.push_back(path);
+        if (failCreate) return false;
+        directories.insert(path);
+        return true;
+    }
+    std::set<std::string> paths;
+    std::set<std::string> directories;
+    std::vector<std::string> created;
+    bool failCreate = false;
+
+private:
+    Log* log_;
+};
+
+class FakeWorkspace : public Workspace {
+public:
+    bool openURL(const std::string& url) override {
+        opened.push_back(url);
+        return true;
+    }
+    std::string accessibilitySettingsAddress() override { return "file:///usr/share/velko-helper/input-access.html"; }
+    std::string websiteAddress() override { return "https://velko.app"; }
+    std::optional<std::string> bundleInfoString(const std::string& key) override {
+        if (key == "CFBundleShortVersionString") return version;
+        return std::nullopt;
+    }
+    std::optional<std::string> version = "2.4.1";
+    std::vector<std::string> opened;
+};
+
+class FakeApplication : public Application {
+public:
+    explicit FakeApplication(Log* log = nullptr) : log_(log) {}
+    void terminate() override { ++terminated; }
+    void startUpdater() override {
+        if (log_) log_->push_back("updater");
+    }
+    int terminated = 0;
+
+private:
+    Log* log_;
+};
+
+class FakeStatusBar : public StatusBar {
+public:
+    explicit FakeStatusBar(Log* log = nullptr) : log_(log) {}
+    bool createItem(const std::string& symbol, const std::string&, int) override {
+        if (log_) log_->push_back("status item " + symbol);
+        ++items;
+        return true;
+    }
+    void setMenu(const MenuModel& menu, MenuTarget& target) override {
+        if (log_) log_->push_back("menu");
+        menus.push_back(menu);
+        lastTarget = &target;
+    }
+    int items = 0;
+    std::vector<MenuModel> menus;
+    MenuTarget* lastTarget = nullptr;
+
+private:
+    Log* log_;
+};
+
+}  // namespace velko::test

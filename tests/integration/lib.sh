@@ -1,0 +1,102 @@
+# Shared harness of the integration tests: a private X server, session bus and HOME for each
+# test, the real helper binary, and the real clients to drive and observe it.
+set -euo pipefail
+
+: "${VELKO_BIN_DIR:?set by CTest}"
+HELPER="$VELKO_BIN_DIR/velko-helper"
+WORK="$(mktemp -d /tmp/velko-it.XXXXXX)"
+export HOME="$WORK/home" XDG_CONFIG_HOME="$WORK/home/.config"
+mkdir -p "$HOME"
+GROUP="$HOME/Library/Group Containers/group.app.velko"
+SUITE="$GROUP/Library/Preferences/group.app.velko.plist"
+OWN_DEFAULTS="$XDG_CONFIG_HOME/velko-helper/app.velko.helper.plist"
+MONITOR_LOG="$WORK/monitor.log"
+HELPER_LOG="$WORK/helper.log"
+pids=()
+failures=0
+
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  wait 2>/dev/null || true
+  if [ "$failures" -ne 0 ]; then
+    echo "--- helper log"; cat "$HELPER_LOG" 2>/dev/null || true
+  fi
+  rm -rf "$WORK"
+}
+trap cleanup EXIT
+
+start_x() {
+  local displayfile="$WORK/display"
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$displayfile" >/dev/null 2>&1 &
+  pids+=($!)
+  wait_for "X server" test -s "$displayfile"
+  export DISPLAY=":$(cat "$displayfile")"
+}
+
+start_bus() {
+  local info
+  rm -f "$WORK/bus"
+  info="$(dbus-daemon --session --fork --nopidfile --address="unix:path=$WORK/bus" --print-pid)"
+  BUS_PID="$info"
+  pids+=("$BUS_PID")
+  export DBUS_SESSION_BUS_ADDRESS="unix:path=$WORK/bus"
+  dbus-monitor --session "type='signal',interface='app.velko.Notifications'" >"$MONITOR_LOG" 2>&1 &
+  pids+=($!)
+  wait_for "bus monitor" grep -q NameAcquired "$MONITOR_LOG"
+}
+
+start_helper() {
+  "$HELPER" >>"$HELPER_LOG" 2>&1 &
+  HELPER_PID=$!
+  pids+=("$HELPER_PID")
+}
+
+# wait_for WHAT COMMAND...: polls for up to 10 s.
+wait_for() {
+  local what="$1"; shift
+  for _ in $(seq 200); do "$@" && return 0; sleep 0.05; done
+  fail "timed out waiting for $what"
+  return 1
+}
+
+post() { dbus-send --session --type=signal /app/velko/Notifications app.velko.Notifications.Posted "string:$1" "string:${2:-}"; }
+
+# Every notification seen on the bus, one per line: name<TAB>object.
+notifications() {
+  awk '/member=Posted/ {getline a; getline b;
+        sub(/^ *string "/, "", a); sub(/"$/, "", a); sub(/^ *string "/, "", b); sub(/"$/, "", b);
+        print a "\t" b}' "$MONITOR_LOG"
+}
+count() { notifications | awk -F'\t' -v n="$1" '$1 == n' | wc -l; }
+objects() { notifications | awk -F'\t' -v n="$1" '$1 == n {print $2}'; }
+
+pass() { echo "ok: $*"; }
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+check() {  # check DESCRIPTION COMMAND...
+  local what="$1"; shift
+  if "$@"; then pass "$what"; else fail "$what"; fi
+}
+check_eq() {  # check_eq DESCRIPTION EXPECTED ACTUAL
+  if [ "$2" == "$3" ]; then pass "$1"; else fail "$1: expected [$2], got [$3]"; fi
+}
+helper_alive() { kill -0 "$HELPER_PID" 2>/dev/null; }
+
+finish() {
+  if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
+  echo "all checks passed"
+}
+
+# Writes the shared suite with data values: write_suite KEY FILE [KEY FILE ...]
+write_suite() {
+  mkdir -p "$(dirname "$SUITE")"
+  {
+    echo '<?xml version="1.0" encoding="UTF-8"?>'
+    echo '<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">'
+    echo '<plist version="1.0"><dict>'
+    while [ $# -gt 0 ]; do
+      echo "<key>$1</key><data>$(base64 -w0 <"$2")</data>"
+      shift 2
+    done
+    echo '</dict></plist>'
+  } >"$SUITE"
+}

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Hostile shared data never stops the helper: each case leaves empty lists and a running link.
+source "$(dirname "$0")/lib.sh"
+start_x
+start_bus
+mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
+
+run_case() {  # run_case DESCRIPTION: prepares nothing itself, checks the outcome
+  : >"$HELPER_LOG"
+  local pongs_before
+  pongs_before="$(count velko.helper.pong)"
+  start_helper
+  wait_for "the launch summary" grep -q 'auto-paste rules' "$HELPER_LOG"
+  post velko.helper.ping
+  wait_for "the answer to a ping" test "$(count velko.helper.pong)" -ge $((pongs_before + 2))
+  check "$1: helper still answers" helper_alive
+  check_eq "$1: empty lists" "0 snippet triggers; 0 auto-paste rules" \
+    "$(grep -o '[0-9]* snippet triggers; [0-9]* auto-paste rules' "$HELPER_LOG")"
+  kill "$HELPER_PID"; wait "$HELPER_PID" 2>/dev/null || true
+}
+
+mkdir -p "$(dirname "$SUITE")"
+printf '<?xml version="1.0"?><plist><dict><key>helperSnippetTriggers</key><data>AAAA' >"$SUITE"
+run_case "a truncated plist"
+check "a truncated plist is reported" grep -q 'property list' "$HELPER_LOG"
+
+cat >"$SUITE" <<'PLIST'
+<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict>
+<key>helperSnippetTriggers</key><string>[{"abbreviation":";a","expansion":"b","format":"plain","appScope":[]}]</string>
+<key>helperAutoRules</key><integer>7</integer>
+</dict></plist>
+PLIST
+run_case "a string where data is expected"
+
+python3 - "$WORK/big.json" <<'PY'
+import json, sys
+item = {"abbreviation": ";x", "expansion": "y" * 200, "format": "plain", "appScope": []}
+items = [item] * 48000 + [{"abbreviation": ";bad"}]
+open(sys.argv[1], "w").write(json.dumps(items))
+PY
+echo '[{"bundleId":"a","action":"Lowercase"}]' >"$WORK/rules.json"
+write_suite helperSnippetTriggers "$WORK/big.json" helperAutoRules "$WORK/rules.json"
+check "the suite holds over 10 MB of JSON" test "$(stat -c %s "$WORK/big.json")" -gt 10000000
+run_case "10 MB of JSON with one bad element"
+
+rm -f "$SUITE" && mkfifo "$SUITE"
+run_case "a FIFO in place of the suite"
+
+rm -f "$SUITE" && mkdir -p "$SUITE"
+run_case "a directory in place of the suite"
+finish

@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include "Core/HelperConstants.h"
+#include "Core/HelperIPCManager.h"
+#include "Core/KeystrokeInjector.h"
+#include "fakes/FakePlatform.h"
+#include "fakes/VirtualClock.h"
+
+namespace velko::test {
+namespace {
+
+using Names = HelperConstants::Notification;
+
+struct HelperIPCManagerTest : ::testing::Test {
+    Log log;
+    VirtualClock clock;
+    FakeNotificationCenter center{&log};
+    FakeTrust trust;
+    FakeKeyboard keyboard;
+    FakeWorkspace workspace;
+    KeystrokeInjector injector{clock, keyboard};
+    HelperIPCManager link{center, trust, injector, workspace};
+
+    void SetUp() override { link.start(); }
+    // Each request lands in its own rate-limit period.
+    void request(const std::string& name, const std::string& object = "") {
+        clock.advance(1.0);
+        center.deliver(name, object);
+    }
+};
+
+TEST_F(HelperIPCManagerTest, StartObservesAllFiveThenPostsOnePong) {
+    EXPECT_EQ(log, (Log{"observe velko.helper.ping", "observe velko.paste.now", "observe velko.paste.plain",
+                        "observe velko.paste.match", "observe velko.expansion.trigger", "post velko.helper.pong"}));
+}
+
+TEST_F(HelperIPCManagerTest, EachPingGetsOneIdenticalPongAndNeverConnects) {
+    for (int i = 0; i < 3; ++i) request(Names::ping, "anything");
+    const auto pongs = center.postedObjects(Names::pong);
+    ASSERT_EQ(pongs.size(), 4u);
+    EXPECT_EQ(pongs[1], pongs[2]);
+    EXPECT_EQ(pongs[2], pongs[3]);
+    EXPECT_TRUE(HelperConstants::PongPayload::fromJson(pongs[3]));
+    EXPECT_FALSE(link.velkoConnected);
+}
+
+TEST_F(HelperIPCManagerTest, PasteRequestsPostVWithTheirFlagsDownAndUp) {
+    request(Names::pasteNow);
+    request(Names::pastePlain, "ignored object");
+    request(Names::pasteMatch);
+    using E = FakeKeyboard::Event;
+    EXPECT_EQ(keyboard.events, (std::vector<E>{{9, 0x100000, true}, {9, 0x100000, false}, {9, 0x1A0000, true},
+                                               {9, 0x1A0000, false}, {9, 0x120000, true}, {9, 0x120000, false}}));
+}
+
+TEST_F(HelperIPCManagerTest, WithoutTrustEachRequestIsAnsweredWithADegradedNoticeUntilTrustReturns) {
+    trust.trusted = false;
+    request(Names::pasteNow);
+    request(Names::pasteMatch);
+    EXPECT_TRUE(keyboard.events.empty());
+    EXPECT_EQ(center.postedObjects(Names::helperDegraded),
+              (std::vector<std::string>{"accessibility_revoked", "accessibility_revoked"}));
+    trust.trusted = true;
+    request(Names::pasteNow);
+    EXPECT_EQ(keyboard.events.size(), 2u);
+}
+
+TEST_F(HelperIPCManagerTest, PasteRequestsShareTheRateLimit) {
+    request(Names::pasteNow);
+    center.deliver(Names::pastePlain);
+    EXPECT_EQ(keyboard.events.size(), 2u);
+}
+
+TEST_F(HelperIPCManagerTest, ExpansionTriggerDoesNothing) {
+    const auto postsBefore = center.posts.size();
+    request(Names::expansionTrigger, "x");
+    EXPECT_EQ(center.posts.size(), postsBefore);
+    EXPECT_TRUE(keyboard.events.empty());
+}
+
+}  // namespace
+}  // namespace velko::test
