@@ -68,6 +68,8 @@ notifications() {
         print a "\t" b}' "$MONITOR_LOG"
 }
 count() { notifications | awk -F'\t' -v n="$1" '$1 == n' | wc -l; }
+# at_least N NAME: true once N notifications called NAME were seen (re-counted on each poll).
+at_least() { [ "$(count "$2")" -ge "$1" ]; }
 objects() { notifications | awk -F'\t' -v n="$1" '$1 == n {print $2}'; }
 
 pass() { echo "ok: $*"; }

@@ -12,7 +12,7 @@ run_case() {  # run_case DESCRIPTION: prepares nothing itself, checks the outcom
   start_helper
   wait_for "the launch summary" grep -q 'auto-paste rules' "$HELPER_LOG"
   post velko.helper.ping
-  wait_for "the answer to a ping" test "$(count velko.helper.pong)" -ge $((pongs_before + 2))
+  wait_for "the answer to a ping" at_least $((pongs_before + 2)) velko.helper.pong
   check "$1: helper still answers" helper_alive
   check_eq "$1: empty lists" "0 snippet triggers; 0 auto-paste rules" \
     "$(grep -o '[0-9]* snippet triggers; [0-9]* auto-paste rules' "$HELPER_LOG")"

@@ -9,13 +9,13 @@ pids+=($!)
 wait_for "the target window" xdotool search --name velko-target
 xdotool search --name velko-target windowfocus --sync
 start_helper
-wait_for "the helper" test "$(count velko.helper.pong)" -ge 1
+wait_for "the helper" at_least 1 velko.helper.pong
 
 for request in velko.paste.now velko.paste.plain velko.paste.match; do
   post "$request"
   sleep 0.3  # one request per rate-limit period
 done
-wait_for "six key events of V" test "$(grep -c 'keycode 55 ' "$WORK/xev.log")" -ge 6
+wait_for "six key events of V" bash -c "[ \$(grep -c 'keycode 55 ' \"$WORK/xev.log\") -ge 6 ]"
 
 # "state 0x4, keycode 55" for each KeyPress/KeyRelease of V, in order.
 v_events="$(awk '/^Key(Press|Release) event/ {kind=$1} /keycode 55 / {match($0, /state 0x[0-9a-f]+/);

@@ -8,9 +8,13 @@
 #include <QSvgRenderer>
 #include <QSystemTrayIcon>
 
+// The icons are compiled into a static library; nothing references them, so the linker
+// would drop them unless they are registered explicitly.
+static void registerBundledResources() { Q_INIT_RESOURCE(resources); }
+
 namespace velko {
 
-QtStatusBar::QtStatusBar() = default;
+QtStatusBar::QtStatusBar() { registerBundledResources(); }
 
 QtStatusBar::~QtStatusBar() {
     if (menu_) delete menu_.data();
@@ -33,6 +37,8 @@ QIcon QtStatusBar::bundledIcon(const std::string& symbolName) {
 }
 
 bool QtStatusBar::createItem(const std::string& symbolName, const std::string& accessibilityDescription, int) {
+    // Without a display there is nowhere to show it; the menu model is still kept.
+    if (QGuiApplication::platformName() == QLatin1String("offscreen")) return false;
     tray_ = std::make_unique<QSystemTrayIcon>();
     const QIcon icon = bundledIcon(symbolName);
     if (!icon.isNull()) tray_->setIcon(icon);
