@@ -15,10 +15,10 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
-#include <optional>
 #include <cstdio>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -46,8 +46,8 @@ public:
         range.device_events.first = XCB_KEY_PRESS;
         range.device_events.last = XCB_KEY_PRESS;
         xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
-        auto* error = xcb_request_check(control_,
-                                        xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range));
+        auto* error = xcb_request_check(
+            control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range));
         if (error) {
             free(error);
             return false;

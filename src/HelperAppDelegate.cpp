@@ -76,10 +76,17 @@ void HelperAppDelegate::open(const std::string& address) {
 
 void HelperAppDelegate::perform(MenuAction action) {
     switch (action) {
-        case MenuAction::doPreferences: doPreferences(); break;
-        case MenuAction::doPermissions: doPermissions(); break;
-        case MenuAction::doQuit: doQuit(); break;
-        case MenuAction::none: break;
+        case MenuAction::doPreferences:
+            doPreferences();
+            break;
+        case MenuAction::doPermissions:
+            doPermissions();
+            break;
+        case MenuAction::doQuit:
+            doQuit();
+            break;
+        case MenuAction::none:
+            break;
     }
 }
 

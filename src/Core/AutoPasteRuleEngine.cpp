@@ -51,20 +51,20 @@ void AutoPasteRuleEngine::loadRules() {
 }
 
 bool AutoPasteRuleEngine::decodeRules(const Bytes& json, std::vector<PasteRule>& out, std::string& error) {
-    return JsonFields::array<PasteRule>(json, out, error, [](const nlohmann::json& element, PasteRule& rule,
-                                                             std::string& why) {
-        std::string action;
-        if (!JsonFields::string(element, "bundleId", rule.bundleId, why) ||
-            !JsonFields::string(element, "action", action, why))
-            return false;
-        const auto parsed = actionFromRawValue(action);
-        if (!parsed) {
-            why = "\"action\" \"" + action + "\" is not one of the six actions";
-            return false;
-        }
-        rule.action = *parsed;
-        return true;
-    });
+    return JsonFields::array<PasteRule>(json, out, error,
+                                        [](const nlohmann::json& element, PasteRule& rule, std::string& why) {
+                                            std::string action;
+                                            if (!JsonFields::string(element, "bundleId", rule.bundleId, why) ||
+                                                !JsonFields::string(element, "action", action, why))
+                                                return false;
+                                            const auto parsed = actionFromRawValue(action);
+                                            if (!parsed) {
+                                                why = "\"action\" \"" + action + "\" is not one of the six actions";
+                                                return false;
+                                            }
+                                            rule.action = *parsed;
+                                            return true;
+                                        });
 }
 
 }  // namespace velko

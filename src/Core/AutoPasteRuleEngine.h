@@ -14,7 +14,14 @@ class UserDefaults;
 // Per-application paste rules defined in the main application: loaded and counted, never applied.
 class AutoPasteRuleEngine {
 public:
-    enum class PasteAction { alwaysPlainText, stripTrackingParams, trimWhitespace, blockPaste, prettyPrintJSON, lowercase };
+    enum class PasteAction {
+        alwaysPlainText,
+        stripTrackingParams,
+        trimWhitespace,
+        blockPaste,
+        prettyPrintJSON,
+        lowercase
+    };
 
     struct PasteRule {
         std::string bundleId;

@@ -43,13 +43,13 @@ void SharedDataReader::loadSnippetTriggers() {
 }
 
 bool SharedDataReader::decodeTriggers(const Bytes& json, std::vector<SnippetTrigger>& out, std::string& error) {
-    return JsonFields::array<SnippetTrigger>(json, out, error, [](const nlohmann::json& element, SnippetTrigger& t,
-                                                                   std::string& why) {
-        return JsonFields::string(element, "abbreviation", t.abbreviation, why) &&
-               JsonFields::string(element, "expansion", t.expansion, why) &&
-               JsonFields::string(element, "format", t.format, why) &&
-               JsonFields::stringArray(element, "appScope", t.appScope, why);
-    });
+    return JsonFields::array<SnippetTrigger>(
+        json, out, error, [](const nlohmann::json& element, SnippetTrigger& t, std::string& why) {
+            return JsonFields::string(element, "abbreviation", t.abbreviation, why) &&
+                   JsonFields::string(element, "expansion", t.expansion, why) &&
+                   JsonFields::string(element, "format", t.format, why) &&
+                   JsonFields::stringArray(element, "appScope", t.appScope, why);
+        });
 }
 
 std::string SharedDataReader::encodeTriggers(const std::vector<SnippetTrigger>& triggers) {

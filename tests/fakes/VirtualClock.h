@@ -42,7 +42,9 @@ public:
     std::size_t pendingCount() const { return pending_.size(); }
 
 private:
-    void schedule(double at, std::function<void()> fn) { pending_.emplace(std::make_pair(at, sequence_++), std::move(fn)); }
+    void schedule(double at, std::function<void()> fn) {
+        pending_.emplace(std::make_pair(at, sequence_++), std::move(fn));
+    }
 
     double now_ = 1000.0;
     unsigned long sequence_ = 0;

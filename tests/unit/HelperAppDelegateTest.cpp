@@ -34,9 +34,9 @@ struct HelperAppDelegateTest : ::testing::Test {
         reader = std::make_unique<SharedDataReader>(fs, defaults);
         link = std::make_unique<HelperIPCManager>(center, trust, injector, workspace);
         rules = std::make_unique<AutoPasteRuleEngine>(defaults);
-        delegate = std::make_unique<HelperAppDelegate>(HelperAppDelegate::Services{*reader, *link, *rules},
-                                                       HelperAppDelegate::Environment{trust, statusBar, defaults,
-                                                                                      workspace, application, clock});
+        delegate = std::make_unique<HelperAppDelegate>(
+            HelperAppDelegate::Services{*reader, *link, *rules},
+            HelperAppDelegate::Environment{trust, statusBar, defaults, workspace, application, clock});
         delegate->applicationDidFinishLaunching();
     }
     std::string firstTwoTitles() const {
@@ -78,7 +78,8 @@ TEST_F(HelperAppDelegateTest, FirstMenuAfterLaunchShowsTheStateFoundAtLaunch) {
 }
 
 TEST_F(HelperAppDelegateTest, RuleCountIsTakenOnceAtLaunch) {
-    defaults.setJson("helperAutoRules", R"([{"bundleId":"a","action":"lowercase"},{"bundleId":"b","action":"blockPaste"}])");
+    defaults.setJson("helperAutoRules",
+                     R"([{"bundleId":"a","action":"lowercase"},{"bundleId":"b","action":"blockPaste"}])");
     launch();
     EXPECT_EQ(delegate->statusBar()->ruleCount, 2);
 }

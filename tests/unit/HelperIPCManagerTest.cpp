@@ -49,8 +49,12 @@ TEST_F(HelperIPCManagerTest, PasteRequestsPostVWithTheirFlagsDownAndUp) {
     request(Names::pastePlain, "ignored object");
     request(Names::pasteMatch);
     using E = FakeKeyboard::Event;
-    EXPECT_EQ(keyboard.events, (std::vector<E>{{9, 0x100000, true}, {9, 0x100000, false}, {9, 0x1A0000, true},
-                                               {9, 0x1A0000, false}, {9, 0x120000, true}, {9, 0x120000, false}}));
+    EXPECT_EQ(keyboard.events, (std::vector<E>{{9, 0x100000, true},
+                                               {9, 0x100000, false},
+                                               {9, 0x1A0000, true},
+                                               {9, 0x1A0000, false},
+                                               {9, 0x120000, true},
+                                               {9, 0x120000, false}}));
 }
 
 TEST_F(HelperIPCManagerTest, WithoutTrustEachRequestIsAnsweredWithADegradedNoticeUntilTrustReturns) {

@@ -111,12 +111,13 @@ TEST_F(AutoPasteRuleEngineTest, ValidRulesLoadInOrderAndExtraKeysAreIgnored) {
     engine.loadRules();
     using Rule = AutoPasteRuleEngine::PasteRule;
     using A = AutoPasteRuleEngine::PasteAction;
-    EXPECT_EQ(engine.rules.get(), (std::vector<Rule>{{"org.gnome.gedit", A::lowercase}, {"org.gnome.gedit", A::blockPaste}}));
+    EXPECT_EQ(engine.rules.get(),
+              (std::vector<Rule>{{"org.gnome.gedit", A::lowercase}, {"org.gnome.gedit", A::blockPaste}}));
 }
 
 TEST_F(AutoPasteRuleEngineTest, ActionsMatchOnlyTheirExactRawValues) {
-    for (const char* raw : {"alwaysPlainText", "stripTrackingParams", "trimWhitespace", "blockPaste", "prettyPrintJSON",
-                            "lowercase"}) {
+    for (const char* raw :
+         {"alwaysPlainText", "stripTrackingParams", "trimWhitespace", "blockPaste", "prettyPrintJSON", "lowercase"}) {
         const auto action = AutoPasteRuleEngine::actionFromRawValue(raw);
         ASSERT_TRUE(action) << raw;
         EXPECT_EQ(AutoPasteRuleEngine::rawValue(*action), raw);
