@@ -16,9 +16,12 @@ HelperAppDelegate::HelperAppDelegate(Services services, Environment environment)
 
 std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     const auto& p = Platform::current();
+    Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
+    // hotkeys: services.startHotkeys
+    // expansion: services.startExpansion
+    // screenshots: services.startScreenshotWatcher
     return std::make_unique<HelperAppDelegate>(
-        Services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()},
-        Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
+        services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
 }
 
 void HelperAppDelegate::applicationDidFinishLaunching() {
@@ -32,9 +35,12 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
     controller->buildMenu(*this);
     statusBar_ = std::move(controller);
 
+    // Keyboard services only when trusted at launch; never started later in this process.
     if (env_.trust.isProcessTrusted()) {
-        // The keyboard services start here, and only when trusted at launch.
+        if (services_.startHotkeys) services_.startHotkeys();
+        if (services_.startExpansion) services_.startExpansion();
     }
+    if (services_.startScreenshotWatcher) services_.startScreenshotWatcher();
 
     services_.rules.loadRules();
     statusBar_->ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());

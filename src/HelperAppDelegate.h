@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <memory>
 
 #include "Views/HelperStatusBarController.h"
@@ -22,6 +23,11 @@ public:
         SharedDataReader& reader;
         HelperIPCManager& link;
         AutoPasteRuleEngine& rules;
+        // The keyboard services and the screenshot watcher; each is started at its place in the
+        // launch sequence. Left empty where a service is not wanted (tests of other steps).
+        std::function<void()> startHotkeys = {};
+        std::function<void()> startExpansion = {};
+        std::function<void()> startScreenshotWatcher = {};
     };
     struct Environment {
         AccessibilityTrust& trust;

@@ -30,13 +30,20 @@ struct HelperAppDelegateTest : ::testing::Test {
     std::unique_ptr<AutoPasteRuleEngine> rules;
     std::unique_ptr<HelperAppDelegate> delegate;
 
+    bool withLaterServices = false;
+
     void launch() {
         reader = std::make_unique<SharedDataReader>(fs, defaults);
         link = std::make_unique<HelperIPCManager>(center, trust, injector, workspace);
         rules = std::make_unique<AutoPasteRuleEngine>(defaults);
+        HelperAppDelegate::Services services{*reader, *link, *rules};
+        if (withLaterServices) {
+            services.startHotkeys = [this] { log.push_back("start hotkeys"); };
+            services.startExpansion = [this] { log.push_back("start expansion"); };
+            services.startScreenshotWatcher = [this] { log.push_back("start screenshot watcher"); };
+        }
         delegate = std::make_unique<HelperAppDelegate>(
-            HelperAppDelegate::Services{*reader, *link, *rules},
-            HelperAppDelegate::Environment{trust, statusBar, defaults, workspace, application, clock});
+            services, HelperAppDelegate::Environment{trust, statusBar, defaults, workspace, application, clock});
         delegate->applicationDidFinishLaunching();
     }
     std::string firstTwoTitles() const {
@@ -66,6 +73,29 @@ TEST_F(HelperAppDelegateTest, LaunchRunsItsStepsInOrder) {
                        "set onboardingComplete",
                    }));
     EXPECT_TRUE(defaults.own.at("onboardingComplete"));
+}
+
+TEST_F(HelperAppDelegateTest, KeyboardServicesStartOnlyWhenTrustedAtLaunchAndBeforeTheWatcher) {
+    auto startsIn = [](const Log& log) {
+        Log starts;
+        for (const auto& line : log)
+            if (line.rfind("start ", 0) == 0 || line == "set onboardingComplete") starts.push_back(line);
+        return starts;
+    };
+    withLaterServices = true;
+    trust.trusted = true;
+    launch();
+    EXPECT_EQ(startsIn(log),
+              (Log{"start hotkeys", "start expansion", "start screenshot watcher", "set onboardingComplete"}));
+
+    log.clear();
+    trust.trusted = false;
+    launch();
+    EXPECT_EQ(startsIn(log), (Log{"start screenshot watcher", "set onboardingComplete"}));
+    // Trust granted later does not start them in this process.
+    trust.trusted = true;
+    clock.advance(30.0);
+    EXPECT_EQ(startsIn(log), (Log{"start screenshot watcher", "set onboardingComplete"}));
 }
 
 TEST_F(HelperAppDelegateTest, FirstMenuAfterLaunchShowsTheStateFoundAtLaunch) {
