@@ -20,30 +20,14 @@
 #include "platform/linux/PlistUserDefaults.h"
 #include "platform/linux/PosixFileSystem.h"
 
+#include "fakes/TempDir.h"
+
 namespace velko::test {
 namespace {
 
 namespace fs = std::filesystem;
 
 const std::string suiteName = "group.app.velko";
-
-class TempDir {
-public:
-    TempDir() {
-        std::string pattern = (fs::temp_directory_path() / "velko-plist-XXXXXX").string();
-        if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-        path_ = pattern;
-    }
-    ~TempDir() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 class ScopedEnv {
 public:

@@ -14,28 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "fakes/TempDir.h"
+
 namespace velko::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-class TempDir {
-public:
-    TempDir() {
-        std::string pattern = (fs::temp_directory_path() / "velko-safefile-XXXXXX").string();
-        if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-        path_ = pattern;
-    }
-    ~TempDir() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 void writeFile(const std::string& path, const std::string& contents) {
     std::ofstream out(path, std::ios::binary);
