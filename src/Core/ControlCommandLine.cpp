@@ -271,8 +271,10 @@ Tabs, line breaks and other control characters in the object are written as \t, 
 
   --json   one JSON object per line: {"name":...,"object":...,"time":...}
 
-A line on standard error says when the watch is in place. Exit status: 0 when
-interrupted, 3 when there is no session bus.
+A line on standard error says when the watch is in place. When the session bus goes away
+the watch says so and carries on once it is back.
+
+Exit status: 0 when interrupted, 3 when there is no session bus.
 )";
         case Topic::snippets:
             return R"(Usage: velkoctl snippets set FILE|-

@@ -26,6 +26,10 @@ stored() {  # stored KEY: the bytes of the suite's data value, as Python's plist
 refuses "a bad element is named by its index" 1 "bad.json: element 2: missing \"appScope\"; nothing was written" \
   snippets set "$WORK/bad.json"
 check "and no suite appears" test ! -e "$SUITE"
+succeeds "a first list creates the suite" rules set "$WORK/rules.json"
+check_eq "as a private XML property list" "600 <?xml" "$(stat -c %a "$SUITE") $(head -c 5 "$SUITE")"
+check_eq "holding the list" "$(cat "$WORK/rules.json")" "$(stored helperAutoRules)"
+rm "$SUITE"
 
 # --- Velko's suite, binary, with a key of its own: velkoctl adds to it
 write_suite velkoTheme "$WORK/velko-own.json"
