@@ -5,6 +5,7 @@
 #include "platform/FileSystem.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
+#include "platform/NotificationMonitor.h"
 #include "platform/StatusBar.h"
 #include "platform/SyntheticKeyboard.h"
 #include "platform/UserDefaults.h"
@@ -18,6 +19,7 @@ struct Platform {
     MainQueue* mainQueue = nullptr;
     Clock* clock = nullptr;
     NotificationCenter* notifications = nullptr;
+    NotificationMonitor* monitor = nullptr;
     AccessibilityTrust* trust = nullptr;
     SyntheticKeyboard* keyboard = nullptr;
     UserDefaults* defaults = nullptr;

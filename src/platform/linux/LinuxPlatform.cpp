@@ -54,6 +54,7 @@ Platform LinuxPlatform::platform() {
     p.mainQueue = mainQueue_.get();
     p.clock = clock_.get();
     p.notifications = notifications_.get();
+    p.monitor = notifications_.get();
     p.trust = trust_.get();
     p.keyboard = keyboard_.get();
     p.defaults = defaults_.get();

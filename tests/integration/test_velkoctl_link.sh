@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# velkoctl against the real helper on a private bus: ping, paste and watch, and what each says
+# when no helper answers or there is no bus at all.
+source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/velkoctl_lib.sh"
+start_x
+start_bus
+
+# Two watches from the start, so they see everything below.
+"$CTL" watch >"$WORK/watch.out" 2>"$WORK/watch.err" &
+WATCH_PID=$!
+pids+=("$WATCH_PID")
+"$CTL" watch --json >"$WORK/watch.json" 2>"$WORK/watch-json.err" &
+pids+=($!)
+wait_for "both watches in place" bash -c "grep -q watching '$WORK/watch.err' && grep -q watching '$WORK/watch-json.err'"
+
+# --- nobody answers
+refuses "ping without a helper" 3 "no helper answered within 0.5 s" ping --timeout 0.5
+refuses "paste without a helper" 3 "no helper answered within 0.5 s" paste --timeout 0.5
+check_eq "the paste request went out all the same, then a ping" "velko.paste.now velko.helper.ping" \
+  "$(notifications | cut -f1 | tail -2 | tr '\n' ' ' | sed 's/ $//')"
+
+# --- no bus at all
+nobus="unix:path=$WORK/no-bus-here"
+CTL_ENV=(env DBUS_SESSION_BUS_ADDRESS="$nobus")
+refuses "ping without a bus" 3 "cannot reach the session bus \(.*no-bus-here" ping
+refuses "paste without a bus" 3 "cannot reach the session bus" paste plain
+refuses "watch without a bus" 3 "cannot reach the session bus" watch --json
+CTL_ENV=(env -u DBUS_SESSION_BUS_ADDRESS -u DISPLAY XDG_RUNTIME_DIR="$WORK/no-runtime-dir")
+refuses "ping with no bus address" 3 "cannot reach the session bus.*DBUS_SESSION_BUS_ADDRESS is not set" ping
+CTL_ENV=()
+
+# --- a helper with input access, pasting into a focused window
+xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
+pids+=($!)
+wait_for "the target window" bash -c "xdotool search --name velko-target >/dev/null"
+xdotool search --name velko-target windowfocus --sync >/dev/null
+start_helper
+wait_for "the unasked pong" at_least 1 velko.helper.pong
+
+succeeds "ping is answered" ping
+check_eq "ping prints two lines" 2 "$(out | wc -l)"
+check "the first line is the helper's pong record, as posted on the bus" python3 -c '
+import json, sys
+printed = json.loads(sys.argv[1])
+posted = json.loads(sys.argv[2].replace("\\\"", "\""))
+assert printed == posted, (printed, posted)
+assert printed["protocolVersion"] == 1 and len(printed) == 4
+' "$(out | head -1)" "$(objects velko.helper.pong | tail -1)"
+check "the second line is the round-trip time" grep -qE '^round trip: [0-9]+\.[0-9]{2} ms$' <(out | tail -1)
+
+succeeds "paste now is taken" paste
+check "paste now says what the helper presses" grep -q '^velko.paste.now taken: the helper presses Ctrl+V' <(out)
+wait_for "V with Ctrl in the window" grep -q 'state 0x4, keycode 55 ' "$WORK/xev.log"
+sleep 0.3  # past the rate limit
+succeeds "paste match is taken" paste match
+wait_for "V with Ctrl+Shift in the window" grep -q 'state 0x5, keycode 55 ' "$WORK/xev.log"
+check_eq "no degraded notice with input access" 0 "$(count velko.helper.degraded)"
+
+# --- a helper without input access (no X display)
+kill "$HELPER_PID"
+wait "$HELPER_PID" 2>/dev/null || true
+(unset DISPLAY && exec "$HELPER" >>"$HELPER_LOG" 2>&1) &
+HELPER_PID=$!
+pids+=("$HELPER_PID")
+wait_for "the second helper" grep -q 'no X display' "$HELPER_LOG"
+refuses "paste without input access" 1 "the helper has no input access \(accessibility_revoked\); nothing was pasted" \
+  paste plain
+
+# --- what the watches saw, including names the helper posts for hotkeys and screenshots
+post helper.hotkey.activated open_popover
+post velko.screenshot.captured "Screenshot 2024-05-01 at 08.30.12 été.png"
+wait_for "the watch to see the screenshot" grep -q '^velko.screenshot.captured' "$WORK/watch.out"
+wait_for "the JSON watch to see it" grep -q 'velko.screenshot.captured' "$WORK/watch.json"
+check "every watched line is name, object and UTC time" \
+  bash -c "! grep -vP '^[^\t]+\t[^\t]*\t\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$' '$WORK/watch.out'"
+check "the watch saw the helper's pong" grep -qP '^velko\.helper\.pong\t\{"' "$WORK/watch.out"
+check "the watch saw the degraded notice" grep -qP '^velko\.helper\.degraded\taccessibility_revoked\t' "$WORK/watch.out"
+check "the watch saw the hotkey" grep -qP '^helper\.hotkey\.activated\topen_popover\t' "$WORK/watch.out"
+check_eq "both watches saw the same notifications, in the same order" \
+  "$(cut -f1,2 "$WORK/watch.out")" \
+  "$(python3 -c 'import json, sys
+for line in open(sys.argv[1]):
+    n = json.loads(line); print(n["name"] + "\t" + n["object"].replace("\t", "\\t"))' "$WORK/watch.json")"
+check_eq "the JSON watch keeps the object exactly" "Screenshot 2024-05-01 at 08.30.12 été.png" \
+  "$(python3 -c 'import json, sys
+lines = [json.loads(l) for l in open(sys.argv[1])]
+print([n["object"] for n in lines if n["name"] == "velko.screenshot.captured"][0])' "$WORK/watch.json")"
+check_eq "the watches saw what the bus carried" "$(notifications | wc -l)" "$(wc -l <"$WORK/watch.out")"
+
+kill -INT "$WATCH_PID"
+watch_status=0
+wait "$WATCH_PID" || watch_status=$?
+check_eq "Ctrl+C ends a watch with status 0" 0 "$watch_status"
+check_eq "a watch says nothing on stderr but that it is watching" 1 "$(wc -l <"$WORK/watch.err")"
+finish
