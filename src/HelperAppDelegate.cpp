@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "Core/AutoPasteRuleEngine.h"
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/SharedDataReader.h"
 #include "platform/Platform.h"
@@ -17,7 +18,7 @@ HelperAppDelegate::HelperAppDelegate(Services services, Environment environment)
 std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     const auto& p = Platform::current();
     Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
-    // hotkeys: services.startHotkeys
+    services.startHotkeys = [] { GlobalHotkeyManager::shared().start(); };
     // expansion: services.startExpansion
     // screenshots: services.startScreenshotWatcher
     return std::make_unique<HelperAppDelegate>(

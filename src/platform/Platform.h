@@ -3,6 +3,7 @@
 #include "platform/Application.h"
 #include "platform/Clock.h"
 #include "platform/FileSystem.h"
+#include "platform/FilteringKeyTap.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationMonitor.h"
@@ -27,6 +28,7 @@ struct Platform {
     Workspace* workspace = nullptr;
     Application* application = nullptr;
     StatusBar* statusBar = nullptr;
+    FilteringKeyTap* filteringTap = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.

@@ -184,4 +184,25 @@ private:
     Log* log_;
 };
 
+class FakeFilteringKeyTap : public FilteringKeyTap {
+public:
+    bool create(const std::vector<Combination>& wanted, Callback callback) override {
+        ++creations;
+        if (fail) return false;
+        combinations = wanted;
+        callback_ = std::move(callback);
+        return true;
+    }
+    // A key-down reaching the tap: what the core decided, or pass when nothing is installed.
+    Verdict press(KeyCode keyCode, EventFlags flags) { return callback_ ? callback_(keyCode, flags) : Verdict::pass; }
+    bool installed() const { return static_cast<bool>(callback_); }
+
+    bool fail = false;
+    int creations = 0;
+    std::vector<Combination> combinations;
+
+private:
+    Callback callback_;
+};
+
 }  // namespace velko::test

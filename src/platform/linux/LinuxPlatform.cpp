@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "platform/linux/DBusNotificationCenter.h"
+#include "platform/linux/GrabBypassingKeyboard.h"
 #include "platform/linux/PlistUserDefaults.h"
 #include "platform/linux/PosixFileSystem.h"
 #include "platform/linux/QtApplication.h"
@@ -15,6 +16,7 @@
 #include "platform/linux/SteadyClock.h"
 #include "platform/linux/X11AccessibilityTrust.h"
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11FilteringKeyTap.h"
 #include "platform/linux/X11SyntheticKeyboard.h"
 
 namespace velko {
@@ -45,7 +47,9 @@ LinuxPlatform::LinuxPlatform()
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()) {}
+      statusBar_(std::make_unique<QtStatusBar>()),
+      filteringTap_(std::make_unique<X11FilteringKeyTap>()),
+      ownKeyboard_(std::make_unique<GrabBypassingKeyboard>(*keyboard_, *filteringTap_)) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -56,12 +60,13 @@ Platform LinuxPlatform::platform() {
     p.notifications = notifications_.get();
     p.monitor = notifications_.get();
     p.trust = trust_.get();
-    p.keyboard = keyboard_.get();
+    p.keyboard = ownKeyboard_.get();  // the helper's strokes pass its own hotkey grabs
     p.defaults = defaults_.get();
     p.fileSystem = fileSystem_.get();
     p.workspace = workspace_.get();
     p.application = application_.get();
     p.statusBar = statusBar_.get();
+    p.filteringTap = filteringTap_.get();
     return p;
 }
 

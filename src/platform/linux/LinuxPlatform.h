@@ -6,6 +6,7 @@
 namespace velko {
 
 class DBusNotificationCenter;
+class GrabBypassingKeyboard;
 class PlistUserDefaults;
 class PosixFileSystem;
 class QtApplication;
@@ -15,6 +16,7 @@ class QtWorkspace;
 class SteadyClock;
 class X11AccessibilityTrust;
 class X11Connection;
+class X11FilteringKeyTap;
 class X11SyntheticKeyboard;
 
 // Builds and owns the whole Linux platform; the one place that picks implementations.
@@ -40,6 +42,8 @@ private:
     std::unique_ptr<QtWorkspace> workspace_;
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
+    std::unique_ptr<X11FilteringKeyTap> filteringTap_;
+    std::unique_ptr<GrabBypassingKeyboard> ownKeyboard_;
 };
 
 }  // namespace velko

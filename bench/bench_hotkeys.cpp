@@ -1,0 +1,129 @@
+// Hotkey press to notification on the bus, end to end: an XTEST Ctrl+Shift+V press on a real
+// X server, the running helper, and the "helper.hotkey.activated" signal seen by a bus client.
+// Run through bench/run-hotkey-bench, which provides a private Xvfb, bus and focused window.
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTimer>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double percentile(std::vector<double> v, double p) {
+    std::sort(v.begin(), v.end());
+    const auto index = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
+    return v[std::min(index, v.size() - 1)];
+}
+
+class Listener : public QObject {
+    Q_OBJECT
+public:
+    int pongs = 0;
+    int hotkeys = 0;
+    Clock::time_point lastHotkey;
+signals:
+    void seen();
+public slots:
+    void posted(const QString& name, const QString&) {
+        if (name == QLatin1String("helper.hotkey.activated")) {
+            lastHotkey = Clock::now();
+            ++hotkeys;
+        } else if (name == QLatin1String("velko.helper.pong")) {
+            ++pongs;
+        }
+        emit seen();
+    }
+};
+
+// Runs the loop until condition holds or the timeout passes; false on timeout.
+template <class Condition>
+bool waitFor(Listener& listener, Condition condition, int timeoutMs) {
+    if (condition()) return true;
+    QEventLoop loop;
+    QObject::connect(&listener, &Listener::seen, &loop, [&] {
+        if (condition()) loop.quit();
+    });
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+    return condition();
+}
+
+void key(xcb_connection_t* c, std::uint8_t keycode, bool down) {
+    xcb_test_fake_input(c, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: bench_hotkeys HELPER [presses]\n");
+        return 2;
+    }
+    const int presses = argc > 2 ? std::atoi(argv[2]) : 200;
+    constexpr std::uint8_t control = 37, shift = 50, v = 55;
+
+    Listener listener;
+    if (!QDBusConnection::sessionBus().connect(QString(), "/app/velko/Notifications", "app.velko.Notifications",
+                                               "Posted", &listener, SLOT(posted(QString, QString)))) {
+        std::fprintf(stderr, "bench_hotkeys: no session bus\n");
+        return 1;
+    }
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(c)) {
+        std::fprintf(stderr, "bench_hotkeys: no X display\n");
+        return 1;
+    }
+
+    QProcess helper;
+    helper.setProcessChannelMode(QProcess::ForwardedChannels);
+    helper.start(QString::fromLocal8Bit(argv[1]), {});
+    if (!waitFor(
+            listener, [&] { return listener.pongs > 0; }, 5000)) {
+        std::fprintf(stderr, "bench_hotkeys: no pong from the helper\n");
+        return 1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // its grabs follow the pong
+
+    std::vector<double> latencies;
+    int lost = 0;
+    for (int i = 0; i < presses; ++i) {
+        key(c, control, true);
+        key(c, shift, true);
+        xcb_flush(c);
+        const int before = listener.hotkeys;
+        const auto t0 = Clock::now();
+        key(c, v, true);
+        xcb_flush(c);
+        if (waitFor(
+                listener, [&] { return listener.hotkeys > before; }, 1000))
+            latencies.push_back(std::chrono::duration<double, std::milli>(listener.lastHotkey - t0).count());
+        else
+            ++lost;
+        key(c, v, false);
+        key(c, shift, false);
+        key(c, control, false);
+        xcb_flush(c);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (!latencies.empty())
+        std::printf("hotkey press to notification: p50 %.2f ms, p99 %.2f ms, max %.2f ms over %zu presses (%d lost)\n",
+                    percentile(latencies, 0.5), percentile(latencies, 0.99), percentile(latencies, 1.0),
+                    latencies.size(), lost);
+    helper.terminate();
+    helper.waitForFinished(5000);
+    xcb_disconnect(c);
+    return latencies.empty() ? 1 : 0;
+}
+
+#include "bench_hotkeys.moc"

@@ -1,0 +1,57 @@
+#include "Core/GlobalHotkeyManager.h"
+
+#include <cstdio>
+
+#include "Core/HelperConstants.h"
+#include "Core/HelperIPCManager.h"
+#include "platform/Platform.h"
+
+namespace velko {
+
+GlobalHotkeyManager::GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center)
+    : tap_(tap), mainQueue_(mainQueue), center_(center) {}
+
+GlobalHotkeyManager& GlobalHotkeyManager::shared() {
+    static GlobalHotkeyManager* instance = [] {
+        const auto& platform = Platform::current();
+        return new GlobalHotkeyManager(*platform.filteringTap, *platform.mainQueue, HelperIPCManager::shared().dnc());
+    }();
+    return *instance;
+}
+
+void GlobalHotkeyManager::start() {
+    registerDefaultBindings();
+
+    std::vector<FilteringKeyTap::Combination> combinations;
+    for (const auto& binding : bindings) combinations.push_back({binding.keyCode, binding.modifiers});
+    const bool created =
+        tap_.create(combinations, [this](KeyCode keyCode, EventFlags flags) { return handleKeyDown(keyCode, flags); });
+    if (!created) {
+        std::printf("%s\n", tapFailureMessage.c_str());
+        std::fflush(stdout);  // a log file would otherwise see it only at exit
+        return;
+    }
+    isActive = true;
+}
+
+void GlobalHotkeyManager::registerDefaultBindings() {
+    constexpr EventFlags commandShift = Flags::command | Flags::shift;
+    const auto post = [this](std::string id) {
+        return [this, id] { center_.post(HelperConstants::Notification::hotkeyActivated, id); };
+    };
+    bindings.push_back({"open_popover", KeyCodes::v, commandShift, post("open_popover")});
+    bindings.push_back({"spotlight_launcher", KeyCodes::space, commandShift, post("spotlight_launcher")});
+    bindings.push_back({"save_snippet", KeyCodes::s, commandShift, post("save_snippet")});
+}
+
+FilteringKeyTap::Verdict GlobalHotkeyManager::handleKeyDown(KeyCode keyCode, EventFlags flags) {
+    for (const auto& binding : bindings) {
+        if (binding.keyCode != keyCode || (binding.modifiers & ~flags) != 0) continue;
+        // The tap holds the keyboard until it returns: the action runs after, on its own turn.
+        mainQueue_.async(binding.action);
+        return FilteringKeyTap::Verdict::drop;
+    }
+    return FilteringKeyTap::Verdict::pass;
+}
+
+}  // namespace velko

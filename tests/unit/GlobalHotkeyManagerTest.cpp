@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include "Core/GlobalHotkeyManager.h"
+#include "Core/HelperConstants.h"
+#include "fakes/FakePlatform.h"
+#include "fakes/VirtualClock.h"
+
+namespace velko::test {
+namespace {
+
+using Verdict = FilteringKeyTap::Verdict;
+constexpr EventFlags commandShift = Flags::command | Flags::shift;
+constexpr KeyCode keyB = 11;
+
+struct GlobalHotkeyManagerTest : ::testing::Test {
+    VirtualClock queue;
+    FakeFilteringKeyTap tap;
+    FakeNotificationCenter center;
+    GlobalHotkeyManager manager{tap, queue, center};
+
+    std::vector<std::string> activations() const {
+        return center.postedObjects(HelperConstants::Notification::hotkeyActivated);
+    }
+    // A key-down followed by the main loop's next turn.
+    Verdict press(KeyCode keyCode, EventFlags flags) {
+        const Verdict verdict = tap.press(keyCode, flags);
+        queue.runPending();
+        return verdict;
+    }
+};
+
+TEST_F(GlobalHotkeyManagerTest, StartRegistersTheThreeDefaultsInOrderAndTapsExactlyThem) {
+    std::vector<bool> told;
+    manager.isActive.subscribe([&](bool active) { told.push_back(active); });
+    manager.start();
+
+    ASSERT_EQ(manager.bindings.size(), 3u);
+    ASSERT_EQ(tap.combinations.size(), 3u);
+    const std::vector<std::pair<std::string, KeyCode>> expected{
+        {"open_popover", 9}, {"spotlight_launcher", 49}, {"save_snippet", 1}};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(manager.bindings[i].id, expected[i].first);
+        EXPECT_EQ(manager.bindings[i].keyCode, expected[i].second);
+        EXPECT_EQ(manager.bindings[i].modifiers, 0x120000u);
+        EXPECT_EQ(tap.combinations[i].keyCode, expected[i].second);
+        EXPECT_EQ(tap.combinations[i].modifiers, 0x120000u);
+    }
+    EXPECT_TRUE(manager.isActive);
+    EXPECT_EQ(told, std::vector<bool>{true});
+}
+
+TEST_F(GlobalHotkeyManagerTest, MatchingNeedsTheKeyAndAtLeastTheBindingsModifiers) {
+    manager.start();
+    struct Case {
+        KeyCode key;
+        EventFlags flags;
+        Verdict verdict;
+    };
+    const std::vector<Case> cases{
+        {KeyCodes::v, commandShift, Verdict::drop},
+        {KeyCodes::space, commandShift, Verdict::drop},
+        {KeyCodes::s, commandShift, Verdict::drop},
+        {KeyCodes::v, commandShift | Flags::option, Verdict::drop},
+        {KeyCodes::v, commandShift | Flags::capsLock, Verdict::drop},
+        // Control, the numeric-pad bit and device-dependent low bits are extras like any other.
+        {KeyCodes::v, commandShift | Flags::control | Flags::numericPad | 0x8, Verdict::drop},
+        {KeyCodes::v, Flags::command, Verdict::pass},
+        {KeyCodes::v, Flags::shift, Verdict::pass},
+        {KeyCodes::v, Flags::command | Flags::option | Flags::capsLock, Verdict::pass},
+        {KeyCodes::v, 0, Verdict::pass},
+        {keyB, commandShift, Verdict::pass},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(press(c.key, c.flags), c.verdict) << "key " << c.key << " flags 0x" << std::hex << c.flags;
+    EXPECT_EQ(activations(), (std::vector<std::string>{"open_popover", "spotlight_launcher", "save_snippet",
+                                                       "open_popover", "open_popover", "open_popover"}));
+}
+
+TEST_F(GlobalHotkeyManagerTest, TheActionRunsAfterTheTapHasAnsweredAndAgainForEachRepeat) {
+    manager.start();
+    EXPECT_EQ(tap.press(KeyCodes::v, commandShift), Verdict::drop);
+    EXPECT_TRUE(center.posts.empty()) << "posted inside the tap callback";
+    queue.runPending();
+    EXPECT_EQ(activations().size(), 1u);
+
+    // Held down: the auto-repeated key-downs look the same and each one fires.
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(tap.press(KeyCodes::v, commandShift), Verdict::drop);
+    queue.runPending();
+    EXPECT_EQ(activations().size(), 6u);
+    EXPECT_EQ(center.posts.back(), (std::pair<std::string, std::string>{"helper.hotkey.activated", "open_popover"}));
+}
+
+TEST_F(GlobalHotkeyManagerTest, OnlyTheFirstMatchingBindingFiresAndAnEmptyListPassesEverything) {
+    manager.start();
+    std::vector<std::string> ran;
+    manager.bindings.insert(manager.bindings.begin(),
+                            {"broad", KeyCodes::v, Flags::command, [&] { ran.push_back("broad"); }});
+    EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::drop);
+    EXPECT_EQ(ran, std::vector<std::string>{"broad"});
+    EXPECT_TRUE(activations().empty());
+
+    manager.bindings.clear();
+    for (const KeyCode key : {KeyCodes::v, KeyCodes::space, KeyCodes::s, keyB})
+        EXPECT_EQ(press(key, commandShift | Flags::option), Verdict::pass);
+    EXPECT_EQ(ran.size(), 1u);
+    EXPECT_EQ(queue.pendingCount(), 0u);
+}
+
+TEST_F(GlobalHotkeyManagerTest, AFailedTapPrintsTheLineKeepsTheDefaultsAndStaysInactive) {
+    tap.fail = true;
+    int told = 0;
+    manager.isActive.subscribe([&](bool) { ++told; });
+    ::testing::internal::CaptureStdout();
+    manager.start();
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "Failed to create event tap \xE2\x80\x94 Accessibility permission may be missing\n");
+
+    ASSERT_EQ(manager.bindings.size(), 3u);
+    EXPECT_EQ(manager.bindings[0].id, "open_popover");
+    EXPECT_EQ(manager.bindings[2].id, "save_snippet");
+    EXPECT_FALSE(manager.isActive);
+    EXPECT_EQ(told, 0);
+    EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::pass);
+    EXPECT_TRUE(center.posts.empty());
+}
+
+}  // namespace
+}  // namespace velko::test
