@@ -5,6 +5,7 @@
 #include "Core/AutoPasteRuleEngine.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/SharedDataReader.h"
+#include "Core/TextExpansionEngine.h"
 #include "platform/Platform.h"
 
 namespace velko {
@@ -18,7 +19,7 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     const auto& p = Platform::current();
     Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
     // hotkeys: services.startHotkeys
-    // expansion: services.startExpansion
+    services.startExpansion = [] { TextExpansionEngine::shared().start(); };
     // screenshots: services.startScreenshotWatcher
     return std::make_unique<HelperAppDelegate>(
         services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
