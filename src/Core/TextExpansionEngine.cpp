@@ -4,6 +4,7 @@
 #include <unicode/utf8.h>
 
 #include <array>
+#include <cstdio>
 #include <random>
 
 #include "Core/KeystrokeInjector.h"
@@ -70,7 +71,9 @@ void TextExpansionEngine::start() {
         // The tap's delivery only hands over; the buffer work runs as its own task, in stroke order.
         mainQueue_.async([this, characters = *event.characters] { handleCharacter(characters); });
     });
-    if (tapped) isActive = true;
+    if (!tapped) return;
+    isActive = true;
+    std::fprintf(stderr, "velko-helper: text expansion on, %zu abbreviations\n", triggers_.size());
 }
 
 void TextExpansionEngine::loadTriggers() { triggers_.build(reader_.snippetTriggers.get()); }

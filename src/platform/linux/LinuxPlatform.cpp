@@ -8,13 +8,16 @@
 #include "platform/linux/DBusNotificationCenter.h"
 #include "platform/linux/PlistUserDefaults.h"
 #include "platform/linux/PosixFileSystem.h"
+#include "platform/linux/PosixUserSession.h"
 #include "platform/linux/QtApplication.h"
 #include "platform/linux/QtMainQueue.h"
+#include "platform/linux/QtPasteboard.h"
 #include "platform/linux/QtStatusBar.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
 #include "platform/linux/X11AccessibilityTrust.h"
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11KeyEventTap.h"
 #include "platform/linux/X11SyntheticKeyboard.h"
 
 namespace velko {
@@ -45,7 +48,10 @@ LinuxPlatform::LinuxPlatform()
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()) {}
+      statusBar_(std::make_unique<QtStatusBar>()),
+      keyEventTap_(std::make_unique<X11KeyEventTap>(*mainQueue_)),
+      pasteboard_(std::make_unique<QtPasteboard>()),
+      userSession_(std::make_unique<PosixUserSession>()) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -61,6 +67,9 @@ Platform LinuxPlatform::platform() {
     p.workspace = workspace_.get();
     p.application = application_.get();
     p.statusBar = statusBar_.get();
+    p.keyEventTap = keyEventTap_.get();
+    p.pasteboard = pasteboard_.get();
+    p.userSession = userSession_.get();
     return p;
 }
 

@@ -8,13 +8,16 @@ namespace velko {
 class DBusNotificationCenter;
 class PlistUserDefaults;
 class PosixFileSystem;
+class PosixUserSession;
 class QtApplication;
 class QtMainQueue;
+class QtPasteboard;
 class QtStatusBar;
 class QtWorkspace;
 class SteadyClock;
 class X11AccessibilityTrust;
 class X11Connection;
+class X11KeyEventTap;
 class X11SyntheticKeyboard;
 
 // Builds and owns the whole Linux platform; the one place that picks implementations.
@@ -40,6 +43,9 @@ private:
     std::unique_ptr<QtWorkspace> workspace_;
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
+    std::unique_ptr<X11KeyEventTap> keyEventTap_;
+    std::unique_ptr<QtPasteboard> pasteboard_;
+    std::unique_ptr<PosixUserSession> userSession_;
 };
 
 }  // namespace velko

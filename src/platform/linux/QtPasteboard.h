@@ -1,0 +1,44 @@
+#pragma once
+#include <QMetaObject>
+#include <cstdint>
+
+#include "platform/Pasteboard.h"
+
+class QMimeData;
+
+namespace velko {
+
+// The X11 CLIPBOARD selection through QClipboard, as one item whose types are the MIME types its
+// owner offers (X11 meta targets left out). What the helper writes it serves itself, for as long
+// as it runs. Needs a QGuiApplication.
+class QtPasteboard : public Pasteboard {
+public:
+    QtPasteboard();
+    ~QtPasteboard() override;
+    QtPasteboard(const QtPasteboard&) = delete;
+    QtPasteboard& operator=(const QtPasteboard&) = delete;
+
+    std::int64_t changeCount() override;
+    std::optional<std::vector<PasteboardItem>> items() override;
+    std::optional<std::string> string() override;
+    void clearContents() override;
+    void writeString(const std::string& text) override;
+    void writeItems(const std::vector<PasteboardItem>& items) override;
+
+    // Reading stops once this much time went into one snapshot (an owner that never answers
+    // costs Qt five seconds per type); the types read by then are kept.
+    static constexpr int snapshotBudgetMs = 2000;
+
+private:
+    void take(QMimeData* data);
+    std::uint32_t serverOwner();
+
+    QMetaObject::Connection changed_;
+    std::int64_t count_ = 0;
+    // The window that held the selection right after our last write, and the count then.
+    std::uint32_t ownWindow_ = 0;
+    std::int64_t countAtOwnWrite_ = -1;
+    std::uint32_t clipboardAtom_ = 0;
+};
+
+}  // namespace velko
