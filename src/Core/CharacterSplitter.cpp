@@ -4,6 +4,8 @@
 #include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
+
 namespace velko {
 
 CharacterSplitter::CharacterSplitter() {
@@ -18,6 +20,15 @@ CharacterSplitter::CharacterSplitter() {
 CharacterSplitter::~CharacterSplitter() = default;
 
 std::vector<Character> CharacterSplitter::split(std::string_view utf8) {
+    // Printable ASCII is one character per byte and already decomposed; most typing is just that.
+    if (std::all_of(utf8.begin(), utf8.end(), [](char c) { return c >= 0x20 && c < 0x7F; })) {
+        std::vector<Character> out(utf8.size());
+        for (std::size_t i = 0; i < utf8.size(); ++i) {
+            out[i].text.assign(1, utf8[i]);
+            out[i].decomposed.assign(1, static_cast<char16_t>(utf8[i]));
+        }
+        return out;
+    }
     const icu::UnicodeString text =
         icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
     std::vector<Character> out;
