@@ -4,6 +4,7 @@
 #include <xcb/xcb.h>
 
 #include <QClipboard>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -141,6 +142,30 @@ TEST_F(QtPasteboardTest, SnapshotKeepsEveryTypeAndBytesExactlyAndWritesThemBack)
     const std::string back = clip("-t image/png");
     EXPECT_EQ(Bytes(back.begin(), back.end()), png);
     std::remove(file.c_str());
+}
+
+TEST_F(QtPasteboardTest, OwnerThatDoesNotAnswerIsUnreadableAfterAShortWaitNotQtsFiveSeconds) {
+    QProcess owner;
+    owner.start("xclip", {"-quiet", "-selection", "clipboard"});  // stays in the foreground
+    ASSERT_TRUE(owner.waitForStarted());
+    owner.write("frozen");
+    owner.closeWriteChannel();
+    ASSERT_TRUE(PrivateDisplay::waitUntil([] { return clipboardOwner() != 0; }));
+    PrivateDisplay::pump(100);
+    ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
+
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(pasteboard->items(), std::nullopt);
+    EXPECT_EQ(pasteboard->string(), std::nullopt);  // not asked twice
+    EXPECT_LT(timer.elapsed(), 2 * QtPasteboard::probeTimeoutMs);
+
+    ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
+    // Awake again and copying anew: asked again.
+    owner.kill();
+    owner.waitForFinished();
+    ASSERT_EQ(std::system("printf thawed | xclip -selection clipboard"), 0);
+    ASSERT_TRUE(PrivateDisplay::waitUntil([&] { return pasteboard->string() == "thawed"; }));
 }
 
 }  // namespace

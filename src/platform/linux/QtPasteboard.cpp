@@ -1,5 +1,6 @@
 #include "platform/linux/QtPasteboard.h"
 
+#include <poll.h>
 #include <xcb/xcb.h>
 
 #include <QClipboard>
@@ -7,6 +8,7 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QSet>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -18,6 +20,14 @@ bool isMetaTarget(const QString& format) {
     static const QSet<QString> meta{"TARGETS", "MULTIPLE",         "TIMESTAMP",       "SAVE_TARGETS",          "DELETE",
                                     "INCR",    "INSERT_SELECTION", "INSERT_PROPERTY", "application/x-qt-image"};
     return meta.contains(format);
+}
+
+xcb_atom_t intern(xcb_connection_t* c, const char* name) {
+    auto* reply = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr);
+    xcb_atom_t atom = XCB_ATOM_NONE;
+    if (reply) atom = reply->atom;
+    std::free(reply);
+    return atom;
 }
 
 xcb_connection_t* x11Connection() {
@@ -35,18 +45,57 @@ QtPasteboard::QtPasteboard() {
     });
 }
 
-QtPasteboard::~QtPasteboard() { QObject::disconnect(changed_); }
+QtPasteboard::~QtPasteboard() {
+    QObject::disconnect(changed_);
+    if (probe_) xcb_disconnect(probe_);
+}
+
+QtPasteboard::Owner QtPasteboard::probeOwner() {
+    const std::uint32_t owner = serverOwner();
+    if (owner == XCB_NONE) return x11Connection() ? Owner::none : Owner::answers;  // without X, Qt's own
+    if (owner == qtWindow_) return Owner::answers;  // ourselves: Qt answers without the server
+    // Asked again once the selection changed hands, even back to the same window.
+    if (owner == silentOwner_ && silentAtCount_ == count_) return Owner::silent;
+    if (!probe_) {
+        probe_ = xcb_connect(nullptr, nullptr);
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(probe_)).data;
+        if (xcb_connection_has_error(probe_) || !screen) return Owner::answers;  // let Qt try
+        probeWindow_ = xcb_generate_id(probe_);
+        xcb_create_window(probe_, XCB_COPY_FROM_PARENT, probeWindow_, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        targetsAtom_ = intern(probe_, "TARGETS");
+        probeProperty_ = intern(probe_, "VELKO_OWNER_PROBE");
+    }
+    if (xcb_connection_has_error(probe_)) return Owner::answers;
+    while (xcb_generic_event_t* stale = xcb_poll_for_event(probe_)) std::free(stale);
+    xcb_convert_selection(probe_, probeWindow_, clipboardAtom_, targetsAtom_, probeProperty_, XCB_CURRENT_TIME);
+    xcb_flush(probe_);
+    QElapsedTimer waited;
+    waited.start();
+    pollfd fd{xcb_get_file_descriptor(probe_), POLLIN, 0};
+    while (waited.elapsed() < probeTimeoutMs) {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(probe_)) {
+            const bool answered = (event->response_type & 0x7f) == XCB_SELECTION_NOTIFY;
+            std::free(event);
+            if (answered) {
+                xcb_delete_property(probe_, probeWindow_, probeProperty_);
+                xcb_flush(probe_);
+                return Owner::answers;
+            }
+        }
+        ::poll(&fd, 1, static_cast<int>(probeTimeoutMs - waited.elapsed()) + 1);
+    }
+    silentOwner_ = owner;
+    silentAtCount_ = count_;
+    std::fprintf(stderr, "velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n");
+    return Owner::silent;
+}
 
 std::uint32_t QtPasteboard::serverOwner() {
     xcb_connection_t* c = x11Connection();
     if (!c) return 0;
-    if (!clipboardAtom_) {
-        static constexpr char name[] = "CLIPBOARD";
-        auto* atom = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr);
-        if (!atom) return 0;
-        clipboardAtom_ = atom->atom;
-        std::free(atom);
-    }
+    if (!clipboardAtom_) clipboardAtom_ = intern(c, "CLIPBOARD");
+    if (!clipboardAtom_) return 0;
     auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboardAtom_), nullptr);
     if (!owner) return 0;
     const std::uint32_t window = owner->owner;
@@ -62,11 +111,19 @@ std::int64_t QtPasteboard::changeCount() {
 }
 
 std::optional<std::vector<PasteboardItem>> QtPasteboard::items() {
+    std::vector<PasteboardItem> items;
+    switch (probeOwner()) {
+        case Owner::none:
+            return items;
+        case Owner::silent:
+            return std::nullopt;
+        case Owner::answers:
+            break;
+    }
     const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
     if (!data) return std::nullopt;
     const QStringList formats = data->formats();
-    std::vector<PasteboardItem> items;
-    if (formats.isEmpty()) return items;  // nobody owns the selection
+    if (formats.isEmpty()) return items;  // gone meanwhile, or offers nothing
 
     PasteboardItem item;
     QElapsedTimer spent;
@@ -84,6 +141,7 @@ std::optional<std::vector<PasteboardItem>> QtPasteboard::items() {
 }
 
 std::optional<std::string> QtPasteboard::string() {
+    if (probeOwner() != Owner::answers) return std::nullopt;
     const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
     if (!data || !data->hasText()) return std::nullopt;
     return data->text().toStdString();
@@ -116,6 +174,7 @@ void QtPasteboard::take(QMimeData* data) {
     // One ownership change, so one count: Qt replaces what it held without clearing first.
     QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
     ownWindow_ = serverOwner();
+    if (ownWindow_) qtWindow_ = ownWindow_;
     countAtOwnWrite_ = count_;
 }
 
