@@ -3,7 +3,6 @@
 #include <regex>
 
 #include "Core/KeystrokeInjector.h"
-#include "Core/LocaleDateFormatter.h"
 #include "Core/TextExpansionEngine.h"
 #include "fakes/FakeExpansionPlatform.h"
 #include "fakes/FakePlatform.h"
@@ -306,15 +305,6 @@ TEST_F(TextExpansionEngineTest, PasteDroppedByTheRateLimitStillRestores) {
     EXPECT_EQ(pasteboard.text(), "mine");
 }
 
-TEST_F(TextExpansionEngineTest, BackspacesWithoutFocusAreSkipped) {
-    keyboard.frontmost = false;
-    startWith(";sig");
-    typeEach(";sig");
-    clock.advance(1);
-    EXPECT_TRUE(keyboard.events.empty());
-    EXPECT_EQ(pasted().size(), 1u);
-}
-
 TEST_F(TextExpansionEngineTest, PlaceholdersAreFilledInOrderOnTheGrowingText) {
     pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("id {uuid}, on {date}")};
     const std::string out = expandOnce("{clipboard}|{uuid}");
@@ -344,15 +334,6 @@ TEST_F(TextExpansionEngineTest, DateAndTimeUseTheLocaleStylesOfOneInstant) {
     // Empty clipboard text gives nothing, not the placeholder.
     pasteboard.contents = std::vector<PasteboardItem>{image};
     EXPECT_EQ(expandOnce("[{clipboard}]"), "[]");
-}
-
-TEST(LocaleDateFormatter, UnknownZoneFallsBackToGMTAndDefaultsWork) {
-    const LocaleDateFormatter unknown("en_US", "Not/AZone");
-    EXPECT_EQ(unknown.shortTime(0.0),
-              "12:00\xE2\x80\xAF"
-              "AM");
-    const LocaleDateFormatter defaults("", "");
-    EXPECT_FALSE(defaults.mediumDate(0.0).empty());
 }
 
 }  // namespace
