@@ -116,16 +116,19 @@ void TextExpansionEngine::expand(const SnippetTrigger& trigger) {
     const std::size_t erase = splitter_.count(trigger.abbreviation);
     for (std::size_t i = 0; i < erase; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
 
-    mainQueue_.asyncAfter(pasteDelay, [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)] {
-        paste(text, savedChangeCount, snapshot);
-    });
+    mainQueue_.asyncAfter(pasteDelay,
+                          [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {
+                              paste(text, savedChangeCount, std::move(snapshot));
+                          });
 }
 
-void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, const Snapshot& snapshot) {
+void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot) {
     pasteboard_.writeString(text);
     // May be dropped by the rate limit; the clipboard comes back all the same.
     injector_.injectKeystroke(KeyCodes::v, Flags::command, true);
-    mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot] { restore(savedChangeCount, snapshot); });
+    mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot = std::move(snapshot)] {
+        restore(savedChangeCount, snapshot);
+    });
 }
 
 void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot& snapshot) {

@@ -48,7 +48,7 @@ private:
     void handleCharacter(const std::string& characters);
     void expand(const SnippetTrigger& trigger);
     std::string processDynamicVariables(const std::string& text);
-    void paste(const std::string& text, std::int64_t savedChangeCount, const Snapshot& snapshot);
+    void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
     void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
     static bool acceptsStroke(const std::string& characters);
 
