@@ -6,6 +6,7 @@
 #include "Core/GlobalHotkeyManager.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/SharedDataReader.h"
+#include "Core/TextExpansionEngine.h"
 #include "platform/Platform.h"
 
 namespace velko {
@@ -19,7 +20,7 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     const auto& p = Platform::current();
     Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
     services.startHotkeys = [] { GlobalHotkeyManager::shared().start(); };
-    // expansion: services.startExpansion
+    services.startExpansion = [] { TextExpansionEngine::shared().start(); };
     // screenshots: services.startScreenshotWatcher
     return std::make_unique<HelperAppDelegate>(
         services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});

@@ -4,12 +4,15 @@
 #include "platform/Clock.h"
 #include "platform/FileSystem.h"
 #include "platform/FilteringKeyTap.h"
+#include "platform/KeyEventTap.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationMonitor.h"
+#include "platform/Pasteboard.h"
 #include "platform/StatusBar.h"
 #include "platform/SyntheticKeyboard.h"
 #include "platform/UserDefaults.h"
+#include "platform/UserSession.h"
 #include "platform/Workspace.h"
 
 namespace velko {
@@ -29,6 +32,9 @@ struct Platform {
     Application* application = nullptr;
     StatusBar* statusBar = nullptr;
     FilteringKeyTap* filteringTap = nullptr;
+    KeyEventTap* keyEventTap = nullptr;
+    Pasteboard* pasteboard = nullptr;
+    UserSession* userSession = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.

@@ -9,14 +9,17 @@
 #include "platform/linux/GrabBypassingKeyboard.h"
 #include "platform/linux/PlistUserDefaults.h"
 #include "platform/linux/PosixFileSystem.h"
+#include "platform/linux/PosixUserSession.h"
 #include "platform/linux/QtApplication.h"
 #include "platform/linux/QtMainQueue.h"
+#include "platform/linux/QtPasteboard.h"
 #include "platform/linux/QtStatusBar.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
 #include "platform/linux/X11AccessibilityTrust.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11FilteringKeyTap.h"
+#include "platform/linux/X11KeyEventTap.h"
 #include "platform/linux/X11SyntheticKeyboard.h"
 
 namespace velko {
@@ -49,7 +52,10 @@ LinuxPlatform::LinuxPlatform()
       application_(std::make_unique<QtApplication>()),
       statusBar_(std::make_unique<QtStatusBar>()),
       filteringTap_(std::make_unique<X11FilteringKeyTap>()),
-      ownKeyboard_(std::make_unique<GrabBypassingKeyboard>(*keyboard_, *filteringTap_)) {}
+      ownKeyboard_(std::make_unique<GrabBypassingKeyboard>(*keyboard_, *filteringTap_)),
+      keyEventTap_(std::make_unique<X11KeyEventTap>(*mainQueue_)),
+      pasteboard_(std::make_unique<QtPasteboard>()),
+      userSession_(std::make_unique<PosixUserSession>()) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -67,6 +73,9 @@ Platform LinuxPlatform::platform() {
     p.application = application_.get();
     p.statusBar = statusBar_.get();
     p.filteringTap = filteringTap_.get();
+    p.keyEventTap = keyEventTap_.get();
+    p.pasteboard = pasteboard_.get();
+    p.userSession = userSession_.get();
     return p;
 }
 

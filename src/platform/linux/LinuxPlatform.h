@@ -9,14 +9,17 @@ class DBusNotificationCenter;
 class GrabBypassingKeyboard;
 class PlistUserDefaults;
 class PosixFileSystem;
+class PosixUserSession;
 class QtApplication;
 class QtMainQueue;
+class QtPasteboard;
 class QtStatusBar;
 class QtWorkspace;
 class SteadyClock;
 class X11AccessibilityTrust;
 class X11Connection;
 class X11FilteringKeyTap;
+class X11KeyEventTap;
 class X11SyntheticKeyboard;
 
 // Builds and owns the whole Linux platform; the one place that picks implementations.
@@ -44,6 +47,9 @@ private:
     std::unique_ptr<QtStatusBar> statusBar_;
     std::unique_ptr<X11FilteringKeyTap> filteringTap_;
     std::unique_ptr<GrabBypassingKeyboard> ownKeyboard_;
+    std::unique_ptr<X11KeyEventTap> keyEventTap_;
+    std::unique_ptr<QtPasteboard> pasteboard_;
+    std::unique_ptr<PosixUserSession> userSession_;
 };
 
 }  // namespace velko

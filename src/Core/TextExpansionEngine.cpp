@@ -1,0 +1,168 @@
+#include "Core/TextExpansionEngine.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <array>
+#include <cstdio>
+#include <random>
+
+#include "Core/KeystrokeInjector.h"
+#include "Core/LocaleDateFormatter.h"
+#include "platform/Platform.h"
+
+namespace velko {
+namespace {
+
+constexpr char backspaceCharacter[] = "\x7f";
+
+void replaceAll(std::string& text, const std::string& placeholder, const std::string& value) {
+    for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + value.size()))
+        text.replace(at, placeholder.size(), value);
+}
+
+// Version 4, upper case, 8-4-4-4-12.
+std::string randomUUID() {
+    std::random_device random;
+    std::array<std::uint8_t, 16> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); i += 4) {
+        const auto word = random();
+        for (std::size_t k = 0; k < 4; ++k) bytes[i + k] = static_cast<std::uint8_t>(word >> (8 * k));
+    }
+    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
+    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
+    static constexpr char hex[] = "0123456789ABCDEF";
+    std::string out;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10) out += '-';
+        out += hex[bytes[i] >> 4];
+        out += hex[bytes[i] & 0x0F];
+    }
+    return out;
+}
+
+}  // namespace
+
+TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
+                                         Pasteboard& pasteboard, UserSession& session, KeystrokeInjector& injector,
+                                         MainQueue& mainQueue)
+    : trust_(trust),
+      reader_(reader),
+      tap_(tap),
+      pasteboard_(pasteboard),
+      session_(session),
+      injector_(injector),
+      mainQueue_(mainQueue) {}
+
+TextExpansionEngine& TextExpansionEngine::shared() {
+    static TextExpansionEngine* instance = [] {
+        const auto& p = Platform::current();
+        return new TextExpansionEngine(*p.trust, SharedDataReader::shared(), *p.keyEventTap, *p.pasteboard,
+                                       *p.userSession, KeystrokeInjector::shared(), *p.mainQueue);
+    }();
+    return *instance;
+}
+
+void TextExpansionEngine::start() {
+    if (!trust_.isProcessTrusted()) return;
+    loadTriggers();
+    const bool tapped = tap_.start([this](const KeyEvent& event) {
+        if (!event.characters) return;
+        // The tap's delivery only hands over; the buffer work runs as its own task, in stroke order.
+        mainQueue_.async([this, characters = *event.characters] { handleCharacter(characters); });
+    });
+    if (!tapped) return;
+    isActive = true;
+    std::fprintf(stderr, "velko-helper: text expansion on, %zu abbreviations\n", triggers_.size());
+}
+
+void TextExpansionEngine::loadTriggers() { triggers_.build(reader_.snippetTriggers.get()); }
+
+bool TextExpansionEngine::acceptsStroke(const std::string& characters) {
+    UChar32 first = 0;
+    int32_t offset = 0;
+    U8_NEXT(characters.data(), offset, static_cast<int32_t>(characters.size()), first);
+    if (first < 0) return false;  // malformed UTF-8
+    if (first == 0x20) return true;
+    if (u_hasBinaryProperty(first, UCHAR_ALPHABETIC)) return true;
+    if (u_getIntPropertyValue(first, UCHAR_NUMERIC_TYPE) != U_NT_NONE) return true;
+    constexpr std::uint32_t punctuation =
+        U_GC_PC_MASK | U_GC_PD_MASK | U_GC_PS_MASK | U_GC_PE_MASK | U_GC_PI_MASK | U_GC_PF_MASK | U_GC_PO_MASK;
+    return (U_GET_GC_MASK(first) & punctuation) != 0;
+}
+
+void TextExpansionEngine::handleCharacter(const std::string& characters) {
+    if (characters == backspaceCharacter) {
+        buffer_.removeLast();
+        return;
+    }
+    if (characters.empty() || !acceptsStroke(characters)) {
+        buffer_.clear();
+        return;
+    }
+    buffer_.append(characters);
+    if (const SnippetTrigger* trigger = triggers_.longestMatch(buffer_)) {
+        expand(*trigger);
+        buffer_.clear();
+    }
+}
+
+void TextExpansionEngine::expand(const SnippetTrigger& trigger) {
+    const std::int64_t savedChangeCount = pasteboard_.changeCount();
+    Snapshot snapshot = pasteboard_.items();
+    // Before anything is written, so {clipboard} still sees the user's own text.
+    std::string text = processDynamicVariables(trigger.expansion);
+
+    const std::size_t erase = splitter_.count(trigger.abbreviation);
+    for (std::size_t i = 0; i < erase; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
+
+    mainQueue_.asyncAfter(pasteDelay,
+                          [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {
+                              paste(text, savedChangeCount, std::move(snapshot));
+                          });
+}
+
+void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot) {
+    pasteboard_.writeString(text);
+    // May be dropped by the rate limit; the clipboard comes back all the same.
+    injector_.injectKeystroke(KeyCodes::v, Flags::command, true);
+    mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot = std::move(snapshot)] {
+        restore(savedChangeCount, snapshot);
+    });
+}
+
+void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot& snapshot) {
+    // Anything but exactly our own write means someone copied since: theirs stays.
+    if (pasteboard_.changeCount() != savedChangeCount + 1) return;
+    if (!snapshot) return;
+    if (snapshot->empty()) {
+        pasteboard_.clearContents();
+        return;
+    }
+    pasteboard_.writeItems(*snapshot);
+}
+
+std::string TextExpansionEngine::processDynamicVariables(const std::string& text) {
+    // Every value is taken once, in this order, whether or not its placeholder occurs.
+    const double now = session_.currentTime();
+    const LocaleDateFormatter formatter(session_.formattingLocale(), session_.timeZone());
+    const std::string date = formatter.mediumDate(now);
+    const std::string time = formatter.shortTime(now);
+    const std::string clipboard = pasteboard_.string().value_or("");
+    const std::string uuid = randomUUID();
+    const std::string account = session_.accountName();
+    const std::string fullName = session_.fullName();
+
+    // One after another on the growing text: a placeholder inside an earlier value is filled
+    // by a later step, never by an earlier one.
+    std::string out = text;
+    replaceAll(out, "{date}", date);
+    replaceAll(out, "{time}", time);
+    replaceAll(out, "{clipboard}", clipboard);
+    replaceAll(out, "{uuid}", uuid);
+    replaceAll(out, "{username}", account);
+    replaceAll(out, "{fullname}", fullName);
+    return out;
+}
+
+}  // namespace velko

@@ -1,0 +1,68 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Core/AbbreviationIndex.h"
+#include "Core/KeystrokeBuffer.h"
+#include "Core/Published.h"
+#include "Core/SharedDataReader.h"
+#include "platform/Pasteboard.h"
+
+namespace velko {
+
+class AccessibilityTrust;
+class KeyEventTap;
+class KeystrokeInjector;
+class MainQueue;
+class UserSession;
+
+// Watches typing everywhere; when the typed text ends with a trigger's abbreviation it erases the
+// abbreviation, pastes the expansion and then puts the user's clipboard back.
+class TextExpansionEngine {
+public:
+    using SnippetTrigger = SharedDataReader::SnippetTrigger;
+    using SavedPasteboardItem = PasteboardItem;
+    // Absent when the pasteboard could not be read: nothing is restored then.
+    using Snapshot = std::optional<std::vector<SavedPasteboardItem>>;
+
+    TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap, Pasteboard& pasteboard,
+                        UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue);
+    static TextExpansionEngine& shared();
+
+    // Once, at launch: without input access nothing happens; a tap that cannot be made leaves
+    // the triggers loaded and the engine inactive.
+    void start();
+    void loadTriggers();
+
+    Published<bool> isActive{false};
+    std::string keystrokeBuffer() const { return buffer_.text(); }
+    const AbbreviationIndex& triggers() const { return triggers_; }
+
+    static constexpr std::size_t maxBufferLength = 50;
+    static constexpr double pasteDelay = 0.05;
+    static constexpr double restoreDelay = 0.5;
+
+private:
+    void handleCharacter(const std::string& characters);
+    void expand(const SnippetTrigger& trigger);
+    std::string processDynamicVariables(const std::string& text);
+    void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
+    void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
+    static bool acceptsStroke(const std::string& characters);
+
+    AccessibilityTrust& trust_;
+    SharedDataReader& reader_;
+    KeyEventTap& tap_;
+    Pasteboard& pasteboard_;
+    UserSession& session_;
+    KeystrokeInjector& injector_;
+    MainQueue& mainQueue_;
+
+    KeystrokeBuffer buffer_{maxBufferLength};
+    AbbreviationIndex triggers_;
+    CharacterSplitter splitter_;
+};
+
+}  // namespace velko

@@ -1,0 +1,81 @@
+#pragma once
+// In-memory keyboard tap, clipboard and user session for the text expansion engine.
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/KeyEventTap.h"
+#include "platform/Pasteboard.h"
+#include "platform/UserSession.h"
+
+namespace velko::test {
+
+class FakeKeyEventTap : public KeyEventTap {
+public:
+    bool start(Handler handler) override {
+        ++starts;
+        if (!canTap) return false;
+        handler_ = std::move(handler);
+        return true;
+    }
+    // One key-down reporting exactly these characters (nullopt: a modifier key alone).
+    void stroke(std::optional<std::string> characters) {
+        if (handler_) handler_(KeyEvent{0, 0, std::move(characters)});
+    }
+    bool canTap = true;
+    int starts = 0;
+
+private:
+    Handler handler_;
+};
+
+// Behaves like a one-owner clipboard: every replacement, clearing included, counts once.
+class FakePasteboard : public Pasteboard {
+public:
+    std::int64_t changeCount() override { return count; }
+    std::optional<std::vector<PasteboardItem>> items() override { return contents; }
+    std::optional<std::string> string() override {
+        if (!contents) return std::nullopt;
+        for (const auto& item : *contents)
+            for (const auto& [type, bytes] : item.types)
+                if (type == "text/plain") return std::string(bytes.begin(), bytes.end());
+        return std::nullopt;
+    }
+    void clearContents() override { replace({}, "clear"); }
+    void writeString(const std::string& text) override { replace({textItem(text)}, "write " + text); }
+    void writeItems(const std::vector<PasteboardItem>& items) override { replace(items, "write items"); }
+
+    // What another application does when the user copies.
+    void userCopies(std::vector<PasteboardItem> items) { replace(std::move(items), "user copy"); }
+
+    static PasteboardItem textItem(const std::string& text) {
+        return {{{"text/plain", Bytes(text.begin(), text.end())}}};
+    }
+    std::optional<std::string> text() { return string(); }
+
+    std::int64_t count = 0;
+    std::optional<std::vector<PasteboardItem>> contents = std::vector<PasteboardItem>{};
+    std::vector<std::string> log;
+
+private:
+    void replace(std::vector<PasteboardItem> items, std::string what) {
+        contents = std::move(items);
+        ++count;
+        log.push_back(std::move(what));
+    }
+};
+
+class FakeUserSession : public UserSession {
+public:
+    std::string accountName() override { return "ada"; }
+    std::string fullName() override { return "Ada Lovelace"; }
+    double currentTime() override { return now; }
+    std::string formattingLocale() override { return locale; }
+    std::string timeZone() override { return zone; }
+
+    double now = 1794837900.0;  // 2026-11-16 14:05 UTC
+    std::string locale = "en_US";
+    std::string zone = "UTC";
+};
+
+}  // namespace velko::test

@@ -1,0 +1,340 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "Core/KeystrokeInjector.h"
+#include "Core/TextExpansionEngine.h"
+#include "fakes/FakeExpansionPlatform.h"
+#include "fakes/FakePlatform.h"
+#include "fakes/VirtualClock.h"
+
+namespace velko::test {
+namespace {
+
+using Trigger = SharedDataReader::SnippetTrigger;
+
+const std::string backspace = "\x7f";
+const std::string returnKey = "\r";
+const std::string upArrow = "\xEF\x9C\x80";  // U+F700
+const PasteboardItem image{{{"image/png", Bytes{0x89, 'P', 'N', 'G'}}, {"text/uri-list", Bytes{'f', ':', '/'}}}};
+
+struct TextExpansionEngineTest : ::testing::Test {
+    VirtualClock clock;
+    FakeKeyboard keyboard;
+    KeystrokeInjector injector{clock, keyboard};
+    FakeTrust trust{true};
+    FakeFileSystem fs;
+    FakeDefaults defaults;
+    SharedDataReader reader{fs, defaults};
+    FakeKeyEventTap tap;
+    FakePasteboard pasteboard;
+    FakeUserSession session;
+    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, clock};
+
+    void start(std::vector<Trigger> triggers) {
+        reader.snippetTriggers = std::move(triggers);
+        engine.start();
+    }
+    void startWith(const std::string& abbreviation, const std::string& expansion = "EXPANDED") {
+        start({{abbreviation, expansion, "plain", {}}});
+    }
+    // Each argument is one key stroke; the tasks it queues run before the next stroke.
+    template <class... Strokes>
+    void type(const Strokes&... strokes) {
+        (..., (tap.stroke(std::string(strokes)), clock.runPending()));
+    }
+    void typeEach(const std::string& ascii) {
+        for (char c : ascii) type(std::string(1, c));
+    }
+    int backspaces() const { return keyCount(KeyCodes::backspace); }
+    int pastes() const { return keyCount(KeyCodes::v); }
+    int keyCount(KeyCode code) const {
+        int n = 0;
+        for (const auto& e : keyboard.events) n += e.keyCode == code && e.down;
+        return n;
+    }
+    // Expansion texts written to the pasteboard so far.
+    std::vector<std::string> pasted() const {
+        std::vector<std::string> out;
+        for (const auto& entry : pasteboard.log)
+            if (entry.rfind("write ", 0) == 0 && entry != "write items") out.push_back(entry.substr(6));
+        return out;
+    }
+    std::string expandOnce(const std::string& expansion) {
+        startWith(";x", expansion);
+        type(";", "x");
+        clock.advance(TextExpansionEngine::pasteDelay);
+        const auto texts = pasted();
+        return texts.empty() ? "<nothing pasted>" : texts.back();
+    }
+};
+
+TEST_F(TextExpansionEngineTest, StartsOnlyWithInputAccessAndStaysInactiveWithoutATap) {
+    trust.trusted = false;
+    startWith(";sig");
+    EXPECT_EQ(tap.starts, 0);
+    EXPECT_FALSE(engine.isActive);
+    EXPECT_EQ(engine.triggers().size(), 0u);
+
+    trust.trusted = true;
+    tap.canTap = false;
+    engine.start();
+    EXPECT_FALSE(engine.isActive);
+    EXPECT_EQ(engine.triggers().size(), 1u);  // loaded all the same
+
+    tap.canTap = true;
+    engine.start();
+    EXPECT_TRUE(engine.isActive);
+    reader.snippetTriggers = std::vector<Trigger>{};  // later changes are not picked up
+    typeEach(";sig");
+    EXPECT_EQ(backspaces(), 4);
+}
+
+TEST_F(TextExpansionEngineTest, AbbreviationOnlyHasToEndTheTypedText) {
+    startWith(";sig");
+    typeEach(";si");
+    EXPECT_EQ(backspaces(), 0);
+    type("g");
+    EXPECT_EQ(backspaces(), 4);
+    EXPECT_EQ(engine.keystrokeBuffer(), "");
+
+    typeEach("x;sig");
+    EXPECT_EQ(backspaces(), 8);
+    // The match emptied the buffer: "sig" after it is not ";sig".
+    typeEach("sig");
+    EXPECT_EQ(backspaces(), 8);
+}
+
+TEST_F(TextExpansionEngineTest, BackspaceEditsTheBufferAndNeverMatches) {
+    startWith(";sig");
+    type(backspace);  // on an empty buffer: nothing
+    typeEach(";sx");
+    type(backspace);
+    EXPECT_EQ(engine.keystrokeBuffer(), ";s");
+    typeEach("ig");
+    EXPECT_EQ(backspaces(), 4);
+
+    startWith(";si");
+    typeEach(";sig");
+    type(backspace);  // the buffer is ";si" again, but Backspace does not match
+    EXPECT_EQ(backspaces(), 4 + 3);
+}
+
+TEST_F(TextExpansionEngineTest, ControlAndFunctionKeysAndSymbolsClearTheBuffer) {
+    startWith(";sig");
+    for (const std::string& clearing :
+         {returnKey, std::string("\t"), std::string("\x1b"), upArrow, std::string("+"), std::string("$"),
+          std::string("="), std::string("\xC2\xA0") /* NBSP */, std::string("")}) {
+        typeEach(";si");
+        type(clearing);
+        type("g");
+        EXPECT_EQ(backspaces(), 0) << "after " << clearing;
+        EXPECT_EQ(engine.keystrokeBuffer(), "g");
+    }
+    // A modifier key alone reports nothing and leaves the buffer as it was.
+    typeEach(";si");
+    tap.stroke(std::nullopt);
+    clock.runPending();
+    type("g");
+    EXPECT_EQ(backspaces(), 4);
+}
+
+TEST_F(TextExpansionEngineTest, LettersDigitsSpaceAndPunctuationAreKept) {
+    start({});  // with no triggers the buffer is still kept
+    for (const char* kept : {"-", "_", ";", "/", "!", "#", ".", ",", "(", "]", " ", "7", "\xE2\x85\xAB" /* Ⅻ */,
+                             "\xC3\xA9", "\xE5\xAD\x97" /* 字 */, "\xC2\xBD" /* ½ */})
+        type(kept);
+    EXPECT_EQ(engine.keystrokeBuffer(), "-_;/!#.,(] 7\xE2\x85\xAB\xC3\xA9\xE5\xAD\x97\xC2\xBD");
+}
+
+TEST_F(TextExpansionEngineTest, BufferKeepsTheLastFiftyCharacters) {
+    start({});
+    std::string typed;
+    for (int i = 0; i < 60; ++i) typed += static_cast<char>('a' + i % 26);
+    typeEach(typed);
+    EXPECT_EQ(engine.keystrokeBuffer(), typed.substr(10));
+    // Counted in characters, not bytes: fifty two-byte letters fit.
+    for (int i = 0; i < 55; ++i) type("\xC3\xA9");
+    EXPECT_EQ(engine.keystrokeBuffer().size(), 100u);
+}
+
+TEST_F(TextExpansionEngineTest, AbbreviationLongerThanTheBufferNeverMatches) {
+    const std::string fifty(50, 'a');
+    start({{fifty + "b", "long", "", {}}, {fifty, "fits", "", {}}});
+    typeEach(fifty + "b");
+    EXPECT_EQ(pasted().size(), 0u);
+    clock.advance(1);
+    EXPECT_EQ(pasted(), std::vector<std::string>{"fits"});  // the 50 a's matched on the way
+}
+
+TEST_F(TextExpansionEngineTest, StrokeOfSeveralCharactersIsJudgedByItsFirst) {
+    startWith(";sig");
+    type(";", "sig");  // an input method delivering three at once
+    EXPECT_EQ(backspaces(), 4);
+
+    typeEach(";");
+    type("+si");  // rejected whole
+    EXPECT_EQ(engine.keystrokeBuffer(), "");
+    type("si+");  // accepted whole, symbol included
+    EXPECT_EQ(engine.keystrokeBuffer(), "si+");
+}
+
+TEST_F(TextExpansionEngineTest, MatchingIsByWholeCanonicallyEquivalentCharacters) {
+    const std::string precomposed = "caf\xC3\xA9";  // café with U+00E9
+    const std::string decomposed = "cafe\xCC\x81";  // café with e + U+0301
+    start({{precomposed, "coffee", "", {}}, {"e", "letter e", "", {}}});
+    typeEach("caf");
+    type("e\xCC\x81");  // the letter with its mark, in one stroke
+    clock.advance(1);
+    EXPECT_EQ(pasted(), std::vector<std::string>{"coffee"});
+    EXPECT_EQ(backspaces(), 4);  // the abbreviation is four characters, whatever its bytes
+
+    start({{decomposed, "coffee", "", {}}});
+    typeEach("caf");
+    type("\xC3\xA9");
+    EXPECT_EQ(backspaces(), 8);
+
+    // "e" does not end "é": the mark belongs to the last character.
+    start({{"e", "letter e", "", {}}});
+    type("e\xCC\x81");
+    EXPECT_EQ(backspaces(), 8);
+
+    // A vowel sign typed on its own key joins the consonant before it: "कि" is one character,
+    // so the lone sign as an abbreviation does not end it.
+    start({{"x\xE0\xA4\x95\xE0\xA4\xBF", "ki", "", {}}, {"\xE0\xA4\xBF", "sign", "", {}}});
+    type("x", "\xE0\xA4\x95", "\xE0\xA4\xBF");
+    EXPECT_EQ(backspaces(), 10);
+    clock.advance(1);
+    EXPECT_EQ(pasted().back(), "ki");
+}
+
+TEST_F(TextExpansionEngineTest, LongestAbbreviationWinsAndTheTableIsBuiltSensibly) {
+    start({{"sig", "short", "", {}},
+           {";sig", "first", "", {}},
+           {"", "empty fires never", "", {}},
+           {";sig", "second", "", {}}});
+    EXPECT_EQ(engine.triggers().size(), 2u);
+    typeEach("a;sig");
+    clock.advance(1);
+    EXPECT_EQ(pasted(), std::vector<std::string>{"second"});  // the later duplicate stays
+    EXPECT_EQ(backspaces(), 4);
+    typeEach("xsig");
+    clock.advance(1);
+    EXPECT_EQ(pasted(), (std::vector<std::string>{"second", "short"}));
+}
+
+TEST_F(TextExpansionEngineTest, FindsTheRightTriggerAmongMany) {
+    std::vector<Trigger> many;
+    for (int i = 0; i < 20000; ++i) many.push_back({";t" + std::to_string(i), "x" + std::to_string(i), "", {}});
+    start(many);
+    typeEach("x;t1234");  // ";t1", ";t12", ";t123" fire on the way
+    clock.advance(1);
+    EXPECT_EQ(pasted(), std::vector<std::string>{"x1"});
+    typeEach(";t19999");
+    clock.advance(1);
+    EXPECT_EQ(pasted().back(), "x1");  // again ";t1" is met first
+    EXPECT_EQ(engine.triggers().size(), 20000u);
+}
+
+TEST_F(TextExpansionEngineTest, EraseAtOncePasteAfterFiftyMillisecondsRestoreHalfASecondLater) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("mine"), image};
+    pasteboard.count = 7;
+    startWith(";sig", "Best regards");
+    typeEach(";sig");
+    EXPECT_EQ(keyboard.events.size(), 8u);
+    for (const auto& e : keyboard.events) EXPECT_EQ(e.flags, 0u);
+    EXPECT_TRUE(pasteboard.log.empty());
+
+    clock.advance(0.049);
+    EXPECT_TRUE(pasteboard.log.empty());
+    clock.advance(0.001);
+    EXPECT_EQ(pasteboard.text(), "Best regards");
+    EXPECT_EQ(pastes(), 1);
+    EXPECT_EQ(keyboard.events.back(), (FakeKeyboard::Event{KeyCodes::v, Flags::command, false}));
+
+    clock.advance(0.499);
+    EXPECT_EQ(pasteboard.text(), "Best regards");
+    clock.advance(0.001);
+    ASSERT_TRUE(pasteboard.contents);
+    EXPECT_EQ(*pasteboard.contents, (std::vector<PasteboardItem>{FakePasteboard::textItem("mine"), image}));
+    EXPECT_EQ(pasteboard.log, (std::vector<std::string>{"write Best regards", "write items"}));
+}
+
+TEST_F(TextExpansionEngineTest, RestoreLeavesACopyMadeMeanwhileAlone) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("old")};
+    startWith(";sig");
+    typeEach(";sig");
+    clock.advance(0.3);
+    pasteboard.userCopies({FakePasteboard::textItem("new")});
+    clock.advance(1);
+    EXPECT_EQ(pasteboard.text(), "new");
+
+    // A copy between the match and the paste step also counts.
+    typeEach(";sig");
+    pasteboard.userCopies({image});
+    clock.advance(1);
+    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+}
+
+TEST_F(TextExpansionEngineTest, AbsentSnapshotKeepsTheTextEmptyOneEndsEmpty) {
+    startWith(";sig");
+    pasteboard.contents = std::nullopt;  // unreadable
+    typeEach(";sig");
+    clock.advance(1);
+    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+
+    pasteboard.contents = std::vector<PasteboardItem>{};  // readable, nothing on it
+    typeEach(";sig");
+    clock.advance(1);
+    ASSERT_TRUE(pasteboard.contents);
+    EXPECT_TRUE(pasteboard.contents->empty());
+    EXPECT_EQ(pasteboard.log.back(), "clear");
+}
+
+TEST_F(TextExpansionEngineTest, PasteDroppedByTheRateLimitStillRestores) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("mine")};
+    startWith(";sig");
+    typeEach(";sig");
+    clock.advance(0.01);
+    injector.injectKeystroke(KeyCodes::v, Flags::command, true);  // a paste request just before
+    clock.advance(0.04);
+    EXPECT_EQ(backspaces(), 4);
+    EXPECT_EQ(pastes(), 1);  // only the request's
+    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+    clock.advance(0.5);
+    EXPECT_EQ(pasteboard.text(), "mine");
+}
+
+TEST_F(TextExpansionEngineTest, PlaceholdersAreFilledInOrderOnTheGrowingText) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("id {uuid}, on {date}")};
+    const std::string out = expandOnce("{clipboard}|{uuid}");
+    const std::regex uuidForm(
+        "id ([0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}), on \\{date\\}\\|(.*)");
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(out, parts, uuidForm)) << out;
+    EXPECT_EQ(parts[1], parts[2]);  // one UUID per expansion
+
+    EXPECT_EQ(expandOnce("{username} / {fullname} / {nope} / {Date} / plain"),
+              "ada / Ada Lovelace / {nope} / {Date} / plain");
+}
+
+TEST_F(TextExpansionEngineTest, SameUUIDTwiceWithinOneExpansionNewOneNextTime) {
+    const std::string first = expandOnce("{uuid}-{uuid}");
+    ASSERT_EQ(first.size(), 73u);
+    EXPECT_EQ(first.substr(0, 36), first.substr(37));
+    clock.advance(1);
+    EXPECT_NE(expandOnce("{uuid}").substr(0, 36), first.substr(0, 36));
+}
+
+TEST_F(TextExpansionEngineTest, DateAndTimeUseTheLocaleStylesOfOneInstant) {
+    EXPECT_EQ(expandOnce("Sent {date} at {time}"), "Sent Nov 16, 2026 at 2:05\xE2\x80\xAFPM");
+    session.locale = "de_DE";
+    session.zone = "Europe/Berlin";
+    EXPECT_EQ(expandOnce("{date} {time}"), "16.11.2026 15:05");
+    // Empty clipboard text gives nothing, not the placeholder.
+    pasteboard.contents = std::vector<PasteboardItem>{image};
+    EXPECT_EQ(expandOnce("[{clipboard}]"), "[]");
+}
+
+}  // namespace
+}  // namespace velko::test
