@@ -4,6 +4,7 @@
 
 #include "Core/AutoPasteRuleEngine.h"
 #include "Core/HelperIPCManager.h"
+#include "Core/ScreenshotWatcher.h"
 #include "Core/SharedDataReader.h"
 #include "platform/Platform.h"
 
@@ -19,7 +20,7 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
     // hotkeys: services.startHotkeys
     // expansion: services.startExpansion
-    // screenshots: services.startScreenshotWatcher
+    services.startScreenshotWatcher = [] { ScreenshotWatcher::shared().start(); };
     return std::make_unique<HelperAppDelegate>(
         services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
 }

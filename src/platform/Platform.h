@@ -1,12 +1,17 @@
 #pragma once
 #include "platform/AccessibilityTrust.h"
 #include "platform/Application.h"
+#include "platform/BackgroundQueue.h"
+#include "platform/CaptureFiles.h"
 #include "platform/Clock.h"
+#include "platform/DirectoryMonitor.h"
 #include "platform/FileSystem.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ScreenshotLocationSetting.h"
 #include "platform/StatusBar.h"
 #include "platform/SyntheticKeyboard.h"
+#include "platform/TextRecognizer.h"
 #include "platform/UserDefaults.h"
 #include "platform/Workspace.h"
 
@@ -25,6 +30,11 @@ struct Platform {
     Workspace* workspace = nullptr;
     Application* application = nullptr;
     StatusBar* statusBar = nullptr;
+    ScreenshotLocationSetting* screenshotLocation = nullptr;
+    DirectoryMonitor* directoryMonitor = nullptr;
+    CaptureFiles* captureFiles = nullptr;
+    BackgroundQueue* backgroundQueue = nullptr;
+    TextRecognizer* textRecognizer = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.

@@ -6,13 +6,18 @@
 #include <cstdlib>
 
 #include "platform/linux/DBusNotificationCenter.h"
+#include "platform/linux/GnomeScreenshotLocation.h"
+#include "platform/linux/InotifyDirectoryMonitor.h"
 #include "platform/linux/PlistUserDefaults.h"
+#include "platform/linux/PosixCaptureFiles.h"
 #include "platform/linux/PosixFileSystem.h"
 #include "platform/linux/QtApplication.h"
 #include "platform/linux/QtMainQueue.h"
 #include "platform/linux/QtStatusBar.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
+#include "platform/linux/TesseractRecognizer.h"
+#include "platform/linux/WorkerThread.h"
 #include "platform/linux/X11AccessibilityTrust.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11SyntheticKeyboard.h"
@@ -45,7 +50,12 @@ LinuxPlatform::LinuxPlatform()
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()) {}
+      statusBar_(std::make_unique<QtStatusBar>()),
+      screenshotLocation_(std::make_unique<GnomeScreenshotLocation>()),
+      captureFiles_(std::make_unique<PosixCaptureFiles>()),
+      directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
+      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")),
+      textRecognizer_(std::make_unique<TesseractRecognizer>()) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -61,6 +71,11 @@ Platform LinuxPlatform::platform() {
     p.workspace = workspace_.get();
     p.application = application_.get();
     p.statusBar = statusBar_.get();
+    p.screenshotLocation = screenshotLocation_.get();
+    p.directoryMonitor = directoryMonitor_.get();
+    p.captureFiles = captureFiles_.get();
+    p.backgroundQueue = backgroundQueue_.get();
+    p.textRecognizer = textRecognizer_.get();
     return p;
 }
 

@@ -6,13 +6,18 @@
 namespace velko {
 
 class DBusNotificationCenter;
+class GnomeScreenshotLocation;
+class InotifyDirectoryMonitor;
 class PlistUserDefaults;
+class PosixCaptureFiles;
 class PosixFileSystem;
 class QtApplication;
 class QtMainQueue;
 class QtStatusBar;
 class QtWorkspace;
 class SteadyClock;
+class TesseractRecognizer;
+class WorkerThread;
 class X11AccessibilityTrust;
 class X11Connection;
 class X11SyntheticKeyboard;
@@ -40,6 +45,12 @@ private:
     std::unique_ptr<QtWorkspace> workspace_;
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
+    // Declared last so that their threads end first, while the main queue they post to still exists.
+    std::unique_ptr<GnomeScreenshotLocation> screenshotLocation_;
+    std::unique_ptr<PosixCaptureFiles> captureFiles_;
+    std::unique_ptr<InotifyDirectoryMonitor> directoryMonitor_;
+    std::unique_ptr<WorkerThread> backgroundQueue_;
+    std::unique_ptr<TesseractRecognizer> textRecognizer_;
 };
 
 }  // namespace velko
