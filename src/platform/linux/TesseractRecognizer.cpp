@@ -34,8 +34,6 @@ struct PixDeleter {
 
 TesseractRecognizer::TesseractRecognizer(std::size_t maxRecognizers)
     : maxRecognizers_(std::max<std::size_t>(1, maxRecognizers)) {
-    // No OpenMP teams anywhere in the process: one thread per recognition (see the class comment).
-    omp_set_max_active_levels(0);
     // Decoding failures are reported once, in the helper's own words.
     setMsgSeverity(L_SEVERITY_NONE);
 }
@@ -71,6 +69,9 @@ bool TesseractRecognizer::cancelRequested(void* self, int) {
 void TesseractRecognizer::run() {
     pthread_setname_np(pthread_self(), "velko-ocr");
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), utilityNice);
+    // No OpenMP team for this thread's parallel regions (a per-thread setting): one core per
+    // recognition, as the class comment explains.
+    omp_set_max_active_levels(0);
     std::unique_ptr<tesseract::TessBaseAPI> engine;
     bool engineFailed = false;
 
