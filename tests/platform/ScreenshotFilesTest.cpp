@@ -92,6 +92,23 @@ TEST(CaptureCopy, FifosDevicesAndMissingFilesFailAtOnceAndBlameTheSource) {
     EXPECT_FALSE(sourceAtFault);
 }
 
+TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRun) {
+    TempDir source, staging;
+    writeFile(source / "Screenshot 1.png", "png");
+    writeFile(staging / ".capture.tmp-0123456789abcdef", "left by a run that was stopped");
+    writeFile(staging / ".A.json.tmp-fedcba9876543210", "{");
+    writeFile(staging / ".hidden", "not ours");
+    writeFile(staging / "A.json", "{}");
+    PosixCaptureFiles files;
+    const auto first = files.copyInto(source / "Screenshot 1.png", staging.path());
+    ASSERT_TRUE(first.copy);
+    EXPECT_EQ(staging.count(), 3u);
+    EXPECT_TRUE(fs::exists(staging / ".hidden"));
+    // Later copies leave the folder alone: the first one is still waiting to be staged.
+    EXPECT_TRUE(files.copyInto(source / "Screenshot 1.png", staging.path()).copy);
+    EXPECT_TRUE(fs::exists(first.copy->path));
+}
+
 TEST(CaptureLook, TellsKindsApartAndSeesWritersWithoutBlocking) {
     TempDir dir;
     PosixCaptureFiles files;

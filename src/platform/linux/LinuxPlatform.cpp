@@ -53,9 +53,9 @@ LinuxPlatform::LinuxPlatform()
       statusBar_(std::make_unique<QtStatusBar>()),
       screenshotLocation_(std::make_unique<GnomeScreenshotLocation>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
+      textRecognizer_(std::make_unique<TesseractRecognizer>()),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
-      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")),
-      textRecognizer_(std::make_unique<TesseractRecognizer>()) {}
+      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 

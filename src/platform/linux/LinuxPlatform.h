@@ -45,12 +45,13 @@ private:
     std::unique_ptr<QtWorkspace> workspace_;
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
-    // Declared last so that their threads end first, while the main queue they post to still exists.
+    // Declared last so that their threads end first, while the main queue they post to still exists;
+    // the file thread ends before the recognisers it hands work to.
     std::unique_ptr<GnomeScreenshotLocation> screenshotLocation_;
     std::unique_ptr<PosixCaptureFiles> captureFiles_;
+    std::unique_ptr<TesseractRecognizer> textRecognizer_;
     std::unique_ptr<InotifyDirectoryMonitor> directoryMonitor_;
     std::unique_ptr<WorkerThread> backgroundQueue_;
-    std::unique_ptr<TesseractRecognizer> textRecognizer_;
 };
 
 }  // namespace velko
