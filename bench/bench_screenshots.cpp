@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QSet>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -36,11 +37,14 @@ public slots:
 };
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    // Sleeps until the bus or the tick wakes it: a busy loop here would take a core from the helper.
+    QTimer tick;
+    tick.start(20);
     QElapsedTimer timer;
     timer.start();
     while (!condition()) {
         if (timer.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
 }
