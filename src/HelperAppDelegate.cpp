@@ -5,6 +5,7 @@
 #include "Core/AutoPasteRuleEngine.h"
 #include "Core/GlobalHotkeyManager.h"
 #include "Core/HelperIPCManager.h"
+#include "Core/ScreenshotWatcher.h"
 #include "Core/SharedDataReader.h"
 #include "Core/TextExpansionEngine.h"
 #include "platform/Platform.h"
@@ -21,7 +22,7 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     Services services{SharedDataReader::shared(), HelperIPCManager::shared(), AutoPasteRuleEngine::shared()};
     services.startHotkeys = [] { GlobalHotkeyManager::shared().start(); };
     services.startExpansion = [] { TextExpansionEngine::shared().start(); };
-    // screenshots: services.startScreenshotWatcher
+    services.startScreenshotWatcher = [] { ScreenshotWatcher::shared().start(); };
     return std::make_unique<HelperAppDelegate>(
         services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
 }

@@ -1,7 +1,10 @@
 #pragma once
 #include "platform/AccessibilityTrust.h"
 #include "platform/Application.h"
+#include "platform/BackgroundQueue.h"
+#include "platform/CaptureFiles.h"
 #include "platform/Clock.h"
+#include "platform/DirectoryMonitor.h"
 #include "platform/FileSystem.h"
 #include "platform/FilteringKeyTap.h"
 #include "platform/KeyEventTap.h"
@@ -9,8 +12,10 @@
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationMonitor.h"
 #include "platform/Pasteboard.h"
+#include "platform/ScreenshotLocationSetting.h"
 #include "platform/StatusBar.h"
 #include "platform/SyntheticKeyboard.h"
+#include "platform/TextRecognizer.h"
 #include "platform/UserDefaults.h"
 #include "platform/UserSession.h"
 #include "platform/Workspace.h"
@@ -35,6 +40,11 @@ struct Platform {
     KeyEventTap* keyEventTap = nullptr;
     Pasteboard* pasteboard = nullptr;
     UserSession* userSession = nullptr;
+    ScreenshotLocationSetting* screenshotLocation = nullptr;
+    DirectoryMonitor* directoryMonitor = nullptr;
+    CaptureFiles* captureFiles = nullptr;
+    BackgroundQueue* backgroundQueue = nullptr;
+    TextRecognizer* textRecognizer = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.

@@ -6,8 +6,11 @@
 #include <cstdlib>
 
 #include "platform/linux/DBusNotificationCenter.h"
+#include "platform/linux/GnomeScreenshotLocation.h"
 #include "platform/linux/GrabBypassingKeyboard.h"
+#include "platform/linux/InotifyDirectoryMonitor.h"
 #include "platform/linux/PlistUserDefaults.h"
+#include "platform/linux/PosixCaptureFiles.h"
 #include "platform/linux/PosixFileSystem.h"
 #include "platform/linux/PosixUserSession.h"
 #include "platform/linux/QtApplication.h"
@@ -16,6 +19,8 @@
 #include "platform/linux/QtStatusBar.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
+#include "platform/linux/TesseractRecognizer.h"
+#include "platform/linux/WorkerThread.h"
 #include "platform/linux/X11AccessibilityTrust.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11FilteringKeyTap.h"
@@ -55,7 +60,12 @@ LinuxPlatform::LinuxPlatform()
       ownKeyboard_(std::make_unique<GrabBypassingKeyboard>(*keyboard_, *filteringTap_)),
       keyEventTap_(std::make_unique<X11KeyEventTap>(*mainQueue_)),
       pasteboard_(std::make_unique<QtPasteboard>()),
-      userSession_(std::make_unique<PosixUserSession>()) {}
+      userSession_(std::make_unique<PosixUserSession>()),
+      screenshotLocation_(std::make_unique<GnomeScreenshotLocation>()),
+      captureFiles_(std::make_unique<PosixCaptureFiles>()),
+      textRecognizer_(std::make_unique<TesseractRecognizer>()),
+      directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
+      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -76,6 +86,11 @@ Platform LinuxPlatform::platform() {
     p.keyEventTap = keyEventTap_.get();
     p.pasteboard = pasteboard_.get();
     p.userSession = userSession_.get();
+    p.screenshotLocation = screenshotLocation_.get();
+    p.directoryMonitor = directoryMonitor_.get();
+    p.captureFiles = captureFiles_.get();
+    p.backgroundQueue = backgroundQueue_.get();
+    p.textRecognizer = textRecognizer_.get();
     return p;
 }
 

@@ -7,7 +7,10 @@ namespace velko {
 
 class DBusNotificationCenter;
 class GrabBypassingKeyboard;
+class GnomeScreenshotLocation;
+class InotifyDirectoryMonitor;
 class PlistUserDefaults;
+class PosixCaptureFiles;
 class PosixFileSystem;
 class PosixUserSession;
 class QtApplication;
@@ -16,6 +19,8 @@ class QtPasteboard;
 class QtStatusBar;
 class QtWorkspace;
 class SteadyClock;
+class TesseractRecognizer;
+class WorkerThread;
 class X11AccessibilityTrust;
 class X11Connection;
 class X11FilteringKeyTap;
@@ -50,6 +55,13 @@ private:
     std::unique_ptr<X11KeyEventTap> keyEventTap_;
     std::unique_ptr<QtPasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;
+    // Declared last so that their threads end first, while the main queue they post to still exists;
+    // the file thread ends before the recognisers it hands work to.
+    std::unique_ptr<GnomeScreenshotLocation> screenshotLocation_;
+    std::unique_ptr<PosixCaptureFiles> captureFiles_;
+    std::unique_ptr<TesseractRecognizer> textRecognizer_;
+    std::unique_ptr<InotifyDirectoryMonitor> directoryMonitor_;
+    std::unique_ptr<WorkerThread> backgroundQueue_;
 };
 
 }  // namespace velko

@@ -9,12 +9,14 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <utility>
+#include <vector>
 
 namespace velko {
 namespace {
@@ -78,6 +80,24 @@ std::string replacementTarget(const std::string& path) {
     return target;
 }
 
+// A new, empty file beside the others in dir under a hidden unique name; -1 with error on failure.
+int createTemporary(const std::string& dir, const std::string& base, mode_t mode, std::string* temp,
+                    std::string* error) {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        char suffix[17];
+        std::snprintf(suffix, sizeof suffix, "%016llx", static_cast<unsigned long long>(uniqueSuffix()));
+        *temp = dir + "/." + base + ".tmp-" + suffix;
+        const int fd = ::open(temp->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+        if (fd >= 0) return fd;
+        if (errno != EEXIST) {
+            failErrno(error, errno, "cannot create a file in " + dir);
+            return -1;
+        }
+    }
+    fail(error, EEXIST, "no free temporary name in " + dir);
+    return -1;
+}
+
 bool writeAll(int fd, const std::uint8_t* data, std::size_t size, int* cause) {
     while (size > 0) {
         const ssize_t written = ::write(fd, data, size);
@@ -105,17 +125,8 @@ bool writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std:
     const std::string base = baseNameOf(target).substr(0, 200);
 
     std::string temp;
-    int fd = -1;
-    for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
-        char suffix[17];
-        std::snprintf(suffix, sizeof suffix, "%016llx", static_cast<unsigned long long>(uniqueSuffix()));
-        temp = dir + "/." + base + ".tmp-" + suffix;
-        fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
-        if (fd < 0 && errno != EEXIST) return failErrno(error, errno, "cannot create a file in " + dir);
-    }
-    if (fd < 0) return fail(error, EEXIST, "no free temporary name in " + dir);
-
-    Descriptor file(fd);
+    Descriptor file(createTemporary(dir, base, mode, &temp, error));
+    if (file.get() < 0) return false;
     const auto abandon = [&](int cause, const std::string& what) {
         if (file.get() >= 0) ::close(file.release());
         ::unlink(temp.c_str());
@@ -199,6 +210,82 @@ bool SafeFile::writeAtomically(const std::string& path, const Bytes& contents, m
 bool SafeFile::writeAtomically(const std::string& path, std::string_view contents, mode_t mode, std::string* error) {
     return writeAtomicallyImpl(path, reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size(), mode,
                                error);
+}
+
+std::optional<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& source, const std::string& directory,
+                                                          mode_t mode, std::string* error, bool* sourceAtFault) {
+    bool ignored = false;
+    bool& sourceFault = sourceAtFault ? *sourceAtFault : ignored;
+    sourceFault = true;
+    Descriptor in(::open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (in.get() < 0) {
+        failErrno(error, errno, "cannot open");
+        return std::nullopt;
+    }
+    struct stat st {};
+    if (::fstat(in.get(), &st) != 0) {
+        failErrno(error, errno, "cannot stat");
+        return std::nullopt;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        fail(error, EINVAL, "not a regular file");
+        return std::nullopt;
+    }
+
+    std::string temp;
+    Descriptor out(createTemporary(directory, "capture", mode, &temp, error));
+    if (out.get() < 0) {
+        sourceFault = false;
+        return std::nullopt;
+    }
+    const auto abandon = [&](bool sourceCause, int cause, const std::string& what) -> std::optional<Copy> {
+        if (out.get() >= 0) ::close(out.release());
+        ::unlink(temp.c_str());
+        sourceFault = sourceCause;
+        failErrno(error, cause, what);
+        return std::nullopt;
+    };
+
+    // Until end of file rather than the size seen above, so that nothing appended is cut off.
+    std::vector<std::uint8_t> buffer(256 * 1024);
+    std::uint64_t total = 0;
+    for (;;) {
+        const ssize_t got = ::read(in.get(), buffer.data(), buffer.size());
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            return abandon(true, errno, "cannot read");
+        }
+        if (got == 0) break;
+        int cause = 0;
+        if (!writeAll(out.get(), buffer.data(), static_cast<std::size_t>(got), &cause))
+            return abandon(false, cause, "cannot write " + temp);
+        total += static_cast<std::uint64_t>(got);
+    }
+    if (::fsync(out.get()) != 0) return abandon(false, errno, "cannot sync " + temp);
+    if (::close(out.release()) != 0 && errno != EINTR) return abandon(false, errno, "cannot close " + temp);
+    return Copy{temp, total};
+}
+
+std::optional<bool> SafeFile::hasWriters(int fd) {
+    // A read lease is refused while anyone has the file open for writing. It is dropped at once;
+    // should a writer open the file in between, the break is signalled with SIGURG, which is
+    // ignored unless handled, rather than SIGIO, which would end the process.
+    if (::fcntl(fd, F_SETSIG, SIGURG) != 0) return std::nullopt;
+    if (::fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
+        ::fcntl(fd, F_SETLEASE, F_UNLCK);
+        return false;
+    }
+    if (errno == EAGAIN) return true;
+    return std::nullopt;
+}
+
+bool SafeFile::renameWithoutReplacing(const std::string& from, const std::string& to, std::string* error) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return failErrno(error, errno, "cannot rename to " + to);
+    // Filesystems without the flag: a hard link refuses an existing name just the same.
+    if (::link(from.c_str(), to.c_str()) != 0) return failErrno(error, errno, "cannot rename to " + to);
+    ::unlink(from.c_str());
+    return true;
 }
 
 bool SafeFile::createDirectories(const std::string& path, mode_t mode, std::string* error) {

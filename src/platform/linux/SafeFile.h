@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,24 @@ public:
                                 std::string* error = nullptr);
     static bool writeAtomically(const std::string& path, std::string_view contents, mode_t mode,
                                 std::string* error = nullptr);
+
+    struct Copy {
+        std::string path;
+        std::uint64_t size = 0;
+    };
+    // Streams the regular file at source (symlinks followed, opened without blocking, so a FIFO or
+    // device fails at once) into a new file in directory under a hidden unique name, created with
+    // mode (less the umask) and synced. Never holds more than a small buffer of it in memory.
+    // On failure nothing is left behind and *sourceAtFault tells whether source was the cause.
+    static std::optional<Copy> copyIntoDirectory(const std::string& source, const std::string& directory, mode_t mode,
+                                                 std::string* error = nullptr, bool* sourceAtFault = nullptr);
+
+    // Whether any process holds the regular file behind fd (opened read-only by the caller) open
+    // for writing; nullopt when the system cannot tell (no lease support, a file of another owner).
+    static std::optional<bool> hasWriters(int fd);
+
+    // Renames from to to, unless something already exists at to; false with error otherwise.
+    static bool renameWithoutReplacing(const std::string& from, const std::string& to, std::string* error = nullptr);
 
     // Creates path and its missing parents with mode; true when it is a directory afterwards.
     static bool createDirectories(const std::string& path, mode_t mode, std::string* error = nullptr);

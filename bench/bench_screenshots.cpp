@@ -1,0 +1,176 @@
+// End-to-end figures of the screenshot watcher against a running helper and session bus:
+//   file appears -> "velko.screenshot.captured", one capture at a time;
+//   a burst of captures at once: time to the last notification and the helper's peak memory.
+//   bench_screenshots HELPER IMAGE SCREENSHOT_DIR [captures]
+// Run through bench/run-screenshot-bench, which provides HOME, the folder and the bus.
+#include <unistd.h>
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QSet>
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class CaptureListener : public QObject {
+    Q_OBJECT
+public:
+    QSet<QString> seen;
+    QHash<QString, Clock::time_point> when;
+public slots:
+    void posted(const QString& name, const QString& object) {
+        if (name != QLatin1String("velko.screenshot.captured")) return;
+        seen.insert(object);
+        when.insert(object, Clock::now());
+    }
+};
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    // Sleeps until the bus or the tick wakes it: a busy loop here would take a core from the helper.
+    QTimer tick;
+    tick.start(20);
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+long statusKiB(qint64 pid, const char* field) {
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly)) return -1;
+    for (const auto& line : status.readAll().split('\n'))
+        if (line.startsWith(field))
+            return line.mid(static_cast<int>(qstrlen(field))).trimmed().split(' ').first().toLong();
+    return -1;
+}
+
+// Starts a helper and waits until its watcher runs.
+bool startHelper(QProcess& process, const QString& helper) {
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(helper, {});
+    QByteArray log;
+    return waitFor(
+        [&] {
+            log += process.readAllStandardError();
+            return log.contains("for screenshots");
+        },
+        10000);
+}
+
+// A copy of image beside the folder (same filesystem), renamed in so it appears whole at once.
+QString stageOutside(const QString& image, const QString& folder, const QString& name) {
+    const QString path = folder + "/../.bench-" + name;
+    QFile::remove(path);
+    QFile::copy(image, path);
+    return path;
+}
+
+// User plus system CPU time of the whole process, in seconds.
+double cpuSeconds(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly)) return -1;
+    const QByteArray text = stat.readAll();
+    // Fields after the command name, which may hold spaces, start after its closing parenthesis.
+    const auto fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 13) return -1;
+    return static_cast<double>(fields[11].toLongLong() + fields[12].toLongLong()) /
+           static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    if (argc < 4) {
+        std::fprintf(stderr, "usage: bench_screenshots HELPER IMAGE SCREENSHOT_DIR [captures]\n");
+        return 2;
+    }
+    const QString helper = QString::fromLocal8Bit(argv[1]);
+    const QString image = QString::fromLocal8Bit(argv[2]);
+    const QString folder = QString::fromLocal8Bit(argv[3]);
+    const int captures = std::max(1, argc > 4 ? std::atoi(argv[4]) : 20);
+
+    CaptureListener listener;
+    if (!QDBusConnection::sessionBus().connect(QString(), "/app/velko/Notifications", "app.velko.Notifications",
+                                               "Posted", &listener, SLOT(posted(QString, QString)))) {
+        std::fprintf(stderr, "bench_screenshots: no session bus\n");
+        return 1;
+    }
+
+    // One at a time.
+    {
+        QProcess process;
+        if (!startHelper(process, helper)) {
+            std::fprintf(stderr, "bench_screenshots: the helper's watcher did not start\n");
+            return 1;
+        }
+        std::vector<double> latencies;
+        for (int i = 0; i < captures; ++i) {
+            const QString name = QStringLiteral("Screenshot single %1.png").arg(i);
+            const QString outside = stageOutside(image, folder, name);
+            const auto t0 = Clock::now();
+            QFile::rename(outside, folder + "/" + name);
+            if (!waitFor([&] { return listener.seen.contains(name); }, 120000)) {
+                std::fprintf(stderr, "bench_screenshots: no notification for %s\n", qPrintable(name));
+                return 1;
+            }
+            latencies.push_back(std::chrono::duration<double>(listener.when.value(name) - t0).count());
+        }
+        std::printf("file appears -> notification: median %.2f s, min %.2f s, max %.2f s over %d captures\n",
+                    median(latencies), *std::min_element(latencies.begin(), latencies.end()),
+                    *std::max_element(latencies.begin(), latencies.end()), captures);
+        process.terminate();
+        process.waitForFinished(5000);
+    }
+
+    // All at once, on a fresh helper so that its peak memory is the burst's.
+    {
+        QProcess process;
+        if (!startHelper(process, helper)) return 1;
+        const long idle = statusKiB(process.processId(), "VmRSS:");
+        const double cpuBefore = cpuSeconds(process.processId());
+        std::vector<std::pair<QString, QString>> files;
+        for (int i = 0; i < captures; ++i) {
+            const QString name = QStringLiteral("Screenshot burst %1.png").arg(i);
+            files.emplace_back(stageOutside(image, folder, name), folder + "/" + name);
+        }
+        const auto t0 = Clock::now();
+        for (const auto& [from, to] : files) QFile::rename(from, to);
+        const bool all = waitFor(
+            [&] {
+                return std::all_of(files.begin(), files.end(), [&](const auto& f) {
+                    return listener.seen.contains(f.second.mid(folder.size() + 1));
+                });
+            },
+            600000);
+        const double total = std::chrono::duration<double>(Clock::now() - t0).count();
+        std::printf(
+            "%d captures at once: %s in %.2f s, using %.1f s of CPU; helper memory %ld KiB idle, peak %ld KiB\n",
+            captures, all ? "all announced" : "NOT all announced", total, cpuSeconds(process.processId()) - cpuBefore,
+            idle, statusKiB(process.processId(), "VmHWM:"));
+        process.terminate();
+        process.waitForFinished(5000);
+    }
+    return 0;
+}
+
+#include "bench_screenshots.moc"

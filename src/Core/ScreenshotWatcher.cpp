@@ -1,0 +1,264 @@
+#include "Core/ScreenshotWatcher.h"
+
+#include <unicode/locid.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "Core/HelperConstants.h"
+#include "Core/HelperIPCManager.h"
+#include "platform/Platform.h"
+
+namespace velko {
+namespace {
+
+bool isValidUtf8(std::string_view text) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    const auto length = static_cast<int32_t>(text.size());
+    for (int32_t i = 0; i < length;) {
+        UChar32 c;
+        U8_NEXT(bytes, i, length, c);
+        if (c < 0) return false;
+    }
+    return true;
+}
+
+// Trims the Unicode white space and line breaks at both ends of valid UTF-8.
+std::string trimmed(std::string_view text) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    const auto length = static_cast<int32_t>(text.size());
+    int32_t begin = 0;
+    while (begin < length) {
+        int32_t next = begin;
+        UChar32 c;
+        U8_NEXT(bytes, next, length, c);
+        if (!u_isUWhiteSpace(c)) break;
+        begin = next;
+    }
+    int32_t end = length;
+    while (end > begin) {
+        int32_t previous = end;
+        UChar32 c;
+        U8_PREV(bytes, 0, previous, c);
+        if (!u_isUWhiteSpace(c)) break;
+        end = previous;
+    }
+    return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+}
+
+// Canonically equivalent spellings share a key. A name that is not UTF-8 keeps its bytes: decoding
+// it would let two different names collide, and the second would never be picked up.
+std::string nameKey(const std::string& name) {
+    if (!isValidUtf8(name)) return name;
+    UErrorCode status = U_ZERO_ERROR;
+    const auto* nfc = icu::Normalizer2::getNFCInstance(status);
+    if (U_FAILURE(status)) return name;
+    const auto composed = nfc->normalize(icu::UnicodeString::fromUTF8(name), status);
+    if (U_FAILURE(status)) return name;
+    std::string key;
+    return composed.toUTF8String(key);
+}
+
+std::string lowerCased(const std::string& name) {
+    std::string lower;
+    // The root locale: the same mapping whatever the user's language.
+    return icu::UnicodeString::fromUTF8(name).toLower(icu::Locale::getRoot()).toUTF8String(lower);
+}
+
+bool endsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+std::string joinPath(const std::string& directory, const std::string& name) {
+    return !directory.empty() && directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+}  // namespace
+
+ScreenshotWatcher::ScreenshotWatcher(Environment environment)
+    : env_(environment), staging_(env_.fileSystem, env_.files, env_.wallClock) {}
+
+ScreenshotWatcher::~ScreenshotWatcher() = default;
+
+ScreenshotWatcher& ScreenshotWatcher::shared() {
+    static ScreenshotWatcher* instance = [] {
+        const auto& p = Platform::current();
+        return new ScreenshotWatcher(Environment{*p.mainQueue, HelperIPCManager::shared().dnc(), *p.fileSystem,
+                                                 *p.screenshotLocation, *p.directoryMonitor, *p.captureFiles,
+                                                 *p.backgroundQueue, *p.textRecognizer});
+    }();
+    return *instance;
+}
+
+std::string ScreenshotWatcher::detectScreenshotDirectory() {
+    const std::string fallback = joinPath(env_.fileSystem.homeDirectory(), "Desktop");
+    const auto output = env_.locationSetting.configuredLocation();
+    if (!output) return fallback;
+    const std::string_view text(reinterpret_cast<const char*>(output->data()), output->size());
+    if (!isValidUtf8(text)) return fallback;
+    // Used as written: "~" and relative paths mean nothing here and fall back.
+    const std::string path = trimmed(text);
+    if (path.empty() || !env_.fileSystem.exists(path)) return fallback;
+    return path;
+}
+
+void ScreenshotWatcher::start() {
+    if (started_) return;
+    started_ = true;
+    const std::string directory = detectScreenshotDirectory();
+    if (!env_.fileSystem.exists(directory)) {
+        std::fprintf(stderr,
+                     "velko-helper: no screenshot directory (%s does not exist); screenshots are not picked up\n",
+                     directory.c_str());
+        return;
+    }
+    watchedDirectory = directory;
+    // Whatever is there now was taken before the helper ran and is never handed on.
+    if (const auto names = env_.monitor.contentsOfDirectory(directory)) {
+        knownFiles_.clear();
+        for (const auto& name : *names) knownFiles_.insert(nameKey(name));
+    }
+
+    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
+    const bool watching = env_.monitor.watch(directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf] {
+        monitor->sleep(changeDelay);
+        queue->async([weakSelf] {
+            if (const auto self = weakSelf.lock()) (*self)->checkForNewScreenshots();
+        });
+    });
+    if (!watching) {
+        std::fprintf(stderr, "velko-helper: cannot watch %s; screenshots are not picked up\n", directory.c_str());
+        return;
+    }
+    isActive = true;
+    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+}
+
+ScreenshotWatcher::NameKind ScreenshotWatcher::classifyName(const std::string& name) {
+    const std::string lower = lowerCased(name);
+    const bool screenshotLike = std::any_of(screenshotNamePatterns.begin(), screenshotNamePatterns.end(),
+                                            [&](std::string_view p) { return lower.find(p) != std::string::npos; });
+    if (!screenshotLike) return NameKind::rejected;
+    if (endsWith(lower, ".png")) return NameKind::image;
+    if (endsWith(lower, ".mov")) return NameKind::video;
+    return NameKind::rejected;
+}
+
+std::string ScreenshotWatcher::joinRecognizedLines(const std::vector<TextObservation>& observations) {
+    std::string text;
+    bool first = true;
+    for (const auto& observation : observations) {
+        if (observation.candidates.empty()) continue;
+        if (!first) text += '\n';
+        text += observation.candidates.front();
+        first = false;
+    }
+    return text;
+}
+
+void ScreenshotWatcher::checkForNewScreenshots() {
+    if (!watchedDirectory.get()) return;
+    const std::string directory = *watchedDirectory.get();
+    const auto names = env_.monitor.contentsOfDirectory(directory);
+    if (!names) return;  // the next change tries again; knownFiles stays, so nothing doubles
+
+    std::set<std::string> listed;
+    std::vector<std::string> arrived;
+    for (const auto& name : *names) {
+        auto key = nameKey(name);
+        if (!knownFiles_.count(key)) arrived.push_back(name);
+        listed.insert(std::move(key));
+    }
+    // Replaced, not extended: a name that left and comes back is new again.
+    knownFiles_ = std::move(listed);
+
+    for (const auto& name : arrived) {
+        const auto kind = classifyName(name);
+        if (kind == NameKind::rejected) continue;
+        processScreenshot(joinPath(directory, name), name, kind == NameKind::video);
+    }
+}
+
+void ScreenshotWatcher::processScreenshot(const std::string& path, const std::string& filename, bool isVideo) {
+    // Already waiting for this file to be complete: that wait picks up the new state.
+    if (!pending_.emplace(path, PendingFile{filename, isVideo, std::nullopt, 0}).second) return;
+    lookAgain(path);
+}
+
+void ScreenshotWatcher::lookAgain(const std::string& path) {
+    const auto it = pending_.find(path);
+    if (it == pending_.end()) return;
+    PendingFile& file = it->second;
+    const FileLook look = env_.files.look(path);
+
+    if (look.kind != FileLook::Kind::regular) {
+        std::fprintf(
+            stderr, "velko-helper: skipped \"%s\": %s\n", file.filename.c_str(),
+            look.kind == FileLook::Kind::missing ? "it went away before it was complete" : "not a regular file");
+        pending_.erase(it);
+        return;
+    }
+    // Without a way to see writers, an unchanged file across one interval counts as complete.
+    const bool complete = look.writers == FileLook::Writers::none ||
+                          (look.writers == FileLook::Writers::unknown && file.lastLook && *file.lastLook == look);
+    if (complete) {
+        const PendingFile done = std::move(file);
+        pending_.erase(it);
+        copyAndRecognize(path, done.filename, done.isVideo, look.size);
+        return;
+    }
+    file.lastLook = look;
+    const double interval =
+        std::min(maxLookInterval, firstLookInterval * static_cast<double>(1 << std::min(file.looks, 8)));
+    ++file.looks;
+    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
+    env_.mainQueue.asyncAfter(interval, [weakSelf, path] {
+        if (const auto self = weakSelf.lock()) (*self)->lookAgain(path);
+    });
+}
+
+void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo,
+                                         std::uint64_t size) {
+    const std::string stagingDirectory = HelperConstants::screenshotStagingURL(env_.fileSystem);
+    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
+    env_.background.async([files = &env_.files, recognizer = &env_.recognizer, queue = &env_.mainQueue, weakSelf, path,
+                           filename, isVideo, size, stagingDirectory] {
+        CopyResult result = files->copyInto(path, stagingDirectory);
+        if (result.failure == CopyResult::Failure::source) {
+            std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", filename.c_str(), result.error.c_str());
+            return;
+        }
+        if (result.failure == CopyResult::Failure::destination)
+            std::fprintf(stderr, "velko-helper: could not copy \"%s\" into %s: %s\n", filename.c_str(),
+                         stagingDirectory.c_str(), result.error.c_str());
+        const FileCopy copy = result.copy.value_or(FileCopy{"", size});
+        auto finish = [files, queue, weakSelf, filename, isVideo, copy](std::optional<std::string> text) {
+            queue->async([files, weakSelf, filename, isVideo, copy, text = std::move(text)] {
+                if (const auto self = weakSelf.lock())
+                    (*self)->handOver(filename, copy, text, isVideo);
+                else if (!copy.path.empty())
+                    files->discard(copy.path);
+            });
+        };
+        if (isVideo || copy.path.empty()) {
+            finish(std::nullopt);
+            return;
+        }
+        recognizer->recognizeText(copy.path, [finish](std::optional<std::vector<TextObservation>> observations) {
+            finish(observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt);
+        });
+    });
+}
+
+void ScreenshotWatcher::handOver(const std::string& filename, const FileCopy& data,
+                                 const std::optional<std::string>& ocrText, bool isVideo) {
+    const std::string identifier = staging_.stage(filename, data, ocrText, isVideo);
+    env_.notifications.post(HelperConstants::Notification::screenshotCaptured, filename);
+    std::fprintf(stderr, "velko-helper: staged \"%s\" as %s\n", filename.c_str(), identifier.c_str());
+}
+
+}  // namespace velko

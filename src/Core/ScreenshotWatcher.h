@@ -1,0 +1,96 @@
+#pragma once
+#include <array>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Core/Published.h"
+#include "Core/ScreenshotStaging.h"
+#include "platform/CaptureFiles.h"
+#include "platform/TextRecognizer.h"
+
+namespace velko {
+
+class BackgroundQueue;
+class DirectoryMonitor;
+class FileSystem;
+class MainQueue;
+class NotificationCenter;
+class ScreenshotLocationSetting;
+
+// Watches the screenshot directory and hands every newly arrived screenshot, once complete, to
+// recognition and staging; the main application is told of each by name.
+class ScreenshotWatcher {
+public:
+    struct Environment {
+        MainQueue& mainQueue;
+        NotificationCenter& notifications;
+        FileSystem& fileSystem;
+        ScreenshotLocationSetting& locationSetting;
+        DirectoryMonitor& monitor;
+        CaptureFiles& files;
+        BackgroundQueue& background;
+        TextRecognizer& recognizer;
+        ScreenshotStaging::WallClock wallClock = std::chrono::system_clock::now;
+    };
+    enum class NameKind { rejected, image, video };
+
+    static constexpr std::array<std::string_view, 14> screenshotNamePatterns{
+        "screenshot",  "capture",     "bildschirmfoto", "captura",  "schermafbeelding",
+        "skarmavbild", "skjermbilde", "kuvakaappaus",   "snimek",   "zrzut",
+        "istantanea",  "ekran",       "screen shot",    "cleanshot"};
+    // Lets a burst of changes settle before the directory is listed.
+    static constexpr double changeDelay = 0.5;
+    // A file that may still be written is looked at again after this, doubling up to the maximum.
+    static constexpr double firstLookInterval = 0.25;
+    static constexpr double maxLookInterval = 2.0;
+
+    explicit ScreenshotWatcher(Environment environment);
+    ~ScreenshotWatcher();
+    static ScreenshotWatcher& shared();
+
+    // Finds the directory once, remembers what is already there and starts watching. Once only.
+    void start();
+    // The setting's path when it exists, else ~/Desktop (not checked).
+    std::string detectScreenshotDirectory();
+
+    // By name only: a pattern anywhere in the lower-cased name, and ".png" or ".mov" at its end.
+    static NameKind classifyName(const std::string& name);
+    // The best reading of each observation, one line feed between them.
+    static std::string joinRecognizedLines(const std::vector<TextObservation>& observations);
+
+    Published<bool> isActive{false};
+    Published<std::optional<std::string>> watchedDirectory;
+    // The names of the latest successful listing, canonically composed.
+    const std::set<std::string>& knownFiles() const { return knownFiles_; }
+
+private:
+    struct PendingFile {
+        std::string filename;
+        bool isVideo = false;
+        std::optional<FileLook> lastLook;
+        int looks = 0;
+    };
+
+    void checkForNewScreenshots();
+    void processScreenshot(const std::string& path, const std::string& filename, bool isVideo);
+    void lookAgain(const std::string& path);
+    void copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo, std::uint64_t size);
+    void handOver(const std::string& filename, const FileCopy& data, const std::optional<std::string>& ocrText,
+                  bool isVideo);
+
+    Environment env_;
+    ScreenshotStaging staging_;
+    bool started_ = false;
+    std::set<std::string> knownFiles_;
+    // Files handed on but not yet complete, by path.
+    std::map<std::string, PendingFile> pending_;
+    // Lets queued work and the watch thread's blocks find out that the watcher is gone.
+    std::shared_ptr<ScreenshotWatcher*> self_ = std::make_shared<ScreenshotWatcher*>(this);
+};
+
+}  // namespace velko

@@ -1,0 +1,55 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace velko {
+
+// What sits at a path at one moment. Two looks with equal fields saw the same, unchanged file.
+struct FileLook {
+    enum class Kind { missing, regular, other };
+    enum class Writers { none, some, unknown };
+    Kind kind = Kind::missing;
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t size = 0;
+    std::int64_t modifiedNanoseconds = 0;
+    // Whether any process holds the file open for writing.
+    Writers writers = Writers::unknown;
+
+    bool operator==(const FileLook&) const = default;
+};
+
+// A private copy of a capture, under a temporary name, waiting to be staged.
+struct FileCopy {
+    std::string path;
+    std::uint64_t size = 0;
+};
+
+struct CopyResult {
+    enum class Failure { none, source, destination };
+    std::optional<FileCopy> copy;
+    Failure failure = Failure::none;
+    std::string error;
+};
+
+// File access on screenshots and the staging directory. Nothing here blocks on a FIFO or device,
+// and every method may be called from any thread.
+class CaptureFiles {
+public:
+    virtual ~CaptureFiles() = default;
+    // What is at path (symlinks followed) without reading it; kind missing on any error.
+    virtual FileLook look(const std::string& path) = 0;
+    // Streams the regular file at source into a new file (mode 0600) under a hidden temporary name
+    // in directory. On failure no copy is left and `failure` says which side was at fault.
+    virtual CopyResult copyInto(const std::string& source, const std::string& directory) = 0;
+    // Renames a copy to destination, replacing nothing that exists; false (copy kept) on failure.
+    virtual bool moveInto(const std::string& copyPath, const std::string& destination) = 0;
+    // Gives path exactly contents (mode 0600); a reader sees the old state or the new, never half.
+    // False (path untouched) on failure.
+    virtual bool writeAtomically(const std::string& path, const std::string& contents) = 0;
+    // Removes a copy that will not be staged; failures are ignored.
+    virtual void discard(const std::string& copyPath) = 0;
+};
+
+}  // namespace velko

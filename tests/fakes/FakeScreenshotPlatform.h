@@ -1,0 +1,168 @@
+#pragma once
+// In-memory directory, files, background thread and recogniser for the screenshot services.
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fakes/FakePlatform.h"
+#include "platform/BackgroundQueue.h"
+#include "platform/CaptureFiles.h"
+#include "platform/DirectoryMonitor.h"
+#include "platform/ScreenshotLocationSetting.h"
+#include "platform/TextRecognizer.h"
+
+namespace velko::test {
+
+class FakeLocationSetting : public ScreenshotLocationSetting {
+public:
+    std::optional<Bytes> configuredLocation() override { return output; }
+    void set(const std::string& text) { output = Bytes(text.begin(), text.end()); }
+    std::optional<Bytes> output;
+};
+
+// One directory's entries; a change is announced by calling fire() as the watch thread would.
+class FakeDirectoryMonitor : public DirectoryMonitor {
+public:
+    std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override {
+        ++listings;
+        if (failListing || path != directory) return std::nullopt;
+        return names;
+    }
+    bool watch(const std::string& path, std::function<void()> h) override {
+        if (refuseWatch) return false;
+        watched.push_back(path);
+        handler = std::move(h);
+        return true;
+    }
+    void sleep(double seconds) override { sleeps.push_back(seconds); }
+    void fire() {
+        if (handler) handler();
+    }
+
+    std::string directory;
+    std::vector<std::string> names;
+    bool failListing = false;
+    bool refuseWatch = false;
+    int listings = 0;
+    std::vector<std::string> watched;
+    std::vector<double> sleeps;
+    std::function<void()> handler;
+};
+
+class FakeCaptureFiles : public CaptureFiles {
+public:
+    struct Entry {
+        FileLook::Kind kind = FileLook::Kind::regular;
+        std::string content;
+        std::int64_t modified = 1;
+        FileLook::Writers writers = FileLook::Writers::none;
+    };
+    explicit FakeCaptureFiles(Log* log = nullptr) : log_(log) {}
+
+    FileLook look(const std::string& path) override {
+        ++looks;
+        FileLook look;
+        const auto it = entries.find(path);
+        if (it == entries.end()) return look;
+        look.kind = it->second.kind;
+        if (look.kind != FileLook::Kind::regular) return look;
+        look.size = it->second.content.size();
+        look.modifiedNanoseconds = it->second.modified;
+        look.writers = it->second.writers;
+        return look;
+    }
+    CopyResult copyInto(const std::string& source, const std::string& directory) override {
+        CopyResult result;
+        const auto it = entries.find(source);
+        if (it == entries.end() || it->second.kind != FileLook::Kind::regular) {
+            result.failure = CopyResult::Failure::source;
+            result.error = "cannot open";
+            return result;
+        }
+        if (failCopy) {
+            result.failure = CopyResult::Failure::destination;
+            result.error = "no space left";
+            return result;
+        }
+        const std::string path = directory + "/.capture.tmp-" + std::to_string(++copyCount);
+        copies[path] = it->second.content;
+        result.copy = FileCopy{path, it->second.content.size()};
+        return result;
+    }
+    bool moveInto(const std::string& copyPath, const std::string& destination) override {
+        if (log_) log_->push_back("move " + extension(destination));
+        if (failMove || !copies.count(copyPath) || staged.count(destination)) return false;
+        staged[destination] = copies[copyPath];
+        copies.erase(copyPath);
+        return true;
+    }
+    bool writeAtomically(const std::string& path, const std::string& contents) override {
+        if (log_) log_->push_back("write " + extension(path));
+        staged[path] = contents;
+        return true;
+    }
+    void discard(const std::string& copyPath) override { copies.erase(copyPath); }
+
+    // The staged files with the given ending, by path.
+    std::map<std::string, std::string> stagedWith(const std::string& ending) const {
+        std::map<std::string, std::string> out;
+        for (const auto& [path, content] : staged)
+            if (extension(path) == ending) out[path] = content;
+        return out;
+    }
+
+    std::map<std::string, Entry> entries;
+    std::map<std::string, std::string> copies;  // temporary copies not yet staged
+    std::map<std::string, std::string> staged;
+    bool failCopy = false;
+    bool failMove = false;
+    int looks = 0;
+    int copyCount = 0;
+
+private:
+    static std::string extension(const std::string& path) { return path.substr(path.rfind('.') + 1); }
+    Log* log_;
+};
+
+class FakeBackgroundQueue : public BackgroundQueue {
+public:
+    void async(std::function<void()> fn) override { jobs.push_back(std::move(fn)); }
+    bool runOne() {
+        if (jobs.empty()) return false;
+        auto job = std::move(jobs.front());
+        jobs.pop_front();
+        job();
+        return true;
+    }
+    std::deque<std::function<void()>> jobs;
+};
+
+// Answers from `answers`, keyed by the content of the copy it is asked to read.
+class FakeRecognizer : public TextRecognizer {
+public:
+    explicit FakeRecognizer(FakeCaptureFiles& files) : files_(files) {}
+    void recognizeText(const std::string& imagePath, Completion done) override {
+        const std::string content = files_.copies.count(imagePath) ? files_.copies[imagePath] : "";
+        requests.push_back(content);
+        const auto it = answers.find(content);
+        pending.push_back([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });
+    }
+    bool finishOne() {
+        if (pending.empty()) return false;
+        auto next = std::move(pending.front());
+        pending.pop_front();
+        next();
+        return true;
+    }
+    std::map<std::string, std::optional<std::vector<TextObservation>>> answers;
+    std::vector<std::string> requests;
+    std::deque<std::function<void()>> pending;
+
+private:
+    FakeCaptureFiles& files_;
+};
+
+}  // namespace velko::test

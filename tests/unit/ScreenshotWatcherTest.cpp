@@ -1,0 +1,316 @@
+#include "Core/ScreenshotWatcher.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "Core/HelperConstants.h"
+#include "fakes/FakeScreenshotPlatform.h"
+#include "fakes/VirtualClock.h"
+
+namespace velko::test {
+namespace {
+
+using Kind = ScreenshotWatcher::NameKind;
+
+const std::string shots = "/home/ada/Pictures/Screenshots";
+const std::string desktop = "/home/ada/Desktop";
+const std::string captured = HelperConstants::Notification::screenshotCaptured;
+
+TEST(ScreenshotNames, PatternAnywhereAndAPngOrMovEndingIgnoringCase) {
+    const std::vector<std::pair<std::string, Kind>> table{
+        {"Screenshot 2024-05-01 at 10.00.00.png", Kind::image},
+        {"SCREEN SHOT 1.PNG", Kind::image},
+        {"my capture.mov", Kind::video},
+        {"Captured.png", Kind::image},
+        {"ekranoplan.png", Kind::image},
+        {".Screenshot 1.png", Kind::image},
+        {"Bildschirmfoto 2024.PnG", Kind::image},
+        {"ZRZUT EKRANU.MOV", Kind::video},
+        {"Snímek obrazovky.png", Kind::rejected},  // the accent breaks "snimek"
+        {"Snimek obrazovky.png", Kind::image},
+        {"CleanShot 2024.png", Kind::image},
+        {"Screenshot.jpg", Kind::rejected},
+        {"Screenshot.heic", Kind::rejected},
+        {"notes.png", Kind::rejected},
+        {"Screen Recording 2024.mov", Kind::rejected},
+        {"Screenshot.png.part", Kind::rejected},
+        {"Screenshot.png ", Kind::rejected},
+        {"Screenshot.mp4", Kind::rejected},
+    };
+    for (const auto& [name, kind] : table) EXPECT_EQ(ScreenshotWatcher::classifyName(name), kind) << name;
+}
+
+TEST(RecognisedText, BestReadingOfEachLineJoinedByOneLineFeed) {
+    using O = TextObservation;
+    EXPECT_EQ(ScreenshotWatcher::joinRecognizedLines({O{{"Hello", "Hallo"}}, O{{"World"}}}), "Hello\nWorld");
+    // A line without any reading adds nothing, not an empty line.
+    EXPECT_EQ(ScreenshotWatcher::joinRecognizedLines({O{}, O{{"Hello"}}, O{}, O{{"World"}}, O{}}), "Hello\nWorld");
+    EXPECT_EQ(ScreenshotWatcher::joinRecognizedLines({O{}}), "");
+    EXPECT_EQ(ScreenshotWatcher::joinRecognizedLines({}), "");
+}
+
+struct ScreenshotWatcherTest : ::testing::Test {
+    Log log;
+    VirtualClock clock;
+    FakeNotificationCenter center{&log};
+    FakeFileSystem fs;
+    FakeLocationSetting setting;
+    FakeDirectoryMonitor monitor;
+    FakeCaptureFiles files{&log};
+    FakeBackgroundQueue background;
+    FakeRecognizer recognizer{files};
+    std::unique_ptr<ScreenshotWatcher> watcher;
+
+    void SetUp() override {
+        setting.set(shots + "\n");
+        fs.directories.insert(shots);
+        monitor.directory = shots;
+    }
+    ScreenshotWatcher& make() {
+        watcher = std::make_unique<ScreenshotWatcher>(ScreenshotWatcher::Environment{
+            clock, center, fs, setting, monitor, files, background, recognizer,
+            [] { return std::chrono::system_clock::time_point(std::chrono::seconds(1714552212)); }});
+        return *watcher;
+    }
+    void start() { make().start(); }
+    void add(const std::string& name, const std::string& content = "",
+             FileLook::Writers writers = FileLook::Writers::none) {
+        files.entries[shots + "/" + name] = {FileLook::Kind::regular, content.empty() ? "bytes of " + name : content, 1,
+                                             writers};
+        monitor.names.push_back(name);
+    }
+    void remove(const std::string& name) {
+        files.entries.erase(shots + "/" + name);
+        monitor.names.erase(std::find(monitor.names.begin(), monitor.names.end(), name));
+    }
+    // Runs main-queue blocks, background jobs and recognitions as time passes.
+    void settle(double seconds = 10.0) {
+        for (double t = 0; t < seconds; t += 0.05) {
+            clock.advance(0.05);
+            while (background.runOne() || recognizer.finishOne()) clock.runPending();
+        }
+    }
+    void change() {
+        monitor.fire();
+        settle();
+    }
+    std::vector<std::string> announced() const { return center.postedObjects(captured); }
+    std::vector<nlohmann::json> records() const {
+        std::vector<nlohmann::json> out;
+        for (const auto& [path, text] : files.stagedWith("json")) out.push_back(nlohmann::json::parse(text));
+        return out;
+    }
+};
+
+TEST_F(ScreenshotWatcherTest, DetectsTheSettingsPathWhenItExistsElseTheDesktop) {
+    fs.directories.insert("/home/ada/Shots");
+    const auto detected = [&](std::optional<std::string> output) {
+        setting.output.reset();
+        if (output) setting.set(*output);
+        return make().detectScreenshotDirectory();
+    };
+    EXPECT_EQ(detected("/home/ada/Shots\n"), "/home/ada/Shots");
+    EXPECT_EQ(detected("\xC2\xA0 /home/ada/Shots\t\xE2\x80\xA8"), "/home/ada/Shots");  // Unicode spaces trimmed
+    EXPECT_EQ(detected("~/Shots"), desktop) << "a tilde is not expanded";
+    EXPECT_EQ(detected(std::nullopt), desktop);
+    EXPECT_EQ(detected(" \n"), desktop);
+    EXPECT_EQ(detected("/home/ada/Gone"), desktop);
+    EXPECT_EQ(detected("/home/ada/Shots\xff"), desktop) << "not UTF-8";
+}
+
+TEST_F(ScreenshotWatcherTest, WithoutADirectoryOrAWatchItStaysInactive) {
+    setting.output.reset();  // and no Desktop either
+    start();
+    EXPECT_FALSE(watcher->isActive);
+    EXPECT_FALSE(watcher->watchedDirectory.get());
+    EXPECT_TRUE(monitor.watched.empty());
+
+    setting.set(shots);
+    monitor.refuseWatch = true;
+    start();
+    EXPECT_FALSE(watcher->isActive);
+    EXPECT_EQ(watcher->watchedDirectory.get(), shots);
+}
+
+TEST_F(ScreenshotWatcherTest, FilesPresentAtStartAreNeverHandedOn) {
+    add("Screenshot old.png");
+    add(".Screenshot hidden.png");
+    start();
+    add("Screenshot new.png");
+    change();
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot new.png"}));
+
+    // A failed first listing leaves nothing known: the first check then takes everything.
+    monitor.names.clear();
+    files.entries.clear();
+    add("Screenshot old.png");
+    monitor.failListing = true;
+    start();
+    monitor.failListing = false;
+    center.posts.clear();
+    change();
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot old.png"}));
+}
+
+TEST_F(ScreenshotWatcherTest, EachChangeSleepsOnTheWatchThreadThenChecksOnTheMainQueue) {
+    start();
+    add("Screenshot 1.png");
+    const int listings = monitor.listings;
+    monitor.fire();
+    EXPECT_EQ(monitor.sleeps, (std::vector<double>{0.5}));
+    EXPECT_EQ(monitor.listings, listings) << "the listing waits for the main queue";
+    clock.runPending();
+    EXPECT_EQ(monitor.listings, listings + 1);
+
+    // A check queued for a watcher that is gone does nothing.
+    monitor.fire();
+    watcher.reset();
+    clock.runPending();
+    EXPECT_EQ(monitor.listings, listings + 1);
+}
+
+TEST_F(ScreenshotWatcherTest, KnownFilesFollowTheLatestSuccessfulListing) {
+    start();
+    add("Screenshot 1.png");
+    add("notes.png");
+    change();
+    EXPECT_EQ(watcher->knownFiles(), (std::set<std::string>{"Screenshot 1.png", "notes.png"}));
+
+    // Gone at one check and back at the next: new again.
+    remove("Screenshot 1.png");
+    change();
+    EXPECT_EQ(watcher->knownFiles(), (std::set<std::string>{"notes.png"}));
+    add("Screenshot 1.png");
+    change();
+    // Gone and back with no check in between: the same file as far as anyone can tell.
+    remove("Screenshot 1.png");
+    add("Screenshot 1.png");
+    change();
+    // A failed listing changes nothing, so nothing is handed on twice after it.
+    monitor.failListing = true;
+    change();
+    monitor.failListing = false;
+    change();
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot 1.png", "Screenshot 1.png"}));
+}
+
+TEST_F(ScreenshotWatcherTest, CanonicallyEquivalentSpellingsAreOneName) {
+    add("Bildschirmfoto \xC3\xA4.png");  // composed ä
+    start();
+    remove("Bildschirmfoto \xC3\xA4.png");
+    add("Bildschirmfoto a\xCC\x88.png");  // a + combining diaeresis
+    change();
+    EXPECT_TRUE(announced().empty());
+    // Names that are not UTF-8 keep their bytes apart.
+    add("Screenshot \xff.png");
+    add("Screenshot \xfe.png");
+    change();
+    EXPECT_EQ(announced().size(), 2u);
+}
+
+TEST_F(ScreenshotWatcherTest, AFileStillOpenForWritingIsCopiedOnceItIsClosed) {
+    start();
+    add("Screenshot slow.png", "first half", FileLook::Writers::some);
+    change();
+    EXPECT_TRUE(announced().empty());
+    EXPECT_EQ(files.copyCount, 0);
+    auto& entry = files.entries[shots + "/Screenshot slow.png"];
+    entry.content = "first half, second half";
+    entry.writers = FileLook::Writers::none;
+    settle(2.5);  // looks back off to at most every 2 s
+    ASSERT_EQ(announced(), (std::vector<std::string>{"Screenshot slow.png"}));
+    EXPECT_EQ(files.stagedWith("data").begin()->second, "first half, second half");
+    // Another change while it was waiting did not start a second wait.
+    EXPECT_EQ(files.copyCount, 1);
+}
+
+TEST_F(ScreenshotWatcherTest, WithoutKnownWritersAFileMustStayUnchangedForAnInterval) {
+    start();
+    add("Screenshot 1.png", "part", FileLook::Writers::unknown);
+    monitor.fire();
+    clock.runPending();
+    auto& entry = files.entries[shots + "/Screenshot 1.png"];
+    entry.content = "part and more";
+    entry.modified = 2;
+    clock.advance(0.25);
+    EXPECT_EQ(files.copyCount, 0) << "it changed since the first look";
+    settle();
+    EXPECT_EQ(files.stagedWith("data").begin()->second, "part and more");
+}
+
+TEST_F(ScreenshotWatcherTest, FifosDevicesAndVanishedFilesAreSkippedWithoutReading) {
+    start();
+    monitor.names = {"Screenshot fifo.png", "Screenshot gone.png", "Screenshot dir.png"};
+    files.entries[shots + "/Screenshot fifo.png"] = {FileLook::Kind::other, ""};
+    files.entries[shots + "/Screenshot dir.png"] = {FileLook::Kind::other, ""};
+    change();
+    EXPECT_EQ(files.copyCount, 0);
+    EXPECT_EQ(files.looks, 3) << "each looked at once, not polled";
+    EXPECT_TRUE(announced().empty());
+    EXPECT_TRUE(files.staged.empty());
+}
+
+TEST_F(ScreenshotWatcherTest, AnImageIsStagedWithItsTextBeforeItIsAnnounced) {
+    start();
+    add("Screenshot 2026-11-22 at 10.00.00.png", "PNG bytes");
+    recognizer.answers["PNG bytes"] = std::vector<TextObservation>{{{"Hello"}}, {{}}, {{"World"}}};
+    change();
+    EXPECT_EQ(log, (Log{"move data", "write json", "post " + captured}));
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot 2026-11-22 at 10.00.00.png"}));
+    const auto json = records().at(0);
+    EXPECT_EQ(json["ocrText"], "Hello\nWorld");
+    EXPECT_EQ(json["isVideo"], "false");
+    EXPECT_EQ(json["fileSize"], "9");
+    EXPECT_EQ(json["timestamp"], "2024-05-01T08:30:12Z");
+    EXPECT_EQ(files.stagedWith("data").begin()->second, "PNG bytes");
+    EXPECT_TRUE(files.copies.empty());
+}
+
+TEST_F(ScreenshotWatcherTest, FailuresAfterTheNameTestHaveTheirOwnOutcomes) {
+    start();
+    // Not an image, or recognition failed: staged with empty text and announced.
+    add("Screenshot corrupt.png", "not a png");
+    change();
+    EXPECT_EQ(records().at(0)["ocrText"], "");
+    EXPECT_EQ(announced().size(), 1u);
+
+    // Unreadable by the time it is copied: nothing staged, nothing announced.
+    add("Screenshot 2.png");
+    monitor.fire();
+    clock.runPending();
+    files.entries.erase(shots + "/Screenshot 2.png");
+    settle();
+    EXPECT_EQ(announced().size(), 1u);
+
+    // The staging side fails: the record still says what arrived, and the arrival is announced.
+    files.failCopy = true;
+    add("Screenshot 3.png", "12345");
+    change();
+    EXPECT_EQ(announced().size(), 2u);
+    EXPECT_EQ(files.stagedWith("data").size(), 1u);
+    const auto all = records();
+    EXPECT_TRUE(std::any_of(all.begin(), all.end(),
+                            [](const auto& r) { return r["filename"] == "Screenshot 3.png" && r["fileSize"] == "5"; }));
+}
+
+TEST_F(ScreenshotWatcherTest, AVideoIsStagedUnreadAndTheSameNameAgainGetsANewPair) {
+    start();
+    add("my capture.mov", "MOV bytes");
+    change();
+    EXPECT_TRUE(recognizer.requests.empty());
+    EXPECT_EQ(records().at(0)["isVideo"], "true");
+    EXPECT_EQ(records().at(0)["ocrText"], "");
+    EXPECT_EQ(files.stagedWith("data").begin()->second, "MOV bytes");
+
+    remove("my capture.mov");
+    change();
+    add("my capture.mov", "MOV bytes");
+    change();
+    EXPECT_EQ(files.stagedWith("json").size(), 2u);
+    EXPECT_EQ(announced(), (std::vector<std::string>{"my capture.mov", "my capture.mov"}));
+}
+
+}  // namespace
+}  // namespace velko::test
