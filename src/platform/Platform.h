@@ -8,6 +8,7 @@
 #include "platform/StatusBar.h"
 #include "platform/SyntheticKeyboard.h"
 #include "platform/UserDefaults.h"
+#include "platform/WindowSystem.h"
 #include "platform/Workspace.h"
 
 namespace velko {
@@ -25,6 +26,7 @@ struct Platform {
     Workspace* workspace = nullptr;
     Application* application = nullptr;
     StatusBar* statusBar = nullptr;
+    WindowSystem* windows = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.
