@@ -11,6 +11,7 @@
 #include "platform/linux/QtApplication.h"
 #include "platform/linux/QtMainQueue.h"
 #include "platform/linux/QtStatusBar.h"
+#include "platform/linux/QtWindowSystem.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
 #include "platform/linux/X11AccessibilityTrust.h"
@@ -45,7 +46,8 @@ LinuxPlatform::LinuxPlatform()
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()) {}
+      statusBar_(std::make_unique<QtStatusBar>()),
+      windows_(std::make_unique<QtWindowSystem>()) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 
@@ -61,6 +63,7 @@ Platform LinuxPlatform::platform() {
     p.workspace = workspace_.get();
     p.application = application_.get();
     p.statusBar = statusBar_.get();
+    p.windows = windows_.get();
     return p;
 }
 

@@ -11,6 +11,7 @@ class PosixFileSystem;
 class QtApplication;
 class QtMainQueue;
 class QtStatusBar;
+class QtWindowSystem;
 class QtWorkspace;
 class SteadyClock;
 class X11AccessibilityTrust;
@@ -40,6 +41,7 @@ private:
     std::unique_ptr<QtWorkspace> workspace_;
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
+    std::unique_ptr<QtWindowSystem> windows_;
 };
 
 }  // namespace velko
