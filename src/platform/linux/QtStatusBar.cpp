@@ -106,6 +106,12 @@ bool QtStatusBar::showWhenATrayIsThere() {
 }
 
 void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {
+    // An equal menu stays: a StatusNotifierItem host re-reads a replaced menu and may close it
+    // while the user has it open, which no local check can see.
+    if (menu_ && installedTarget_ == &target && installed_ == model) {
+        pendingTarget_ = nullptr;
+        return;
+    }
     // Never pull a menu from under the user's pointer: replace it once it closes.
     if (menu_ && menu_->isVisible()) {
         pending_ = model;
@@ -141,6 +147,8 @@ void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {
     if (tray_) tray_->setContextMenu(menu);
     if (menu_) menu_->deleteLater();  // it may be on screen right now
     menu_ = menu;
+    installed_ = model;
+    installedTarget_ = &target;
 }
 
 }  // namespace velko

@@ -40,6 +40,8 @@ private:
     bool reportedWaiting_ = false;
     std::unique_ptr<QSystemTrayIcon> tray_;
     QPointer<QMenu> menu_;
+    MenuModel installed_;
+    MenuTarget* installedTarget_ = nullptr;
     MenuModel pending_;
     MenuTarget* pendingTarget_ = nullptr;
 };
