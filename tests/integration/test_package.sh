@@ -15,6 +15,15 @@ for needed in qt6-qpa-plugins xdg-utils libqt6svg6 libqt6widgets6 libqt6dbus6 li
   check "the package depends on $needed" grep -q "\b$needed\b" <<<"$depends"
 done
 
+# What a clean machine would fetch: every dependency resolvable in this release's archive.
+policy="$(apt-cache policy qt6-qpa-plugins 2>/dev/null || true)"
+if [[ "$policy" == *"Candidate: "[0-9]* ]]; then
+  check "apt can satisfy every dependency from the archive" \
+    bash -c "apt-get install -s --no-install-recommends '$DEB' >'$WORK/apt.log' 2>&1"
+else
+  echo "skip: no package lists here (apt-get update), dependency resolution not checked"
+fi
+
 mkdir -p "$ROOT/var/lib/dpkg/info" "$ROOT/var/lib/dpkg/updates" "$ROOT/var/lib/dpkg/triggers"
 touch "$ROOT/var/lib/dpkg/status"
 force="--force-depends"  # the empty root has none of the libraries; this machine has them
