@@ -9,6 +9,7 @@ REFERENCES="$VELKO_SOURCE_DIR/tests/reference"
 FUZZ="8%"
 MAX_PIXELS=60
 start_x
+start_bus  # else libdbus autolaunches a session bus that outlives the test
 
 show() {  # show STATE: starts the window, sets WINDOW and SHOW_LOG
   SHOW_LOG="$WORK/show-$1.log"
