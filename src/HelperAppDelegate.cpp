@@ -23,8 +23,11 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     services.startHotkeys = [] { GlobalHotkeyManager::shared().start(); };
     services.startExpansion = [] { TextExpansionEngine::shared().start(); };
     services.startScreenshotWatcher = [] { ScreenshotWatcher::shared().start(); };
-    return std::make_unique<HelperAppDelegate>(
-        services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue});
+    services.isExpansionActive = [] { return TextExpansionEngine::shared().isActive.get(); };
+    services.isHotkeysActive = [] { return GlobalHotkeyManager::shared().isActive.get(); };
+    services.isScreenshotWatchActive = [] { return ScreenshotWatcher::shared().isActive.get(); };
+    return std::make_unique<HelperAppDelegate>(services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace,
+                                                                     *p.application, *p.mainQueue, p.windows});
 }
 
 void HelperAppDelegate::applicationDidFinishLaunching() {
@@ -70,7 +73,31 @@ void HelperAppDelegate::heartbeat() {
     statusBar_->buildMenu(*this);
 }
 
-void HelperAppDelegate::showPreferences() {}
+void HelperAppDelegate::showPreferences() {
+    // An open window keeps the snapshot it was built with.
+    if (preferencesWindow_ && preferencesWindow_->isVisible()) {
+        preferencesWindow_->orderFrontRegardless();
+        return;
+    }
+    if (!env_.windows) return;
+    auto window = env_.windows->makePreferencesWindow(PreferencesWindowModel::build(preferencesInputs()), *this);
+    if (!window) return;
+    window->center();
+    preferencesWindow_ = std::move(window);  // a closed one is discarded here
+    preferencesWindow_->orderFrontRegardless();
+}
+
+PreferencesWindowModel::Inputs HelperAppDelegate::preferencesInputs() {
+    const auto read = [](const std::function<bool()>& isActive) { return isActive && isActive(); };
+    PreferencesWindowModel::Inputs inputs;
+    inputs.bundleVersion = env_.workspace.bundleInfoString("CFBundleShortVersionString");
+    inputs.accessibilityGranted = env_.trust.isProcessTrusted();
+    inputs.mainApplicationPresent = services_.reader.isConnected;
+    inputs.features = PreferencesWindowModel::features(
+        read(services_.isExpansionActive), read(services_.isHotkeysActive), read(services_.isScreenshotWatchActive));
+    inputs.ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());
+    return inputs;
+}
 
 void HelperAppDelegate::doPreferences() { showPreferences(); }
 void HelperAppDelegate::doPermissions() { openAccessibility(); }
@@ -95,6 +122,17 @@ void HelperAppDelegate::perform(MenuAction action) {
             doQuit();
             break;
         case MenuAction::none:
+            break;
+    }
+}
+
+void HelperAppDelegate::perform(ButtonAction action) {
+    switch (action) {
+        case ButtonAction::openAccessibility:
+            openAccessibility();
+            break;
+        case ButtonAction::openWebsite:
+            openWebsite();
             break;
     }
 }

@@ -4,6 +4,7 @@
 
 #include "Views/HelperStatusBarController.h"
 #include "platform/StatusBar.h"
+#include "platform/WindowSystem.h"
 
 namespace velko {
 
@@ -17,7 +18,7 @@ class UserDefaults;
 class Workspace;
 
 // Launch order, the five-second heartbeat and the actions of the menu and windows.
-class HelperAppDelegate : public MenuTarget {
+class HelperAppDelegate : public MenuTarget, public ButtonTarget {
 public:
     struct Services {
         SharedDataReader& reader;
@@ -28,6 +29,11 @@ public:
         std::function<void()> startHotkeys = {};
         std::function<void()> startExpansion = {};
         std::function<void()> startScreenshotWatcher = {};
+        // Whether each of them is running now, read when the preferences window is built; an
+        // empty one reads as not running.
+        std::function<bool()> isExpansionActive = {};
+        std::function<bool()> isHotkeysActive = {};
+        std::function<bool()> isScreenshotWatchActive = {};
     };
     struct Environment {
         AccessibilityTrust& trust;
@@ -36,6 +42,7 @@ public:
         Workspace& workspace;
         Application& application;
         MainQueue& mainQueue;
+        WindowSystem* windows = nullptr;  // none: the preferences window is never shown
     };
 
     // Starts the updater, as the original did before launch finished.
@@ -49,8 +56,13 @@ public:
     void doPermissions();
     void doQuit();
     void perform(MenuAction action) override;
+    void perform(ButtonAction action) override;
+
+    // The values the preferences window shows, read now, in the order the window reads them.
+    PreferencesWindowModel::Inputs preferencesInputs();
 
     HelperStatusBarController* statusBar() { return statusBar_.get(); }
+    Window* preferencesWindow() { return preferencesWindow_.get(); }
 
     static inline const std::string onboardingKey = "onboardingComplete";
     static constexpr double heartbeatInterval = 5.0;
@@ -64,6 +76,7 @@ private:
     Services services_;
     Environment env_;
     std::unique_ptr<HelperStatusBarController> statusBar_;
+    std::unique_ptr<Window> preferencesWindow_;
     // Lets queued heartbeat blocks find out that the delegate is gone.
     std::shared_ptr<HelperAppDelegate*> self_ = std::make_shared<HelperAppDelegate*>(this);
 };

@@ -1,9 +1,11 @@
 // Entry point: build the Linux platform, launch the delegate, run the loop.
 #include <QApplication>
 #include <QTimer>
+#include <cstdio>
 
 #include "HelperAppDelegate.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/SingleInstance.h"
 #include "platform/linux/UnixSignalWatcher.h"
 
 int main(int argc, char** argv) {
@@ -11,6 +13,10 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velko-helper"));
     QApplication::setQuitOnLastWindowClosed(false);  // an agent: windows come and go, it stays
+    if (!velko::SingleInstance::claim()) {
+        std::fputs("velko-helper: already running in this session\n", stderr);
+        return 0;
+    }
 
     velko::LinuxPlatform desktop;
     velko::Platform::install(desktop.platform());

@@ -18,6 +18,7 @@
 #include "platform/TextRecognizer.h"
 #include "platform/UserDefaults.h"
 #include "platform/UserSession.h"
+#include "platform/WindowSystem.h"
 #include "platform/Workspace.h"
 
 namespace velko {
@@ -45,6 +46,7 @@ struct Platform {
     CaptureFiles* captureFiles = nullptr;
     BackgroundQueue* backgroundQueue = nullptr;
     TextRecognizer* textRecognizer = nullptr;
+    WindowSystem* windows = nullptr;
 
     static void install(const Platform& platform);
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.

@@ -205,4 +205,39 @@ private:
     Callback callback_;
 };
 
+// Windows that only record what was asked of them; a test closes one by clearing `visible`.
+class FakeWindowSystem : public WindowSystem {
+public:
+    struct State {
+        PreferencesWindowModel model;
+        ButtonTarget* target = nullptr;
+        bool visible = false;
+        int centred = 0;
+        int broughtForward = 0;
+        bool destroyed = false;
+    };
+    class FakeWindow : public Window {
+    public:
+        explicit FakeWindow(std::shared_ptr<State> state) : state_(std::move(state)) {}
+        ~FakeWindow() override { state_->destroyed = true; }
+        bool isVisible() override { return state_->visible; }
+        void center() override { ++state_->centred; }
+        void orderFrontRegardless() override {
+            ++state_->broughtForward;
+            state_->visible = true;
+        }
+
+    private:
+        std::shared_ptr<State> state_;
+    };
+
+    std::unique_ptr<Window> makePreferencesWindow(const PreferencesWindowModel& model, ButtonTarget& target) override {
+        if (noScreen) return nullptr;
+        windows.push_back(std::make_shared<State>(State{model, &target}));
+        return std::make_unique<FakeWindow>(windows.back());
+    }
+    bool noScreen = false;
+    std::vector<std::shared_ptr<State>> windows;
+};
+
 }  // namespace velko::test

@@ -17,6 +17,7 @@
 #include "platform/linux/QtMainQueue.h"
 #include "platform/linux/QtPasteboard.h"
 #include "platform/linux/QtStatusBar.h"
+#include "platform/linux/QtWindowSystem.h"
 #include "platform/linux/QtWorkspace.h"
 #include "platform/linux/SteadyClock.h"
 #include "platform/linux/TesseractRecognizer.h"
@@ -61,6 +62,7 @@ LinuxPlatform::LinuxPlatform()
       keyEventTap_(std::make_unique<X11KeyEventTap>(*mainQueue_)),
       pasteboard_(std::make_unique<QtPasteboard>()),
       userSession_(std::make_unique<PosixUserSession>()),
+      windows_(std::make_unique<QtWindowSystem>()),
       screenshotLocation_(std::make_unique<GnomeScreenshotLocation>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
       textRecognizer_(std::make_unique<TesseractRecognizer>()),
@@ -91,6 +93,7 @@ Platform LinuxPlatform::platform() {
     p.captureFiles = captureFiles_.get();
     p.backgroundQueue = backgroundQueue_.get();
     p.textRecognizer = textRecognizer_.get();
+    p.windows = windows_.get();
     return p;
 }
 

@@ -17,6 +17,7 @@ class QtApplication;
 class QtMainQueue;
 class QtPasteboard;
 class QtStatusBar;
+class QtWindowSystem;
 class QtWorkspace;
 class SteadyClock;
 class TesseractRecognizer;
@@ -55,6 +56,7 @@ private:
     std::unique_ptr<X11KeyEventTap> keyEventTap_;
     std::unique_ptr<QtPasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;
+    std::unique_ptr<QtWindowSystem> windows_;
     // Declared last so that their threads end first, while the main queue they post to still exists;
     // the file thread ends before the recognisers it hands work to.
     std::unique_ptr<GnomeScreenshotLocation> screenshotLocation_;

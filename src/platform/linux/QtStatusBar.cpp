@@ -1,58 +1,117 @@
 #include "platform/linux/QtStatusBar.h"
 
+#include <xcb/xcb.h>
+
 #include <QAction>
 #include <QCursor>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QGuiApplication>
 #include <QMenu>
-#include <QPainter>
-#include <QSvgRenderer>
+#include <QPalette>
 #include <QSystemTrayIcon>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
 
-// The icons are compiled into a static library; nothing references them, so the linker
-// would drop them unless they are registered explicitly.
-static void registerBundledResources() { Q_INIT_RESOURCE(resources); }
+#include "platform/linux/BundledImages.h"
+#include "platform/linux/TrayIconEngine.h"
 
 namespace velko {
 
-QtStatusBar::QtStatusBar() { registerBundledResources(); }
+QtStatusBar::QtStatusBar() {
+    BundledImages::registerResources();
+    retry_.setInterval(2000);
+    QObject::connect(&retry_, &QTimer::timeout, [this] {
+        if (showWhenATrayIsThere()) retry_.stop();
+    });
+}
 
 QtStatusBar::~QtStatusBar() {
     if (menu_) delete menu_.data();
 }
 
 QIcon QtStatusBar::bundledIcon(const std::string& symbolName) {
-    QSvgRenderer renderer(QStringLiteral(":/velko/icons/%1.svg").arg(QString::fromStdString(symbolName)));
-    if (!renderer.isValid()) return {};
-    QIcon icon;
-    for (int size : {16, 18, 22, 24, 32, 36, 48, 64, 96, 128}) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        renderer.render(&painter);
-        painter.end();
-        icon.addPixmap(pixmap);
-    }
-    return icon;
+    if (!BundledImages::has(symbolName)) return {};
+    // Drawn in the text colour of the desktop's palette, so it reads on light and dark panels.
+    const QColor ink = QGuiApplication::palette().color(QPalette::Active, QPalette::WindowText);
+    return QIcon(new TrayIconEngine(symbolName, QString::fromLatin1(themeIconName), ink));
+}
+
+bool QtStatusBar::statusNotifierHostPresent() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) return false;
+    auto message = QDBusMessage::createMethodCall(
+        QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    message << QStringLiteral("org.kde.StatusNotifierWatcher") << QStringLiteral("IsStatusNotifierHostRegistered");
+    // Short: a hung watcher must not freeze the helper's main loop.
+    const QDBusMessage reply = bus.call(message, QDBus::Block, 1000);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return false;
+    return reply.arguments().first().value<QDBusVariant>().variant().toBool();
+}
+
+bool QtStatusBar::xembedTrayPresent() {
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    if (!x11 || !x11->connection()) return false;
+    xcb_connection_t* c = x11->connection();
+    int screen = 0;
+    char* host = nullptr;
+    int display = 0;
+    if (xcb_parse_display(nullptr, &host, &display, &screen) == 0) screen = 0;
+    std::free(host);
+    const std::string selection = "_NET_SYSTEM_TRAY_S" + std::to_string(screen);
+    auto* atom = xcb_intern_atom_reply(
+        c, xcb_intern_atom(c, 1, static_cast<std::uint16_t>(selection.size()), selection.c_str()), nullptr);
+    if (!atom) return false;
+    const xcb_atom_t name = atom->atom;
+    std::free(atom);
+    if (name == XCB_ATOM_NONE) return false;  // nobody ever made a tray on this display
+    auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, name), nullptr);
+    const bool present = owner && owner->owner != XCB_WINDOW_NONE;
+    std::free(owner);
+    return present;
 }
 
 bool QtStatusBar::createItem(const std::string& symbolName, const std::string& accessibilityDescription, int) {
     // Without a display there is nowhere to show it; the menu model is still kept.
     if (QGuiApplication::platformName() == QLatin1String("offscreen")) return false;
-    tray_ = std::make_unique<QSystemTrayIcon>();
-    const QIcon icon = bundledIcon(symbolName);
-    if (!icon.isNull()) tray_->setIcon(icon);
-    // No tooltip, as on the original; hosts read the accessible name from the application.
+    symbolName_ = symbolName;
+    // No tooltip, as on the original; hosts read the item's title from the application.
     QGuiApplication::setApplicationDisplayName(QString::fromStdString(accessibilityDescription));
+    if (!showWhenATrayIsThere()) retry_.start();
+    return BundledImages::has(symbolName);
+}
+
+bool QtStatusBar::showWhenATrayIsThere() {
+    if (tray_) return true;
+    const bool sni = statusNotifierHostPresent();
+    if (!sni && !xembedTrayPresent()) {
+        if (!std::exchange(reportedWaiting_, true))
+            std::fputs("velko-helper: no system tray yet; the tray item appears when one starts\n", stderr);
+        return false;
+    }
+    tray_ = std::make_unique<QSystemTrayIcon>();
+    const QIcon icon = bundledIcon(symbolName_);
+    if (!icon.isNull()) tray_->setIcon(icon);
     // A left click opens the menu too, as on the original status bar.
     QObject::connect(tray_.get(), &QSystemTrayIcon::activated, tray_.get(), [this](auto reason) {
         if (reason == QSystemTrayIcon::Trigger && menu_) menu_->popup(QCursor::pos());
     });
+    if (menu_) tray_->setContextMenu(menu_);
     tray_->show();
-    return !icon.isNull();
+    std::fprintf(stderr, "velko-helper: tray item shown through %s\n", sni ? "StatusNotifierItem" : "XEmbed");
+    return true;
 }
 
 void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {
+    // An equal menu stays: a StatusNotifierItem host re-reads a replaced menu and may close it
+    // while the user has it open, which no local check can see.
+    if (menu_ && installedTarget_ == &target && installed_ == model) {
+        pendingTarget_ = nullptr;
+        return;
+    }
     // Never pull a menu from under the user's pointer: replace it once it closes.
     if (menu_ && menu_->isVisible()) {
         pending_ = model;
@@ -88,6 +147,8 @@ void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {
     if (tray_) tray_->setContextMenu(menu);
     if (menu_) menu_->deleteLater();  // it may be on screen right now
     menu_ = menu;
+    installed_ = model;
+    installedTarget_ = &target;
 }
 
 }  // namespace velko

@@ -1,6 +1,7 @@
 #pragma once
 #include <QIcon>
 #include <QPointer>
+#include <QTimer>
 #include <memory>
 
 #include "platform/StatusBar.h"
@@ -10,7 +11,10 @@ class QSystemTrayIcon;
 
 namespace velko {
 
-// The tray item: StatusNotifierItem where a host is on the bus, XEmbed otherwise.
+// The tray item: StatusNotifierItem where a host is on the bus, XEmbed otherwise. Qt settles on
+// one of the two when the first tray icon is made, so the item is made only once a host of
+// either kind is there; until then (a panel that starts after the helper) it is looked for again
+// every two seconds.
 class QtStatusBar : public StatusBar {
 public:
     QtStatusBar();
@@ -19,12 +23,25 @@ public:
     bool createItem(const std::string& symbolName, const std::string& accessibilityDescription, int iconSize) override;
     void setMenu(const MenuModel& menu, MenuTarget& target) override;
 
-    // The bundled SVG rendered at the usual tray sizes, so every host gets a crisp image.
+    // The bundled symbol, drawn sharp at whatever size a tray asks for.
     static QIcon bundledIcon(const std::string& symbolName);
+    // A StatusNotifierItem host is registered on the session bus, or an XEmbed tray owns its
+    // selection on the display.
+    static bool statusNotifierHostPresent();
+    static bool xembedTrayPresent();
+
+    static inline const char* const themeIconName = "velko-helper-symbolic";
 
 private:
+    bool showWhenATrayIsThere();
+
+    std::string symbolName_;
+    QTimer retry_;
+    bool reportedWaiting_ = false;
     std::unique_ptr<QSystemTrayIcon> tray_;
     QPointer<QMenu> menu_;
+    MenuModel installed_;
+    MenuTarget* installedTarget_ = nullptr;
     MenuModel pending_;
     MenuTarget* pendingTarget_ = nullptr;
 };

@@ -1,0 +1,74 @@
+// Cost of opening the preferences window: building its widgets, and building plus drawing them
+// once (what "Preferences..." costs before the window can appear); and the memory a window holds.
+// Runs on any Qt platform; QT_QPA_PLATFORM=offscreen needs no display.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include "platform/linux/BundledImages.h"
+#include "platform/linux/QtPreferencesWindow.h"
+
+namespace {
+
+struct Ignore : velko::ButtonTarget {
+    void perform(velko::ButtonAction) override {}
+} target;
+
+velko::PreferencesWindowModel model() {
+    velko::PreferencesWindowModel::Inputs inputs;
+    inputs.bundleVersion = "2.4.1";
+    inputs.features = velko::PreferencesWindowModel::features(false, false, true);
+    return velko::PreferencesWindowModel::build(inputs);
+}
+
+void BM_BuildWindow(benchmark::State& state) {
+    const auto m = model();
+    for (auto _ : state) {
+        velko::QtPreferencesWindow window(m, target);
+        benchmark::DoNotOptimize(&window);
+    }
+}
+BENCHMARK(BM_BuildWindow)->Unit(benchmark::kMillisecond);
+
+void BM_BuildAndDrawWindow(benchmark::State& state) {
+    const auto m = model();
+    for (auto _ : state) {
+        velko::QtPreferencesWindow window(m, target);
+        benchmark::DoNotOptimize(window.widget().grab());
+    }
+}
+BENCHMARK(BM_BuildAndDrawWindow)->Unit(benchmark::kMillisecond);
+
+long residentKiB() {
+    std::ifstream statm("/proc/self/statm");
+    long pages = 0, resident = 0;
+    statm >> pages >> resident;
+    return resident * sysconf(_SC_PAGESIZE) / 1024;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    velko::BundledImages::registerResources();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+
+    // Memory held by open windows, after a first one has loaded fonts and the style.
+    const auto m = model();
+    std::vector<std::unique_ptr<velko::QtPreferencesWindow>> windows;
+    windows.push_back(std::make_unique<velko::QtPreferencesWindow>(m, target));
+    windows.back()->widget().grab();
+    const long before = residentKiB();
+    for (int i = 0; i < 20; ++i) {
+        windows.push_back(std::make_unique<velko::QtPreferencesWindow>(m, target));
+        windows.back()->widget().grab();
+    }
+    std::printf("resident memory per additional drawn window: %.0f KiB\n", (residentKiB() - before) / 20.0);
+    return 0;
+}

@@ -1,0 +1,119 @@
+#include "Views/PreferencesWindowModel.h"
+
+namespace velko {
+
+namespace {
+constexpr double windowWidth = 380;
+constexpr double windowHeight = 460;
+constexpr double margin = 16;
+constexpr double cardWidth = windowWidth - 2 * margin;
+constexpr double firstRowTop = 10;
+constexpr double rowPitch = 28;
+constexpr double cardBottomPadding = 10;
+constexpr double gap = 12;
+
+CardRow row(double top, std::string symbol, NamedColor iconColor, std::string title, std::string status,
+            NamedColor statusColor) {
+    CardRow r;
+    r.top = top;
+    r.icon = SymbolImage{std::move(symbol), {14, top + 2, 20, 20}, 14, FontWeight::medium, iconColor};
+    r.title = Label{std::move(title),
+                    {42, top + 3, 180, 18},
+                    {12, FontWeight::regular},
+                    NamedColor::labelColor,
+                    TextAlignment::natural};
+    r.status =
+        Label{std::move(status), {208, top + 3, 120, 18}, {11, FontWeight::medium}, statusColor, TextAlignment::right};
+    return r;
+}
+
+// A card's height follows its last row; the top padding is the first row's offset.
+Card card(double y, std::vector<CardRow> rows) {
+    Card c;
+    const double lastTop = rows.empty() ? firstRowTop - rowPitch : rows.back().top;
+    c.frame = {margin, y, cardWidth, lastTop + rowPitch + cardBottomPadding};
+    c.rows = std::move(rows);
+    return c;
+}
+
+Card makeStatusCard(bool granted, bool present) {
+    std::vector<CardRow> rows;
+    if (granted) {
+        rows.push_back(row(firstRowTop, "checkmark.shield.fill", NamedColor::systemGreenColor, "Accessibility",
+                           "Granted", NamedColor::systemGreenColor));
+    } else {
+        auto r = row(firstRowTop, "exclamationmark.shield.fill", NamedColor::systemOrangeColor, "Accessibility",
+                     "Not granted", NamedColor::systemOrangeColor);
+        r.button = Button{"Grant Access...", ButtonAction::openAccessibility, Rect{228, 34, 108, 22},
+                          BezelStyle::rounded, ControlSize::small};
+        rows.push_back(std::move(r));
+    }
+    // The button sits under the first row, so the second row moves down to make room for it.
+    const double second = granted ? firstRowTop + rowPitch : 64;
+    if (present)
+        rows.push_back(row(second, "link.circle.fill", NamedColor::systemGreenColor, "Velko App", "Connected",
+                           NamedColor::systemGreenColor));
+    else
+        rows.push_back(row(second, "link.circle", NamedColor::secondaryLabelColor, "Velko App", "Not detected",
+                           NamedColor::tertiaryLabelColor));
+    return card(134, std::move(rows));
+}
+
+Card makeFeaturesCard(double y, const std::vector<PreferencesWindowModel::Feature>& features, std::int64_t ruleCount) {
+    std::vector<CardRow> rows;
+    double top = firstRowTop;
+    for (const auto& feature : features) {
+        const NamedColor color = feature.active ? NamedColor::systemBlueColor : NamedColor::tertiaryLabelColor;
+        rows.push_back(row(top, feature.symbolName, color, feature.title, feature.active ? "Active" : "Off", color));
+        top += rowPitch;
+    }
+    rows.push_back(row(top, "gearshape.2.fill", NamedColor::secondaryLabelColor, "Auto-Paste Rules",
+                       std::to_string(ruleCount) + " configured", NamedColor::secondaryLabelColor));
+    return card(y, std::move(rows));
+}
+}  // namespace
+
+std::vector<PreferencesWindowModel::Feature> PreferencesWindowModel::features(bool textExpansion, bool globalHotkeys,
+                                                                              bool screenshotWatch) {
+    return {
+        {"Text Expansion", "character.cursor.ibeam", textExpansion},
+        {"Global Hotkeys", "command.square.fill", globalHotkeys},
+        {"Screenshot Watch", "camera.viewfinder", screenshotWatch},
+    };
+}
+
+PreferencesWindowModel PreferencesWindowModel::build(const Inputs& inputs) {
+    PreferencesWindowModel m;
+    m.window.title = "Velko Helper";
+    m.window.contentWidth = windowWidth;
+    m.window.contentHeight = windowHeight;
+    m.window.documentWidth = windowWidth;
+
+    m.appIcon = ImageView{"AppIcon", {158, 12, 64, 64}};
+    m.title = Label{"Velko Helper",
+                    {margin, 84, cardWidth, 22},
+                    {16, FontWeight::semibold},
+                    NamedColor::labelColor,
+                    TextAlignment::center};
+    m.version = Label{"Version " + inputs.bundleVersion.value_or(fallbackVersion),
+                      {margin, 106, cardWidth, 16},
+                      {11, FontWeight::regular},
+                      NamedColor::secondaryLabelColor,
+                      TextAlignment::center};
+
+    m.statusCard = makeStatusCard(inputs.accessibilityGranted, inputs.mainApplicationPresent);
+    const double featuresTop = m.statusCard.frame.y + m.statusCard.frame.height + gap;
+    m.featuresCard = makeFeaturesCard(featuresTop, inputs.features, inputs.ruleCount);
+    const double buttonsTop = featuresTop + m.featuresCard.frame.height + gap;
+    m.buttonRow.frame = {margin, buttonsTop, cardWidth, 28};
+    m.buttonRow.spacing = 8;
+    m.buttonRow.buttons = {
+        Button{"Website", ButtonAction::openWebsite, std::nullopt, BezelStyle::rounded, ControlSize::small},
+        Button{"System Permissions", ButtonAction::openAccessibility, std::nullopt, BezelStyle::rounded,
+               ControlSize::small},
+    };
+    m.window.documentHeight = buttonsTop + 60;
+    return m;
+}
+
+}  // namespace velko

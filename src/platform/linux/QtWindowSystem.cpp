@@ -1,0 +1,18 @@
+#include "platform/linux/QtWindowSystem.h"
+
+#include <QGuiApplication>
+
+#include "platform/linux/BundledImages.h"
+#include "platform/linux/QtPreferencesWindow.h"
+
+namespace velko {
+
+std::unique_ptr<Window> QtWindowSystem::makePreferencesWindow(const PreferencesWindowModel& model,
+                                                              ButtonTarget& target) {
+    // Without a display (pure Wayland, a headless box) nobody could see it.
+    if (QGuiApplication::platformName() == QLatin1String("offscreen")) return nullptr;
+    BundledImages::registerResources();
+    return std::make_unique<QtPreferencesWindow>(model, target);
+}
+
+}  // namespace velko

@@ -1,0 +1,11 @@
+#pragma once
+#include "platform/WindowSystem.h"
+
+namespace velko {
+
+class QtWindowSystem : public WindowSystem {
+public:
+    std::unique_ptr<Window> makePreferencesWindow(const PreferencesWindowModel& model, ButtonTarget& target) override;
+};
+
+}  // namespace velko

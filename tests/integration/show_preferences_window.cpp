@@ -1,0 +1,49 @@
+// Shows the real preferences window for one fixed state, so a test can capture it from the X
+// server and click its buttons. Prints "shown <window id>" once it is on screen, then the name
+// of every button action it receives; runs until killed.
+#include <QApplication>
+#include <QTimer>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/linux/QtPreferencesWindow.h"
+#include "platform/linux/QtWindowSystem.h"
+
+namespace {
+struct Printer : velko::ButtonTarget {
+    void perform(velko::ButtonAction action) override {
+        std::printf("%s\n", action == velko::ButtonAction::openAccessibility ? "openAccessibility" : "openWebsite");
+        std::fflush(stdout);
+    }
+};
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool granted = argc > 1 && std::strcmp(argv[1], "granted") == 0;
+    QApplication app(argc, argv);
+
+    velko::PreferencesWindowModel::Inputs inputs;
+    inputs.bundleVersion = "2.4.1";
+    inputs.accessibilityGranted = granted;
+    inputs.mainApplicationPresent = granted;
+    inputs.features = velko::PreferencesWindowModel::features(granted, granted, true);
+    inputs.ruleCount = granted ? 3 : 0;
+
+    Printer printer;
+    velko::QtWindowSystem windows;
+    auto window = windows.makePreferencesWindow(velko::PreferencesWindowModel::build(inputs), printer);
+    if (!window) {
+        std::fputs("no display\n", stderr);
+        return 1;
+    }
+    window->center();
+    window->orderFrontRegardless();
+    auto& widget = static_cast<velko::QtPreferencesWindow&>(*window).widget();
+    // Reported after the first paint has reached the server.
+    QTimer::singleShot(300, [&widget] {
+        widget.repaint();
+        std::printf("shown 0x%llx\n", static_cast<unsigned long long>(widget.winId()));
+        std::fflush(stdout);
+    });
+    return app.exec();
+}
