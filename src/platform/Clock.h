@@ -5,7 +5,8 @@ namespace velko {
 class Clock {
 public:
     virtual ~Clock() = default;
-    // Seconds on the wall clock; may jump backwards when the user sets the clock.
+    // Seconds since an arbitrary origin, for measuring intervals: the real one is monotonic, so
+    // a clock set back by the user never stretches an interval.
     virtual double now() = 0;
 };
 

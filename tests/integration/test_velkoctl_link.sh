@@ -35,6 +35,7 @@ xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
 pids+=($!)
 wait_for "the target window" bash -c "xdotool search --name velko-target >/dev/null"
 xdotool search --name velko-target windowfocus --sync >/dev/null
+mkdir -p "$HOME/Desktop"  # no pictures folder here: the helper watches the desktop
 start_helper
 wait_for "the unasked pong" at_least 1 velko.helper.pong
 
@@ -57,6 +58,13 @@ succeeds "paste match is taken" paste match
 wait_for "V with Ctrl+Shift in the window" grep -q 'state 0x5, keycode 55 ' "$WORK/xev.log"
 check_eq "no degraded notice with input access" 0 "$(count velko.helper.degraded)"
 
+# Notifications the helper itself posts, for the watches below: a hotkey and a screenshot.
+xdotool key ctrl+shift+space
+convert -size 200x80 xc:white "$WORK/shot.png"
+cp "$WORK/shot.png" "$HOME/Desktop/.part" && mv "$HOME/Desktop/.part" "$HOME/Desktop/Screenshot from helper.png"
+wait_for "the helper's hotkey notification" at_least 1 helper.hotkey.activated
+wait_for "the helper's screenshot notification" at_least 1 velko.screenshot.captured
+
 # --- a helper without input access (no X display)
 kill "$HELPER_PID"
 wait "$HELPER_PID" 2>/dev/null || true
@@ -70,13 +78,15 @@ refuses "paste without input access" 1 "the helper has no input access \(accessi
 # --- what the watches saw, including names the helper posts for hotkeys and screenshots
 post helper.hotkey.activated open_popover
 post velko.screenshot.captured "Screenshot 2024-05-01 at 08.30.12 été.png"
-wait_for "the watch to see the screenshot" grep -q '^velko.screenshot.captured' "$WORK/watch.out"
-wait_for "the JSON watch to see it" grep -q 'velko.screenshot.captured' "$WORK/watch.json"
+wait_for "the watch to see the screenshot" grep -q '^velko.screenshot.captured.Screenshot 2024' "$WORK/watch.out"
+wait_for "the JSON watch to see it" grep -q 'Screenshot 2024' "$WORK/watch.json"
 check "every watched line is name, object and UTC time" \
   bash -c "! grep -vP '^[^\t]+\t[^\t]*\t\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$' '$WORK/watch.out'"
 check "the watch saw the helper's pong" grep -qP '^velko\.helper\.pong\t\{"' "$WORK/watch.out"
 check "the watch saw the degraded notice" grep -qP '^velko\.helper\.degraded\taccessibility_revoked\t' "$WORK/watch.out"
 check "the watch saw the hotkey" grep -qP '^helper\.hotkey\.activated\topen_popover\t' "$WORK/watch.out"
+check "the watch saw the helper's own hotkey" grep -qP '^helper\.hotkey\.activated\tspotlight_launcher\t' "$WORK/watch.out"
+check "the watch saw the helper's own screenshot" grep -qP '^velko\.screenshot\.captured\tScreenshot from helper\.png\t' "$WORK/watch.out"
 check_eq "both watches saw the same notifications, in the same order" \
   "$(cut -f1,2 "$WORK/watch.out")" \
   "$(python3 -c 'import json, sys
@@ -85,7 +95,7 @@ for line in open(sys.argv[1]):
 check_eq "the JSON watch keeps the object exactly" "Screenshot 2024-05-01 at 08.30.12 été.png" \
   "$(python3 -c 'import json, sys
 lines = [json.loads(l) for l in open(sys.argv[1])]
-print([n["object"] for n in lines if n["name"] == "velko.screenshot.captured"][0])' "$WORK/watch.json")"
+print([n["object"] for n in lines if n["name"] == "velko.screenshot.captured"][-1])' "$WORK/watch.json")"
 check_eq "the watches saw what the bus carried" "$(notifications | wc -l)" "$(wc -l <"$WORK/watch.out")"
 
 kill -INT "$WATCH_PID"
