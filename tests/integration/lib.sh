@@ -45,6 +45,15 @@ start_bus() {
   wait_for "bus monitor" grep -q NameAcquired "$MONITOR_LOG"
 }
 
+# focus_key_window: a focused window whose key events xev writes to $WORK/xev.log, the way a
+# user's application would receive them.
+focus_key_window() {
+  xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
+  pids+=($!)
+  wait_for "the target window" bash -c "xdotool search --name velko-target >/dev/null"
+  xdotool search --name velko-target windowfocus --sync >/dev/null
+}
+
 start_helper() {
   "$HELPER" >>"$HELPER_LOG" 2>&1 &
   HELPER_PID=$!

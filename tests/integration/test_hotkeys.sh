@@ -4,10 +4,7 @@
 source "$(dirname "$0")/lib.sh"
 start_x
 start_bus
-xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
-pids+=($!)
-wait_for "the target window" xdotool search --name velko-target
-xdotool search --name velko-target windowfocus --sync
+focus_key_window
 start_helper
 wait_for "the helper" at_least 1 velko.helper.pong
 

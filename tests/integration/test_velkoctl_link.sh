@@ -31,10 +31,7 @@ refuses "ping with no bus address" 3 "cannot reach the session bus.*DBUS_SESSION
 CTL_ENV=()
 
 # --- a helper with input access, pasting into a focused window
-xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
-pids+=($!)
-wait_for "the target window" bash -c "xdotool search --name velko-target >/dev/null"
-xdotool search --name velko-target windowfocus --sync >/dev/null
+focus_key_window
 mkdir -p "$HOME/Desktop"  # no pictures folder here: the helper watches the desktop
 start_helper
 wait_for "the unasked pong" at_least 1 velko.helper.pong
