@@ -30,6 +30,26 @@ post velko.helper.ping
 wait_for "a pong" at_least $((pongs + 1)) velko.helper.pong
 stop_helper
 
+# A pictures folder without its Screenshots folder: the helper makes the one GNOME Shell would
+# make with the first screenshot, so that the first one is caught too.
+mkdir -p "$HOME/Pictures" "$XDG_CONFIG_HOME"
+echo 'XDG_PICTURES_DIR="$HOME/Pictures"' >"$XDG_CONFIG_HOME/user-dirs.dirs"
+run_helper
+check "the Screenshots folder is made and watched" \
+  grep -qF "watching $HOME/Pictures/Screenshots for screenshots" "$HELPER_LOG"
+head -c 1000 /dev/urandom >"$HOME/Pictures/Screenshots/Screenshot first.mov"
+wait_for "the first capture" grep -q 'staged "Screenshot first.mov"' "$HELPER_LOG"
+stop_helper
+rm "$XDG_CONFIG_HOME/user-dirs.dirs"
+
+# Without a pictures folder nothing is made.
+rm -rf "$HOME/Pictures"
+echo 'XDG_PICTURES_DIR="$HOME/Pictures"' >"$XDG_CONFIG_HOME/user-dirs.dirs"
+run_helper
+check "no pictures folder is made" test ! -e "$HOME/Pictures"
+stop_helper
+rm "$XDG_CONFIG_HOME/user-dirs.dirs"
+
 # The setting's file URI, with an escaped blank, names the folder.
 mkdir -p "$HOME/My Shots" "$HOME/Desktop" "$HOME/Shots"
 gsettings set org.gnome.gnome-screenshot auto-save-directory "file://$HOME/My%20Shots"

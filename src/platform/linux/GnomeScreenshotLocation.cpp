@@ -1,6 +1,7 @@
 #include "platform/linux/GnomeScreenshotLocation.h"
 
 #include <libintl.h>
+#include <sys/stat.h>
 
 #include <QProcess>
 #include <cstdlib>
@@ -179,7 +180,13 @@ std::optional<std::string> GnomeScreenshotLocation::xdgScreenshotsFolder() {
         picturesDirectoryFrom(std::string_view(reinterpret_cast<const char*>(text->data()), text->size()), home);
     if (!pictures) return std::nullopt;
     // GNOME Shell names the folder in the user's language.
-    return *pictures + "/" + ::dgettext("gnome-shell", "Screenshots");
+    std::string folder = *pictures + "/" + ::dgettext("gnome-shell", "Screenshots");
+    // GNOME Shell makes the folder with a user's first screenshot. Made now, that first one is
+    // caught too, rather than the desktop being watched until the helper's next start; the
+    // pictures folder itself is never created.
+    struct stat st {};
+    if (::stat(pictures->c_str(), &st) == 0 && S_ISDIR(st.st_mode)) ::mkdir(folder.c_str(), 0777);
+    return folder;
 }
 
 std::optional<Bytes> GnomeScreenshotLocation::configuredLocation() {
