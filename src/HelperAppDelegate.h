@@ -45,7 +45,7 @@ public:
         WindowSystem* windows = nullptr;  // none: the preferences window is never shown
     };
 
-    // Starts the updater, as the original did before launch finished.
+    // Starts the updater first, before launch finishes.
     HelperAppDelegate(Services services, Environment environment);
     // The shared services on the installed platform.
     static std::unique_ptr<HelperAppDelegate> makeShared();

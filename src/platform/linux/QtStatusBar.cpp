@@ -78,7 +78,7 @@ bool QtStatusBar::createItem(const std::string& symbolName, const std::string& a
     // Without a display there is nowhere to show it; the menu model is still kept.
     if (QGuiApplication::platformName() == QLatin1String("offscreen")) return false;
     symbolName_ = symbolName;
-    // No tooltip, as on the original; hosts read the item's title from the application.
+    // No tooltip: hosts read the item's title from the application.
     QGuiApplication::setApplicationDisplayName(QString::fromStdString(accessibilityDescription));
     if (!showWhenATrayIsThere()) retry_.start();
     return BundledImages::has(symbolName);
@@ -95,7 +95,7 @@ bool QtStatusBar::showWhenATrayIsThere() {
     tray_ = std::make_unique<QSystemTrayIcon>();
     const QIcon icon = bundledIcon(symbolName_);
     if (!icon.isNull()) tray_->setIcon(icon);
-    // A left click opens the menu too, as on the original status bar.
+    // A left click opens the menu too, as a status menu does.
     QObject::connect(tray_.get(), &QSystemTrayIcon::activated, tray_.get(), [this](auto reason) {
         if (reason == QSystemTrayIcon::Trigger && menu_) menu_->popup(QCursor::pos());
     });
