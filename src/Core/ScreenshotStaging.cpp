@@ -4,19 +4,16 @@
 #include <ctime>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <random>
 
-#include "Core/HelperConstants.h"
+#include "Core/UUIDGenerator.h"
 
 namespace velko {
 
-ScreenshotStaging::ScreenshotStaging(FileSystem& fileSystem, CaptureFiles& files, WallClock now)
-    : fileSystem_(fileSystem), files_(files), now_(std::move(now)) {}
+ScreenshotStaging::ScreenshotStaging(CaptureFiles& files, WallClock now) : files_(files), now_(std::move(now)) {}
 
-std::string ScreenshotStaging::stage(const std::string& filename, const FileCopy& data,
+std::string ScreenshotStaging::stage(const std::string& directory, const std::string& filename, const FileCopy& data,
                                      const std::optional<std::string>& ocrText, bool isVideo) {
-    const std::string directory = HelperConstants::screenshotStagingURL(fileSystem_);
-    const std::string identifier = newIdentifier();
+    const std::string identifier = UUIDGenerator::random();
     const std::string base = directory + "/" + identifier;
 
     if (!data.path.empty() && !files_.moveInto(data.path, base + ".data")) {
@@ -30,24 +27,6 @@ std::string ScreenshotStaging::stage(const std::string& filename, const FileCopy
         std::fprintf(stderr, "velko-helper: could not write the metadata of \"%s\" in %s\n", filename.c_str(),
                      directory.c_str());
     return identifier;
-}
-
-std::string ScreenshotStaging::newIdentifier() {
-    thread_local std::mt19937_64 generator{[] {
-        std::random_device device;
-        std::seed_seq seed{device(), device(), device(), device(), device(), device(), device(), device()};
-        return std::mt19937_64(seed);
-    }()};
-    std::uint64_t high = generator();
-    std::uint64_t low = generator();
-    high = (high & ~0xF000ULL) | 0x4000ULL;                       // version 4
-    low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;  // RFC 4122 variant
-    char text[37];
-    std::snprintf(text, sizeof text, "%08llX-%04llX-%04llX-%04llX-%012llX", static_cast<unsigned long long>(high >> 32),
-                  static_cast<unsigned long long>((high >> 16) & 0xFFFF),
-                  static_cast<unsigned long long>(high & 0xFFFF), static_cast<unsigned long long>(low >> 48),
-                  static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
-    return text;
 }
 
 std::string ScreenshotStaging::isoTimestamp(std::chrono::system_clock::time_point moment) {

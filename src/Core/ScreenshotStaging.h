@@ -9,25 +9,21 @@
 
 namespace velko {
 
-class FileSystem;
-
-// Leaves one screenshot for the main application: <id>.data, then <id>.json, in the staging
+// Leaves one screenshot for the main application: <id>.data, then <id>.json, in the given staging
 // directory. Files are published whole (moved or renamed into place), so a reader that lists the
 // directory never sees half of one.
 class ScreenshotStaging {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
 
-    ScreenshotStaging(FileSystem& fileSystem, CaptureFiles& files, WallClock now = std::chrono::system_clock::now);
+    explicit ScreenshotStaging(CaptureFiles& files, WallClock now = std::chrono::system_clock::now);
 
     // `data` is the private copy to publish; an empty path means no copy could be made and only
     // the metadata is written, with data.size as the file size. Failures are said on stderr and
     // never stop the other write. Returns the identifier used.
-    std::string stage(const std::string& filename, const FileCopy& data, const std::optional<std::string>& ocrText,
-                      bool isVideo);
+    std::string stage(const std::string& directory, const std::string& filename, const FileCopy& data,
+                      const std::optional<std::string>& ocrText, bool isVideo);
 
-    // A random (version 4) UUID, upper case: 8-4-4-4-12 hexadecimal digits.
-    static std::string newIdentifier();
     // UTC, whole seconds, "Z": 2024-05-01T08:30:12Z
     static std::string isoTimestamp(std::chrono::system_clock::time_point moment);
     // The five members, every value a string, compact. Bytes of filename or text that are not
@@ -36,7 +32,6 @@ public:
                                     const std::optional<std::string>& ocrText, bool isVideo, std::uint64_t fileSize);
 
 private:
-    FileSystem& fileSystem_;
     CaptureFiles& files_;
     WallClock now_;
 };

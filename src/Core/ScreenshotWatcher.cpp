@@ -80,7 +80,7 @@ std::string joinPath(const std::string& directory, const std::string& name) {
 }  // namespace
 
 ScreenshotWatcher::ScreenshotWatcher(Environment environment)
-    : env_(environment), staging_(env_.fileSystem, env_.files, env_.wallClock) {}
+    : env_(environment), staging_(env_.files, env_.wallClock) {}
 
 ScreenshotWatcher::~ScreenshotWatcher() = default;
 
@@ -118,10 +118,8 @@ void ScreenshotWatcher::start() {
     }
     watchedDirectory = directory;
     // Whatever is there now was taken before the helper ran and is never handed on.
-    if (const auto names = env_.monitor.contentsOfDirectory(directory)) {
-        knownFiles_.clear();
+    if (const auto names = env_.monitor.contentsOfDirectory(directory))
         for (const auto& name : *names) knownFiles_.insert(nameKey(name));
-    }
 
     std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
     const bool watching = env_.monitor.watch(directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf] {
@@ -223,10 +221,11 @@ void ScreenshotWatcher::lookAgain(const std::string& path) {
 
 void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo,
                                          std::uint64_t size) {
-    const std::string stagingDirectory = HelperConstants::screenshotStagingURL(env_.fileSystem);
     std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
-    env_.background.async([files = &env_.files, recognizer = &env_.recognizer, queue = &env_.mainQueue, weakSelf, path,
-                           filename, isVideo, size, stagingDirectory] {
+    env_.background.async([fileSystem = &env_.fileSystem, files = &env_.files, recognizer = &env_.recognizer,
+                           queue = &env_.mainQueue, weakSelf, path, filename, isVideo, size] {
+        // Made again for each capture, off the main thread, in case the folder was removed.
+        const std::string stagingDirectory = HelperConstants::screenshotStagingURL(*fileSystem);
         CopyResult result = files->copyInto(path, stagingDirectory);
         if (result.failure == CopyResult::Failure::source) {
             std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", filename.c_str(), result.error.c_str());
@@ -236,10 +235,11 @@ void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::str
             std::fprintf(stderr, "velko-helper: could not copy \"%s\" into %s: %s\n", filename.c_str(),
                          stagingDirectory.c_str(), result.error.c_str());
         const FileCopy copy = result.copy.value_or(FileCopy{"", size});
-        auto finish = [files, queue, weakSelf, filename, isVideo, copy](std::optional<std::string> text) {
-            queue->async([files, weakSelf, filename, isVideo, copy, text = std::move(text)] {
+        auto finish = [files, queue, weakSelf, stagingDirectory, filename, isVideo,
+                       copy](std::optional<std::string> text) {
+            queue->async([files, weakSelf, stagingDirectory, filename, isVideo, copy, text = std::move(text)] {
                 if (const auto self = weakSelf.lock())
-                    (*self)->handOver(filename, copy, text, isVideo);
+                    (*self)->handOver(stagingDirectory, filename, copy, text, isVideo);
                 else if (!copy.path.empty())
                     files->discard(copy.path);
             });
@@ -254,9 +254,9 @@ void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::str
     });
 }
 
-void ScreenshotWatcher::handOver(const std::string& filename, const FileCopy& data,
+void ScreenshotWatcher::handOver(const std::string& stagingDirectory, const std::string& filename, const FileCopy& data,
                                  const std::optional<std::string>& ocrText, bool isVideo) {
-    const std::string identifier = staging_.stage(filename, data, ocrText, isVideo);
+    const std::string identifier = staging_.stage(stagingDirectory, filename, data, ocrText, isVideo);
     env_.notifications.post(HelperConstants::Notification::screenshotCaptured, filename);
     std::fprintf(stderr, "velko-helper: staged \"%s\" as %s\n", filename.c_str(), identifier.c_str());
 }

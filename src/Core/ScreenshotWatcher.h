@@ -80,8 +80,8 @@ private:
     void processScreenshot(const std::string& path, const std::string& filename, bool isVideo);
     void lookAgain(const std::string& path);
     void copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo, std::uint64_t size);
-    void handOver(const std::string& filename, const FileCopy& data, const std::optional<std::string>& ocrText,
-                  bool isVideo);
+    void handOver(const std::string& stagingDirectory, const std::string& filename, const FileCopy& data,
+                  const std::optional<std::string>& ocrText, bool isVideo);
 
     Environment env_;
     ScreenshotStaging staging_;

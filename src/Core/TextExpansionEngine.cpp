@@ -3,12 +3,11 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
-#include <array>
 #include <cstdio>
-#include <random>
 
 #include "Core/KeystrokeInjector.h"
 #include "Core/LocaleDateFormatter.h"
+#include "Core/UUIDGenerator.h"
 #include "platform/Platform.h"
 
 namespace velko {
@@ -19,26 +18,6 @@ constexpr char backspaceCharacter[] = "\x7f";
 void replaceAll(std::string& text, const std::string& placeholder, const std::string& value) {
     for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + value.size()))
         text.replace(at, placeholder.size(), value);
-}
-
-// Version 4, upper case, 8-4-4-4-12.
-std::string randomUUID() {
-    std::random_device random;
-    std::array<std::uint8_t, 16> bytes{};
-    for (std::size_t i = 0; i < bytes.size(); i += 4) {
-        const auto word = random();
-        for (std::size_t k = 0; k < 4; ++k) bytes[i + k] = static_cast<std::uint8_t>(word >> (8 * k));
-    }
-    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
-    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
-    static constexpr char hex[] = "0123456789ABCDEF";
-    std::string out;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (i == 4 || i == 6 || i == 8 || i == 10) out += '-';
-        out += hex[bytes[i] >> 4];
-        out += hex[bytes[i] & 0x0F];
-    }
-    return out;
 }
 
 }  // namespace
@@ -149,7 +128,7 @@ std::string TextExpansionEngine::processDynamicVariables(const std::string& text
     const std::string date = formatter.mediumDate(now);
     const std::string time = formatter.shortTime(now);
     const std::string clipboard = pasteboard_.string().value_or("");
-    const std::string uuid = randomUUID();
+    const std::string uuid = UUIDGenerator::random();
     const std::string account = session_.accountName();
     const std::string fullName = session_.fullName();
 

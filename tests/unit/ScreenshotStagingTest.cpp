@@ -8,6 +8,7 @@
 #include <regex>
 #include <set>
 
+#include "Core/UUIDGenerator.h"
 #include "fakes/FakeScreenshotPlatform.h"
 
 namespace velko::test {
@@ -70,7 +71,7 @@ TEST(ScreenshotMetadata, IdentifiersAreFreshUpperCaseVersion4Uuids) {
     const std::regex canonical("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
     std::set<std::string> seen;
     for (int i = 0; i < 1000; ++i) {
-        const auto id = ScreenshotStaging::newIdentifier();
+        const auto id = UUIDGenerator::random();
         ASSERT_TRUE(std::regex_match(id, canonical)) << id;
         seen.insert(id);
     }
@@ -79,9 +80,8 @@ TEST(ScreenshotMetadata, IdentifiersAreFreshUpperCaseVersion4Uuids) {
 
 struct ScreenshotStagingTest : ::testing::Test {
     Log log;
-    FakeFileSystem fs;
     FakeCaptureFiles files{&log};
-    ScreenshotStaging staging{fs, files, [] { return mayFirst(); }};
+    ScreenshotStaging staging{files, [] { return mayFirst(); }};
 
     FileCopy copyOf(const std::string& content) {
         const std::string path = stagingDirectory + "/.capture.tmp-x";
@@ -92,12 +92,12 @@ struct ScreenshotStagingTest : ::testing::Test {
 
 TEST_F(ScreenshotStagingTest, ARecordIsWrittenEvenWhenTheDataCouldNotBe) {
     files.failMove = true;
-    const auto id = staging.stage("Screenshot 1.png", copyOf("PNGDATA"), std::nullopt, false);
+    const auto id = staging.stage(stagingDirectory, "Screenshot 1.png", copyOf("PNGDATA"), std::nullopt, false);
     EXPECT_EQ(parsed(files.staged.at(stagingDirectory + "/" + id + ".json"))["fileSize"], "7");
     EXPECT_TRUE(files.copies.empty()) << "the copy that could not be published is removed";
 
     files.failMove = false;
-    const auto noCopy = staging.stage("b.png", FileCopy{"", 42}, std::nullopt, false);
+    const auto noCopy = staging.stage(stagingDirectory, "b.png", FileCopy{"", 42}, std::nullopt, false);
     EXPECT_FALSE(files.staged.count(stagingDirectory + "/" + noCopy + ".data"));
     EXPECT_EQ(parsed(files.staged.at(stagingDirectory + "/" + noCopy + ".json"))["fileSize"], "42");
 }

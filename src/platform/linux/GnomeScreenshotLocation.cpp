@@ -6,6 +6,7 @@
 #include <QProcess>
 #include <cstdlib>
 
+#include "platform/linux/PlistUserDefaults.h"
 #include "platform/linux/PosixFileSystem.h"
 #include "platform/linux/SafeFile.h"
 
@@ -172,8 +173,7 @@ std::optional<std::string> GnomeScreenshotLocation::gsettingsValue() {
 
 std::optional<std::string> GnomeScreenshotLocation::xdgScreenshotsFolder() {
     const std::string home = PosixFileSystem::currentHomeDirectory();
-    const char* configHome = std::getenv("XDG_CONFIG_HOME");
-    const std::string config = configHome && *configHome == '/' ? configHome : home + "/.config";
+    const std::string config = PlistUserDefaults::configDirectoryFromEnvironment(home);
     const auto text = SafeFile::readRegularFile(config + "/user-dirs.dirs", 64 * 1024);
     if (!text) return std::nullopt;
     const auto pictures =
@@ -183,9 +183,8 @@ std::optional<std::string> GnomeScreenshotLocation::xdgScreenshotsFolder() {
     std::string folder = *pictures + "/" + ::dgettext("gnome-shell", "Screenshots");
     // GNOME Shell makes the folder with a user's first screenshot. Made now, that first one is
     // caught too, rather than the desktop being watched until the helper's next start; the
-    // pictures folder itself is never created.
-    struct stat st {};
-    if (::stat(pictures->c_str(), &st) == 0 && S_ISDIR(st.st_mode)) ::mkdir(folder.c_str(), 0777);
+    // pictures folder itself is never created (mkdir fails without it).
+    ::mkdir(folder.c_str(), 0777);
     return folder;
 }
 

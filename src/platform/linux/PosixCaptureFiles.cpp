@@ -15,12 +15,11 @@ namespace {
 constexpr mode_t privateFile = 0600;
 
 FileLook::Writers writersOf(const std::string& path) {
-    // Only regular files get here, so the open cannot wait for a peer.
+    // Non-blocking in case the path was swapped for a FIFO since it was looked at; a lease is
+    // refused on anything but a regular file, so that reads as unknown.
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) return FileLook::Writers::unknown;
-    struct stat st {};
-    std::optional<bool> writers;
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) writers = SafeFile::hasWriters(fd);
+    const std::optional<bool> writers = SafeFile::hasWriters(fd);
     ::close(fd);
     if (!writers) return FileLook::Writers::unknown;
     return *writers ? FileLook::Writers::some : FileLook::Writers::none;

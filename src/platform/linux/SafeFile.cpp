@@ -47,6 +47,25 @@ private:
     int fd_;
 };
 
+// An open descriptor of a regular file, or -1 with the error set. O_NONBLOCK so that a FIFO with
+// no writer is refused at once instead of waiting for one.
+int openRegularFile(const std::string& path, struct stat* st, std::string* error) {
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (file.get() < 0) {
+        failErrno(error, errno, "cannot open");
+        return -1;
+    }
+    if (::fstat(file.get(), st) != 0) {
+        failErrno(error, errno, "cannot stat");
+        return -1;
+    }
+    if (!S_ISREG(st->st_mode)) {
+        fail(error, EINVAL, "not a regular file");
+        return -1;
+    }
+    return file.release();
+}
+
 std::string parentOf(const std::string& path) {
     const auto slash = path.find_last_of('/');
     if (slash == std::string::npos) return ".";
@@ -152,21 +171,9 @@ bool writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std:
 }  // namespace
 
 std::optional<Bytes> SafeFile::readRegularFile(const std::string& path, std::size_t maxBytes, std::string* error) {
-    // O_NONBLOCK so that opening a FIFO with no writer returns at once instead of waiting.
-    Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    if (file.get() < 0) {
-        failErrno(error, errno, "cannot open");
-        return std::nullopt;
-    }
     struct stat st {};
-    if (::fstat(file.get(), &st) != 0) {
-        failErrno(error, errno, "cannot stat");
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        fail(error, EINVAL, "not a regular file");
-        return std::nullopt;
-    }
+    Descriptor file(openRegularFile(path, &st, error));
+    if (file.get() < 0) return std::nullopt;
     const std::string tooLarge = "larger than " + std::to_string(maxBytes) + " bytes";
     if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
         fail(error, EFBIG, tooLarge);
@@ -217,20 +224,9 @@ std::optional<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& sou
     bool ignored = false;
     bool& sourceFault = sourceAtFault ? *sourceAtFault : ignored;
     sourceFault = true;
-    Descriptor in(::open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    if (in.get() < 0) {
-        failErrno(error, errno, "cannot open");
-        return std::nullopt;
-    }
     struct stat st {};
-    if (::fstat(in.get(), &st) != 0) {
-        failErrno(error, errno, "cannot stat");
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        fail(error, EINVAL, "not a regular file");
-        return std::nullopt;
-    }
+    Descriptor in(openRegularFile(source, &st, error));
+    if (in.get() < 0) return std::nullopt;
 
     std::string temp;
     Descriptor out(createTemporary(directory, "capture", mode, &temp, error));

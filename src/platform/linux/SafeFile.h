@@ -41,7 +41,8 @@ public:
                                                  std::string* error = nullptr, bool* sourceAtFault = nullptr);
 
     // Whether any process holds the regular file behind fd (opened read-only by the caller) open
-    // for writing; nullopt when the system cannot tell (no lease support, a file of another owner).
+    // for writing; nullopt when the system cannot tell (no lease support, a file of another owner,
+    // not a regular file).
     static std::optional<bool> hasWriters(int fd);
 
     // Renames from to to, unless something already exists at to; false with error otherwise.
