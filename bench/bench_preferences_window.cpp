@@ -55,7 +55,6 @@ long residentKiB() {
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    velko::BundledImages::registerResources();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
 

@@ -4,6 +4,7 @@
 
 #include "Core/AutoPasteRuleEngine.h"
 #include "Core/GlobalHotkeyManager.h"
+#include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/ScreenshotWatcher.h"
 #include "Core/SharedDataReader.h"
@@ -90,7 +91,7 @@ void HelperAppDelegate::showPreferences() {
 PreferencesWindowModel::Inputs HelperAppDelegate::preferencesInputs() {
     const auto read = [](const std::function<bool()>& isActive) { return isActive && isActive(); };
     PreferencesWindowModel::Inputs inputs;
-    inputs.bundleVersion = env_.workspace.bundleInfoString("CFBundleShortVersionString");
+    inputs.bundleVersion = env_.workspace.bundleInfoString(HelperConstants::bundleVersionKey);
     inputs.accessibilityGranted = env_.trust.isProcessTrusted();
     inputs.mainApplicationPresent = services_.reader.isConnected;
     inputs.features = PreferencesWindowModel::features(

@@ -36,12 +36,13 @@ void GlobalHotkeyManager::start() {
 
 void GlobalHotkeyManager::registerDefaultBindings() {
     constexpr EventFlags commandShift = Flags::command | Flags::shift;
-    const auto post = [this](std::string id) {
-        return [this, id] { center_.post(HelperConstants::Notification::hotkeyActivated, id); };
+    const auto add = [this](std::string id, KeyCode key) {
+        bindings.push_back(
+            {id, key, commandShift, [this, id] { center_.post(HelperConstants::Notification::hotkeyActivated, id); }});
     };
-    bindings.push_back({"open_popover", KeyCodes::v, commandShift, post("open_popover")});
-    bindings.push_back({"spotlight_launcher", KeyCodes::space, commandShift, post("spotlight_launcher")});
-    bindings.push_back({"save_snippet", KeyCodes::s, commandShift, post("save_snippet")});
+    add("open_popover", KeyCodes::v);
+    add("spotlight_launcher", KeyCodes::space);
+    add("save_snippet", KeyCodes::s);
 }
 
 FilteringKeyTap::Verdict GlobalHotkeyManager::handleKeyDown(KeyCode keyCode, EventFlags flags) {

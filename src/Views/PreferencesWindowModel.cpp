@@ -1,5 +1,7 @@
 #include "Views/PreferencesWindowModel.h"
 
+#include "Core/HelperConstants.h"
+
 namespace velko {
 
 namespace {
@@ -95,7 +97,7 @@ PreferencesWindowModel PreferencesWindowModel::build(const Inputs& inputs) {
                     {16, FontWeight::semibold},
                     NamedColor::labelColor,
                     TextAlignment::center};
-    m.version = Label{"Version " + inputs.bundleVersion.value_or(fallbackVersion),
+    m.version = Label{"Version " + inputs.bundleVersion.value_or(HelperConstants::fallbackVersion),
                       {margin, 106, cardWidth, 16},
                       {11, FontWeight::regular},
                       NamedColor::secondaryLabelColor,
@@ -106,7 +108,6 @@ PreferencesWindowModel PreferencesWindowModel::build(const Inputs& inputs) {
     m.featuresCard = makeFeaturesCard(featuresTop, inputs.features, inputs.ruleCount);
     const double buttonsTop = featuresTop + m.featuresCard.frame.height + gap;
     m.buttonRow.frame = {margin, buttonsTop, cardWidth, 28};
-    m.buttonRow.spacing = 8;
     m.buttonRow.buttons = {
         Button{"Website", ButtonAction::openWebsite, std::nullopt, BezelStyle::rounded, ControlSize::small},
         Button{"System Permissions", ButtonAction::openAccessibility, std::nullopt, BezelStyle::rounded,

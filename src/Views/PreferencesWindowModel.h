@@ -110,7 +110,6 @@ struct WindowAttributes {
     bool resizable = false;
     bool miniaturizable = false;
     bool floating = true;
-    bool transparentTitlebar = true;
     NamedColor background = NamedColor::windowBackgroundColor;
     bool verticalScroller = true;
     double documentWidth = 0;
@@ -145,7 +144,6 @@ struct PreferencesWindowModel {
     static std::vector<Feature> features(bool textExpansion, bool globalHotkeys, bool screenshotWatch);
     static PreferencesWindowModel build(const Inputs& inputs);
 
-    static inline const std::string fallbackVersion = "1.0.0";
     bool operator==(const PreferencesWindowModel&) const = default;
 };
 

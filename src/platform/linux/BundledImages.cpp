@@ -11,6 +11,9 @@ namespace velko {
 
 namespace {
 QString pathOf(const std::string& name) {
+    // The library is static and nothing names the resources, so the linker would drop them.
+    static const bool registered = (registerCompiledResources(), true);
+    (void)registered;
     return QStringLiteral(":/velko/icons/%1.svg").arg(QString::fromStdString(name));
 }
 
@@ -32,12 +35,6 @@ QImage render(const std::string& name, int side, qreal ratio) {
     return image;
 }
 }  // namespace
-
-void BundledImages::registerResources() {
-    // The library is static and nothing names the resources, so the linker would drop them.
-    static const bool registered = (registerCompiledResources(), true);
-    (void)registered;
-}
 
 bool BundledImages::has(const std::string& name) { return QFile::exists(pathOf(name)); }
 

@@ -11,8 +11,6 @@ namespace velko {
 // images such as the application icon. Drawn at the asked size, never scaled from a bitmap.
 class BundledImages {
 public:
-    // Registers the compiled-in resources; call once before any image is asked for.
-    static void registerResources();
     static bool has(const std::string& name);
     // The symbol's dark parts in `tint`, its light parts cut out, centred in a square of `side`
     // logical pixels at the given device pixel ratio; null when there is no such symbol.

@@ -1,8 +1,8 @@
 #include "platform/linux/QtPreferencesWindow.h"
 
-#include <QApplication>
 #include <QCursor>
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
@@ -180,7 +180,6 @@ QtPreferencesWindow::QtPreferencesWindow(const PreferencesWindowModel& model, Bu
     window_->setFixedSize(content);
     window_->setPalette(windowPalette(model));
     window_->setAutoFillBackground(true);
-    if (BundledImages::has("AppIcon")) window_->setWindowIcon(QIcon(BundledImages::image("AppIcon", 64, 1.0)));
 
     auto* scroll = new QScrollArea(window_.get());
     scroll->setGeometry(QRect(QPoint(0, 0), content));
@@ -199,10 +198,11 @@ QtPreferencesWindow::QtPreferencesWindow(const PreferencesWindowModel& model, Bu
     icon->setGeometry(geometryOf(model.appIcon.frame));
     icon->setAlignment(Qt::AlignCenter);
     const int iconSide = qMin(icon->width(), icon->height());
-    QPixmap appIcon = BundledImages::image(model.appIcon.imageName, iconSide, ratioOf(window_.get()));
-    if (appIcon.isNull() && !QApplication::windowIcon().isNull())
-        appIcon = QApplication::windowIcon().pixmap(QSize(iconSide, iconSide), ratioOf(window_.get()));
-    if (!appIcon.isNull()) icon->setPixmap(appIcon);
+    const QPixmap appIcon = BundledImages::image(model.appIcon.imageName, iconSide, ratioOf(window_.get()));
+    if (!appIcon.isNull()) {
+        icon->setPixmap(appIcon);
+        window_->setWindowIcon(QIcon(appIcon));
+    }
 
     addLabel(document, model.title);
     addLabel(document, model.version);
@@ -223,7 +223,7 @@ QtPreferencesWindow::QtPreferencesWindow(const PreferencesWindowModel& model, Bu
     for (auto* child : window_->findChildren<QWidget*>()) child->setStyle(style_.get());
 }
 
-QtPreferencesWindow::~QtPreferencesWindow() { window_.reset(); }
+QtPreferencesWindow::~QtPreferencesWindow() = default;
 
 bool QtPreferencesWindow::isVisible() { return window_->isVisible(); }
 

@@ -21,7 +21,6 @@
 namespace velko {
 
 QtStatusBar::QtStatusBar() {
-    BundledImages::registerResources();
     retry_.setInterval(2000);
     QObject::connect(&retry_, &QTimer::timeout, [this] {
         if (showWhenATrayIsThere()) retry_.stop();

@@ -11,7 +11,6 @@ std::unique_ptr<Window> QtWindowSystem::makePreferencesWindow(const PreferencesW
                                                               ButtonTarget& target) {
     // Without a display (pure Wayland, a headless box) nobody could see it.
     if (QGuiApplication::platformName() == QLatin1String("offscreen")) return nullptr;
-    BundledImages::registerResources();
     return std::make_unique<QtPreferencesWindow>(model, target);
 }
 

@@ -23,7 +23,7 @@ void roundTrip(xcb_connection_t* c) { std::free(xcb_get_input_focus_reply(c, xcb
 X11FilteringKeyTap::X11FilteringKeyTap() = default;
 
 // Closing the connection drops its grabs in the server.
-X11FilteringKeyTap::~X11FilteringKeyTap() { notifier_.reset(); }
+X11FilteringKeyTap::~X11FilteringKeyTap() = default;
 
 std::vector<std::uint16_t> X11FilteringKeyTap::statesContaining(std::uint16_t required) {
     std::vector<std::uint16_t> states;
