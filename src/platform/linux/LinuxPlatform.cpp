@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <xcb/xcb.h>
 
 #include <cstdio>
@@ -35,9 +37,10 @@ void LinuxPlatform::chooseQtPlatform() {
     const char* display = std::getenv("DISPLAY");
     bool reachable = false;
     if (display && *display) {
-        xcb_connection_t* connection = xcb_connect(display, nullptr);
-        reachable = connection && !xcb_connection_has_error(connection);
-        if (connection) xcb_disconnect(connection);
+        if (xcb_connection_t* connection = xcb::connect(display)) {
+            reachable = true;
+            xcb_disconnect(connection);
+        }
     }
     // XWayland included: the keyboard services need X11, so the windows use it too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);

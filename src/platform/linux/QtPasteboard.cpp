@@ -1,5 +1,7 @@
 #include "platform/linux/QtPasteboard.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <poll.h>
 #include <xcb/xcb.h>
 
@@ -22,19 +24,6 @@ bool isMetaTarget(const QString& format) {
     return meta.contains(format);
 }
 
-xcb_atom_t intern(xcb_connection_t* c, const char* name) {
-    auto* reply = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr);
-    xcb_atom_t atom = XCB_ATOM_NONE;
-    if (reply) atom = reply->atom;
-    std::free(reply);
-    return atom;
-}
-
-xcb_connection_t* x11Connection() {
-    const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 ? x11->connection() : nullptr;
-}
-
 }  // namespace
 
 QtPasteboard::QtPasteboard() {
@@ -52,19 +41,20 @@ QtPasteboard::~QtPasteboard() {
 
 QtPasteboard::Owner QtPasteboard::probeOwner() {
     const std::uint32_t owner = serverOwner();
-    if (owner == XCB_NONE) return x11Connection() ? Owner::none : Owner::answers;  // without X, Qt's own
+    if (owner == XCB_NONE) return xcb::qtConnection() ? Owner::none : Owner::answers;  // without X, Qt's own
     if (owner == qtWindow_) return Owner::answers;  // ourselves: Qt answers without the server
     // Asked again once the selection changed hands, even back to the same window.
     if (owner == silentOwner_ && silentAtCount_ == count_) return Owner::silent;
     if (!probe_) {
-        probe_ = xcb_connect(nullptr, nullptr);
+        probe_ = xcb::connect();
+        if (!probe_) return Owner::answers;  // let Qt try
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(probe_)).data;
-        if (xcb_connection_has_error(probe_) || !screen) return Owner::answers;  // let Qt try
+        if (!screen) return Owner::answers;
         probeWindow_ = xcb_generate_id(probe_);
         xcb_create_window(probe_, XCB_COPY_FROM_PARENT, probeWindow_, screen->root, 0, 0, 1, 1, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-        targetsAtom_ = intern(probe_, "TARGETS");
-        probeProperty_ = intern(probe_, "VELKO_OWNER_PROBE");
+        targetsAtom_ = xcb::internAtom(probe_, "TARGETS");
+        probeProperty_ = xcb::internAtom(probe_, "VELKO_OWNER_PROBE");
     }
     if (xcb_connection_has_error(probe_)) return Owner::answers;
     while (xcb_generic_event_t* stale = xcb_poll_for_event(probe_)) std::free(stale);
@@ -92,9 +82,9 @@ QtPasteboard::Owner QtPasteboard::probeOwner() {
 }
 
 std::uint32_t QtPasteboard::serverOwner() {
-    xcb_connection_t* c = x11Connection();
+    xcb_connection_t* c = xcb::qtConnection();
     if (!c) return 0;
-    if (!clipboardAtom_) clipboardAtom_ = intern(c, "CLIPBOARD");
+    if (!clipboardAtom_) clipboardAtom_ = xcb::internAtom(c, "CLIPBOARD");
     if (!clipboardAtom_) return 0;
     auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboardAtom_), nullptr);
     if (!owner) return 0;

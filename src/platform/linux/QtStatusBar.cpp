@@ -1,5 +1,7 @@
 #include "platform/linux/QtStatusBar.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <xcb/xcb.h>
 
 #include <QAction>
@@ -52,25 +54,19 @@ bool QtStatusBar::statusNotifierHostPresent() {
 }
 
 bool QtStatusBar::xembedTrayPresent() {
-    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    if (!x11 || !x11->connection()) return false;
-    xcb_connection_t* c = x11->connection();
+    xcb_connection_t* c = xcb::qtConnection();
+    if (!c) return false;
     int screen = 0;
     char* host = nullptr;
     int display = 0;
     if (xcb_parse_display(nullptr, &host, &display, &screen) == 0) screen = 0;
     std::free(host);
     const std::string selection = "_NET_SYSTEM_TRAY_S" + std::to_string(screen);
-    auto* atom = xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 1, static_cast<std::uint16_t>(selection.size()), selection.c_str()), nullptr);
-    if (!atom) return false;
-    const xcb_atom_t name = atom->atom;
-    std::free(atom);
+    const xcb_atom_t name = xcb::internAtom(c, selection, true);
     if (name == XCB_ATOM_NONE) return false;  // nobody ever made a tray on this display
-    auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, name), nullptr);
-    const bool present = owner && owner->owner != XCB_WINDOW_NONE;
-    std::free(owner);
-    return present;
+    xcb::Reply<xcb_get_selection_owner_reply_t> owner{
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, name), nullptr)};
+    return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
 bool QtStatusBar::createItem(const std::string& symbolName, const std::string& accessibilityDescription, int) {

@@ -1,5 +1,7 @@
 #include "platform/linux/X11Connection.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <xcb/xcb.h>
 
 #include <array>
@@ -30,12 +32,8 @@ xcb_connection_t* X11Connection::get() {
 
     close();
     int screenNumber = 0;
-    xcb_connection_t* c = xcb_connect(display, &screenNumber);
-    // xcb hands back an error object rather than nullptr; it still has to be freed.
-    if (!c || xcb_connection_has_error(c)) {
-        if (c) xcb_disconnect(c);
-        return nullptr;
-    }
+    xcb_connection_t* c = xcb::connect(display, &screenNumber);
+    if (!c) return nullptr;
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
     for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
     if (!screens.rem) {

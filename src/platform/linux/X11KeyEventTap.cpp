@@ -1,5 +1,7 @@
 #include "platform/linux/X11KeyEventTap.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <sys/socket.h>
 #include <xcb/record.h>
 #include <xcb/xcb.h>
@@ -26,15 +28,6 @@ constexpr std::uint8_t recordFromServer = 0;
 constexpr std::uint8_t recordStartOfData = 4;
 constexpr std::uint8_t recordEndOfData = 5;
 constexpr KeyCode noKeyCode = 0xFFFF;
-
-xcb_connection_t* openDisplay() {
-    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
-    if (c && xcb_connection_has_error(c)) {
-        xcb_disconnect(c);
-        return nullptr;
-    }
-    return c;
-}
 
 }  // namespace
 
@@ -125,8 +118,8 @@ bool X11KeyEventTap::start(Handler handler) {
 }
 
 bool X11KeyEventTap::connect() {
-    control_ = openDisplay();
-    data_ = openDisplay();
+    control_ = xcb::connect();
+    data_ = xcb::connect();
     if (!control_ || !data_) return false;
     if (const auto* record = xcb_get_extension_data(control_, &xcb_record_id); !record || !record->present)
         return false;
@@ -176,19 +169,26 @@ bool X11KeyEventTap::loadState() {
 }
 
 void X11KeyEventTap::readXkbEvents() {
-    // Drained whole on every wake-up: the notifier fires once for everything already read.
+    // Drained whole on every wake-up: the notifier fires once for everything already read. A new
+    // layout arrives as a burst of notifies; the keymap is fetched once for all of them.
+    bool keymapChanged = false, layoutChanged = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(control_)) {
         if ((event->response_type & 0x7f) == xkbFirstEvent_) {
             const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event)[1];
             if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) {
-                loadKeymap();
+                keymapChanged = true;
             } else if (xkbType == XCB_XKB_STATE_NOTIFY) {
                 const auto* notify = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event);
-                if (xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_LOCKED) != notify->lockedGroup) loadState();
+                if (xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_LOCKED) != notify->lockedGroup)
+                    layoutChanged = true;
             }
         }
         std::free(event);
     }
+    if (keymapChanged)
+        loadKeymap();
+    else if (layoutChanged)
+        loadState();
     if (xcb_connection_has_error(control_)) xkbEvents_->setEnabled(false);
 }
 
@@ -203,14 +203,9 @@ void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
         const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_, key.keycode);
         std::array<char, 64> text{};
         xkb_state_key_get_utf8(state_, key.keycode, text.data(), text.size());
-        std::uint16_t xState = 0;
-        static constexpr std::array<const char*, 8> modifierNames{XKB_MOD_NAME_SHIFT, XKB_MOD_NAME_CAPS,
-                                                                  XKB_MOD_NAME_CTRL,  XKB_MOD_NAME_ALT,
-                                                                  XKB_MOD_NAME_NUM,   "Mod3",
-                                                                  XKB_MOD_NAME_LOGO,  "Mod5"};
-        for (std::size_t i = 0; i < modifierNames.size(); ++i)
-            if (xkb_state_mod_name_is_active(state_, modifierNames[i], XKB_STATE_MODS_EFFECTIVE) > 0)
-                xState |= static_cast<std::uint16_t>(1u << i);
+        // xkbcommon keeps the eight core modifiers at indices 0-7, in the order of the X state bits.
+        const auto xState =
+            static_cast<std::uint16_t>(xkb_state_serialize_mods(state_, XKB_STATE_MODS_EFFECTIVE) & 0xFF);
 
         // Auto-repeats are strokes of their own but must not press a modifier twice.
         if (!down_.test(key.keycode)) xkb_state_update_key(state_, key.keycode, XKB_KEY_DOWN);

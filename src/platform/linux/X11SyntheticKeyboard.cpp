@@ -1,5 +1,7 @@
 #include "platform/linux/X11SyntheticKeyboard.h"
 
+#include "platform/linux/Xcb.h"
+
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
@@ -16,11 +18,7 @@ namespace {
 constexpr int lockIndex = 1;
 constexpr int mod2Index = 4;
 
-struct FreeReply {
-    void operator()(void* reply) const { std::free(reply); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeReply>;
+using xcb::Reply;
 
 bool isDown(const xcb_query_keymap_reply_t& keymap, std::uint8_t keycode) {
     return keymap.keys[keycode / 8] & (1u << (keycode % 8));
