@@ -21,16 +21,11 @@
 #include <thread>
 #include <vector>
 
+#include "BenchFigures.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
-}
+using namespace velko::bench;
 
 struct Request {
     std::uint8_t major;
@@ -192,14 +187,12 @@ int main(int argc, char** argv) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(900));  // past the restore and the rate limit
     }
-    std::printf("last key -> field asks for the pasted text: median %.1f ms (min %.1f, max %.1f)\n", median(toConvert),
-                toConvert.empty() ? 0 : *std::min_element(toConvert.begin(), toConvert.end()),
-                toConvert.empty() ? 0 : *std::max_element(toConvert.begin(), toConvert.end()));
+    std::printf("last key -> field asks for the pasted text: median %.1f ms (min %.1f, max %.1f)\n",
+                percentile(toConvert, 0.5), percentile(toConvert, 0), percentile(toConvert, 1));
     std::printf(
         "last key -> expansion drawn in the field:   median %.1f ms (min %.1f, max %.1f) over %zu rounds, "
         "%d lost\n",
-        median(toVisible), toVisible.empty() ? 0 : *std::min_element(toVisible.begin(), toVisible.end()),
-        toVisible.empty() ? 0 : *std::max_element(toVisible.begin(), toVisible.end()), toVisible.size(), lost);
+        percentile(toVisible, 0.5), percentile(toVisible, 0), percentile(toVisible, 1), toVisible.size(), lost);
     std::fflush(stdout);
     requests.detach();
     std::_Exit(0);

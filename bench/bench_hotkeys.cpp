@@ -15,15 +15,11 @@
 #include <thread>
 #include <vector>
 
+#include "BenchFigures.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    const auto index = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
-    return v[std::min(index, v.size() - 1)];
-}
+using namespace velko::bench;
 
 class Listener : public QObject {
     Q_OBJECT

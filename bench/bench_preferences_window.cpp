@@ -2,16 +2,16 @@
 // once (what "Preferences..." costs before the window can appear); and the memory a window holds.
 // Runs on any Qt platform; QT_QPA_PLATFORM=offscreen needs no display.
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <vector>
 
 #include "platform/linux/BundledImages.h"
 #include "platform/linux/QtPreferencesWindow.h"
+
+#include "BenchFigures.h"
 
 namespace {
 
@@ -44,12 +44,7 @@ void BM_BuildAndDrawWindow(benchmark::State& state) {
 }
 BENCHMARK(BM_BuildAndDrawWindow)->Unit(benchmark::kMillisecond);
 
-long residentKiB() {
-    std::ifstream statm("/proc/self/statm");
-    long pages = 0, resident = 0;
-    statm >> pages >> resident;
-    return resident * sysconf(_SC_PAGESIZE) / 1024;
-}
+long residentKiB() { return velko::bench::statusKiB("self", "VmRSS:"); }
 
 }  // namespace
 

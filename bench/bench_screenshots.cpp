@@ -19,9 +19,11 @@
 #include <string>
 #include <vector>
 
+#include "BenchFigures.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using namespace velko::bench;
 
 class CaptureListener : public QObject {
     Q_OBJECT
@@ -47,15 +49,6 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
-}
-
-long statusKiB(qint64 pid, const char* field) {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly)) return -1;
-    for (const auto& line : status.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(static_cast<int>(qstrlen(field))).trimmed().split(' ').first().toLong();
-    return -1;
 }
 
 // Starts a helper and waits until its watcher runs.
@@ -89,11 +82,6 @@ double cpuSeconds(qint64 pid) {
     if (fields.size() < 13) return -1;
     return static_cast<double>(fields[11].toLongLong() + fields[12].toLongLong()) /
            static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
 }
 
 }  // namespace
@@ -136,8 +124,7 @@ int main(int argc, char** argv) {
             latencies.push_back(std::chrono::duration<double>(listener.when.value(name) - t0).count());
         }
         std::printf("file appears -> notification: median %.2f s, min %.2f s, max %.2f s over %d captures\n",
-                    median(latencies), *std::min_element(latencies.begin(), latencies.end()),
-                    *std::max_element(latencies.begin(), latencies.end()), captures);
+                    percentile(latencies, 0.5), percentile(latencies, 0), percentile(latencies, 1), captures);
         process.terminate();
         process.waitForFinished(5000);
     }
@@ -146,7 +133,7 @@ int main(int argc, char** argv) {
     {
         QProcess process;
         if (!startHelper(process, helper)) return 1;
-        const long idle = statusKiB(process.processId(), "VmRSS:");
+        const long idle = statusKiB(std::to_string(process.processId()), "VmRSS:");
         const double cpuBefore = cpuSeconds(process.processId());
         std::vector<std::pair<QString, QString>> files;
         for (int i = 0; i < captures; ++i) {
@@ -166,7 +153,7 @@ int main(int argc, char** argv) {
         std::printf(
             "%d captures at once: %s in %.2f s, using %.1f s of CPU; helper memory %ld KiB idle, peak %ld KiB\n",
             captures, all ? "all announced" : "NOT all announced", total, cpuSeconds(process.processId()) - cpuBefore,
-            idle, statusKiB(process.processId(), "VmHWM:"));
+            idle, statusKiB(std::to_string(process.processId()), "VmHWM:"));
         process.terminate();
         process.waitForFinished(5000);
     }

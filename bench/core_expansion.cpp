@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <fstream>
 #include <random>
 #include <set>
 
@@ -12,6 +11,8 @@
 #include "Core/TextExpansionEngine.h"
 #include "fakes/FakeExpansionPlatform.h"
 #include "fakes/FakePlatform.h"
+
+#include "BenchFigures.h"
 
 namespace velko::test {
 namespace {
@@ -58,12 +59,7 @@ std::vector<std::string> makeStrokes() {
     return strokes;
 }
 
-long residentKiB() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
-    return 0;
-}
+long residentKiB() { return velko::bench::statusKiB("self", "VmRSS:"); }
 
 struct Engine {
     ImmediateQueue queue;
