@@ -45,13 +45,14 @@ start_bus() {
   wait_for "bus monitor" grep -q NameAcquired "$MONITOR_LOG"
 }
 
-# focus_key_window: a focused window whose key events xev writes to $WORK/xev.log, the way a
-# user's application would receive them.
+# focus_key_window: a focused window ($FOCUS_WINDOW) whose key events xev writes to
+# $WORK/xev.log, the way a user's application would receive them.
 focus_key_window() {
   xev -event keyboard -name velko-target >"$WORK/xev.log" 2>&1 &
   pids+=($!)
   wait_for "the target window" bash -c "xdotool search --name velko-target >/dev/null"
-  xdotool search --name velko-target windowfocus --sync >/dev/null
+  FOCUS_WINDOW="$(xdotool search --name velko-target | head -1)"
+  xdotool windowfocus --sync "$FOCUS_WINDOW"
 }
 
 start_helper() {

@@ -6,12 +6,7 @@ source "$(dirname "$0")/lib.sh"
 HERE="$(dirname "$0")"
 start_x
 start_bus
-xev -event keyboard -name velko-focus >/dev/null 2>&1 &
-pids+=($!)
-focus_window() { xdotool search --name velko-focus >/dev/null 2>&1; }
-wait_for "the user's window" focus_window
-FOCUS="$(xdotool search --name velko-focus | head -1)"
-xdotool windowfocus --sync "$FOCUS"
+focus_key_window
 
 start_helper
 wait_for "the helper" at_least 1 velko.helper.pong
@@ -65,7 +60,7 @@ WINDOW="$(visible_windows)"
 check_eq "the window is 380 x 460" "380x460" \
   "$(xwininfo -id "$WINDOW" | awk '/Width:/ {w=$2} /Height:/ {h=$2} END {print w "x" h}')"
 check "the window floats above normal windows" bash -c "xprop -id $WINDOW _NET_WM_STATE | grep -q ABOVE"
-check_eq "the user's window keeps the keyboard" "$FOCUS" "$(xdotool getwindowfocus)"
+check_eq "the user's window keeps the keyboard" "$FOCUS_WINDOW" "$(xdotool getwindowfocus)"
 
 # Chosen again while open: the same window, not a second one.
 click "Preferences..."
