@@ -31,8 +31,8 @@ void AbbreviationIndex::build(const std::vector<SnippetTrigger>& triggers) {
     }
 }
 
-const AbbreviationIndex::SnippetTrigger* AbbreviationIndex::longestMatch(const KeystrokeBuffer& buffer) const {
-    const SnippetTrigger* found = nullptr;
+AbbreviationIndex::Match AbbreviationIndex::longestMatch(const KeystrokeBuffer& buffer) const {
+    Match found;
     std::uint32_t node = root;
     for (std::size_t i = 0; i < buffer.size(); ++i) {
         const auto id = characterIds_.find(buffer.fromEnd(i).decomposed);
@@ -41,7 +41,7 @@ const AbbreviationIndex::SnippetTrigger* AbbreviationIndex::longestMatch(const K
         if (child == children_.end()) break;
         node = child->second;
         // Deeper is longer, so the last trigger met on the way wins.
-        if (triggerAtNode_[node] != none) found = &triggers_[static_cast<std::size_t>(triggerAtNode_[node])];
+        if (triggerAtNode_[node] != none) found = {&triggers_[static_cast<std::size_t>(triggerAtNode_[node])], i + 1};
     }
     return found;
 }

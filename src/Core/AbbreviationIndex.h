@@ -23,9 +23,13 @@ public:
     // Number of distinct abbreviations.
     std::size_t size() const { return triggers_.size(); }
 
+    struct Match {
+        const SnippetTrigger* trigger = nullptr;  // null when no abbreviation ends the buffer
+        std::size_t length = 0;                   // the abbreviation's length in characters
+    };
     // The trigger whose abbreviation ends the buffer in whole, canonically equivalent characters,
-    // the longest such abbreviation first; nullptr when none does.
-    const SnippetTrigger* longestMatch(const KeystrokeBuffer& buffer) const;
+    // the longest such abbreviation first.
+    Match longestMatch(const KeystrokeBuffer& buffer) const;
 
 private:
     static constexpr std::uint32_t root = 0;

@@ -30,7 +30,6 @@ public:
 
     // Malformed UTF-8 becomes U+FFFD. Without ICU's break data every code point is a character.
     std::vector<Character> split(std::string_view utf8);
-    std::size_t count(std::string_view utf8) { return split(utf8).size(); }
 
 private:
     std::unique_ptr<icu::BreakIterator> breaker_;

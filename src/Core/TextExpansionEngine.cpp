@@ -80,20 +80,19 @@ void TextExpansionEngine::handleCharacter(const std::string& characters) {
         return;
     }
     buffer_.append(characters);
-    if (const SnippetTrigger* trigger = triggers_.longestMatch(buffer_)) {
-        expand(*trigger);
+    if (const auto match = triggers_.longestMatch(buffer_); match.trigger) {
+        expand(*match.trigger, match.length);
         buffer_.clear();
     }
 }
 
-void TextExpansionEngine::expand(const SnippetTrigger& trigger) {
+void TextExpansionEngine::expand(const SnippetTrigger& trigger, std::size_t typedLength) {
     const std::int64_t savedChangeCount = pasteboard_.changeCount();
     Snapshot snapshot = pasteboard_.items();
     // Before anything is written, so {clipboard} still sees the user's own text.
     std::string text = processDynamicVariables(trigger.expansion);
 
-    const std::size_t erase = splitter_.count(trigger.abbreviation);
-    for (std::size_t i = 0; i < erase; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
+    for (std::size_t i = 0; i < typedLength; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
 
     mainQueue_.asyncAfter(pasteDelay,
                           [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {

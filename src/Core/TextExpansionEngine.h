@@ -23,9 +23,8 @@ class UserSession;
 class TextExpansionEngine {
 public:
     using SnippetTrigger = SharedDataReader::SnippetTrigger;
-    using SavedPasteboardItem = PasteboardItem;
     // Absent when the pasteboard could not be read: nothing is restored then.
-    using Snapshot = std::optional<std::vector<SavedPasteboardItem>>;
+    using Snapshot = std::optional<std::vector<PasteboardItem>>;
 
     TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap, Pasteboard& pasteboard,
                         UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue);
@@ -46,7 +45,8 @@ public:
 
 private:
     void handleCharacter(const std::string& characters);
-    void expand(const SnippetTrigger& trigger);
+    // typedLength: the abbreviation's characters as typed, each erased with one Backspace.
+    void expand(const SnippetTrigger& trigger, std::size_t typedLength);
     std::string processDynamicVariables(const std::string& text);
     void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
     void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
@@ -62,7 +62,6 @@ private:
 
     KeystrokeBuffer buffer_{maxBufferLength};
     AbbreviationIndex triggers_;
-    CharacterSplitter splitter_;
 };
 
 }  // namespace velko

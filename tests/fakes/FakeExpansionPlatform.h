@@ -51,7 +51,6 @@ public:
     static PasteboardItem textItem(const std::string& text) {
         return {{{"text/plain", Bytes(text.begin(), text.end())}}};
     }
-    std::optional<std::string> text() { return string(); }
 
     std::int64_t count = 0;
     std::optional<std::vector<PasteboardItem>> contents = std::vector<PasteboardItem>{};

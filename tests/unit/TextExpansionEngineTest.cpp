@@ -248,12 +248,12 @@ TEST_F(TextExpansionEngineTest, EraseAtOncePasteAfterFiftyMillisecondsRestoreHal
     clock.advance(0.049);
     EXPECT_TRUE(pasteboard.log.empty());
     clock.advance(0.001);
-    EXPECT_EQ(pasteboard.text(), "Best regards");
+    EXPECT_EQ(pasteboard.string(), "Best regards");
     EXPECT_EQ(pastes(), 1);
     EXPECT_EQ(keyboard.events.back(), (FakeKeyboard::Event{KeyCodes::v, Flags::command, false}));
 
     clock.advance(0.499);
-    EXPECT_EQ(pasteboard.text(), "Best regards");
+    EXPECT_EQ(pasteboard.string(), "Best regards");
     clock.advance(0.001);
     ASSERT_TRUE(pasteboard.contents);
     EXPECT_EQ(*pasteboard.contents, (std::vector<PasteboardItem>{FakePasteboard::textItem("mine"), image}));
@@ -267,13 +267,13 @@ TEST_F(TextExpansionEngineTest, RestoreLeavesACopyMadeMeanwhileAlone) {
     clock.advance(0.3);
     pasteboard.userCopies({FakePasteboard::textItem("new")});
     clock.advance(1);
-    EXPECT_EQ(pasteboard.text(), "new");
+    EXPECT_EQ(pasteboard.string(), "new");
 
     // A copy between the match and the paste step also counts.
     typeEach(";sig");
     pasteboard.userCopies({image});
     clock.advance(1);
-    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+    EXPECT_EQ(pasteboard.string(), "EXPANDED");
 }
 
 TEST_F(TextExpansionEngineTest, AbsentSnapshotKeepsTheTextEmptyOneEndsEmpty) {
@@ -281,7 +281,7 @@ TEST_F(TextExpansionEngineTest, AbsentSnapshotKeepsTheTextEmptyOneEndsEmpty) {
     pasteboard.contents = std::nullopt;  // unreadable
     typeEach(";sig");
     clock.advance(1);
-    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+    EXPECT_EQ(pasteboard.string(), "EXPANDED");
 
     pasteboard.contents = std::vector<PasteboardItem>{};  // readable, nothing on it
     typeEach(";sig");
@@ -300,9 +300,9 @@ TEST_F(TextExpansionEngineTest, PasteDroppedByTheRateLimitStillRestores) {
     clock.advance(0.04);
     EXPECT_EQ(backspaces(), 4);
     EXPECT_EQ(pastes(), 1);  // only the request's
-    EXPECT_EQ(pasteboard.text(), "EXPANDED");
+    EXPECT_EQ(pasteboard.string(), "EXPANDED");
     clock.advance(0.5);
-    EXPECT_EQ(pasteboard.text(), "mine");
+    EXPECT_EQ(pasteboard.string(), "mine");
 }
 
 TEST_F(TextExpansionEngineTest, PlaceholdersAreFilledInOrderOnTheGrowingText) {

@@ -68,20 +68,16 @@ bool X11KeyEventTap::start(Handler handler) {
     xkbEvents_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(control_), QSocketNotifier::Read);
     QObject::connect(xkbEvents_.get(), &QSocketNotifier::activated, [this] { readXkbEvents(); });
 
-    std::uint32_t context = 0;
-    {
-        context = xcb_generate_id(control_);
-        xcb_record_range_t range{};
-        range.device_events.first = XCB_KEY_PRESS;
-        range.device_events.last = XCB_KEY_RELEASE;
-        const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
-        if (auto* error = xcb_request_check(
-                control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range))) {
-            std::free(error);
-            std::fputs("velko-helper: cannot watch the keyboard (RECORD refused a context)\n", stderr);
-            close();
-            return false;
-        }
+    const std::uint32_t context = xcb_generate_id(control_);
+    xcb_record_range_t range{};
+    range.device_events.first = XCB_KEY_PRESS;
+    range.device_events.last = XCB_KEY_RELEASE;
+    const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
+    if (xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
+            control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range))}) {
+        std::fputs("velko-helper: cannot watch the keyboard (RECORD refused a context)\n", stderr);
+        close();
+        return false;
     }
     const auto cookie = xcb_record_enable_context(data_, context);
     // The first reply says that recording has begun: from here on no stroke is missed.
