@@ -58,9 +58,6 @@ public:
     void perform(MenuAction action) override;
     void perform(ButtonAction action) override;
 
-    // The values the preferences window shows, read now, in the order the window reads them.
-    PreferencesWindowModel::Inputs preferencesInputs();
-
     HelperStatusBarController* statusBar() { return statusBar_.get(); }
     Window* preferencesWindow() { return preferencesWindow_.get(); }
 
@@ -68,6 +65,8 @@ public:
     static constexpr double heartbeatInterval = 5.0;
 
 private:
+    // The values the preferences window shows, read now, in the order the window reads them.
+    PreferencesWindowModel::Inputs preferencesInputs();
     void heartbeat();
     void openWebsite();
     void openAccessibility();

@@ -21,26 +21,20 @@
 #include "platform/linux/TrayIconEngine.h"
 
 namespace velko {
+namespace {
 
-QtStatusBar::QtStatusBar() {
-    retry_.setInterval(2000);
-    QObject::connect(&retry_, &QTimer::timeout, [this] {
-        if (showWhenATrayIsThere()) retry_.stop();
-    });
-}
+constexpr const char* themeIconName = "velko-helper-symbolic";
 
-QtStatusBar::~QtStatusBar() {
-    if (menu_) delete menu_.data();
-}
-
-QIcon QtStatusBar::bundledIcon(const std::string& symbolName) {
+// The bundled symbol, drawn sharp at whatever size a tray asks for.
+QIcon bundledIcon(const std::string& symbolName) {
     if (!BundledImages::has(symbolName)) return {};
     // Drawn in the text colour of the desktop's palette, so it reads on light and dark panels.
     const QColor ink = QGuiApplication::palette().color(QPalette::Active, QPalette::WindowText);
     return QIcon(new TrayIconEngine(symbolName, QString::fromLatin1(themeIconName), ink));
 }
 
-bool QtStatusBar::statusNotifierHostPresent() {
+// A StatusNotifierItem host is registered on the session bus.
+bool statusNotifierHostPresent() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) return false;
     auto message = QDBusMessage::createMethodCall(
@@ -53,7 +47,8 @@ bool QtStatusBar::statusNotifierHostPresent() {
     return reply.arguments().first().value<QDBusVariant>().variant().toBool();
 }
 
-bool QtStatusBar::xembedTrayPresent() {
+// An XEmbed tray owns its selection on the display.
+bool xembedTrayPresent() {
     xcb_connection_t* c = xcb::qtConnection();
     if (!c) return false;
     int screen = 0;
@@ -67,6 +62,19 @@ bool QtStatusBar::xembedTrayPresent() {
     xcb::Reply<xcb_get_selection_owner_reply_t> owner{
         xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, name), nullptr)};
     return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
+}  // namespace
+
+QtStatusBar::QtStatusBar() {
+    retry_.setInterval(2000);
+    QObject::connect(&retry_, &QTimer::timeout, [this] {
+        if (showWhenATrayIsThere()) retry_.stop();
+    });
+}
+
+QtStatusBar::~QtStatusBar() {
+    if (menu_) delete menu_.data();
 }
 
 bool QtStatusBar::createItem(const std::string& symbolName, const std::string& accessibilityDescription, int) {

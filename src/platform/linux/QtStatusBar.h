@@ -23,15 +23,6 @@ public:
     bool createItem(const std::string& symbolName, const std::string& accessibilityDescription, int iconSize) override;
     void setMenu(const MenuModel& menu, MenuTarget& target) override;
 
-    // The bundled symbol, drawn sharp at whatever size a tray asks for.
-    static QIcon bundledIcon(const std::string& symbolName);
-    // A StatusNotifierItem host is registered on the session bus, or an XEmbed tray owns its
-    // selection on the display.
-    static bool statusNotifierHostPresent();
-    static bool xembedTrayPresent();
-
-    static inline const char* const themeIconName = "velko-helper-symbolic";
-
 private:
     bool showWhenATrayIsThere();
 

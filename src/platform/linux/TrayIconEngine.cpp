@@ -9,8 +9,6 @@ namespace velko {
 TrayIconEngine::TrayIconEngine(std::string symbolName, QString themeName, QColor ink)
     : symbolName_(std::move(symbolName)), themeName_(std::move(themeName)), ink_(ink) {}
 
-QList<QSize> TrayIconEngine::standardSizes() { return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {48, 48}, {64, 64}}; }
-
 QPixmap TrayIconEngine::scaledPixmap(const QSize& size, QIcon::Mode mode, QIcon::State, qreal scale) {
     QColor ink = ink_;
     if (mode == QIcon::Disabled) ink.setAlphaF(ink.alphaF() * 0.4);
@@ -32,7 +30,10 @@ void TrayIconEngine::paint(QPainter* painter, const QRect& rect, QIcon::Mode mod
         image);
 }
 
-QList<QSize> TrayIconEngine::availableSizes(QIcon::Mode, QIcon::State) { return standardSizes(); }
+// The sizes handed to hosts that take pixmaps (StatusNotifierItem's IconPixmap).
+QList<QSize> TrayIconEngine::availableSizes(QIcon::Mode, QIcon::State) {
+    return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {48, 48}, {64, 64}};
+}
 
 QString TrayIconEngine::iconName() { return QIcon::hasThemeIcon(themeName_) ? themeName_ : QString(); }
 

@@ -21,9 +21,6 @@ public:
     QString key() const override;
     QIconEngine* clone() const override;
 
-    // The sizes handed to hosts that take pixmaps (StatusNotifierItem's IconPixmap).
-    static QList<QSize> standardSizes();
-
 private:
     std::string symbolName_;
     QString themeName_;
