@@ -1,6 +1,5 @@
 #include "platform/linux/PosixCaptureFiles.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,13 +24,6 @@ FileLook::Writers writersOf(const std::string& path) {
     return *writers ? FileLook::Writers::some : FileLook::Writers::none;
 }
 
-// ".<name>.tmp-" and 16 hexadecimal digits: what SafeFile names its temporary files.
-bool isTemporaryName(std::string_view name) {
-    const auto mark = name.rfind(".tmp-");
-    if (name.empty() || name.front() != '.' || mark == std::string_view::npos || name.size() - mark != 21) return false;
-    return name.substr(mark + 5).find_first_not_of("0123456789abcdef") == std::string_view::npos;
-}
-
 }  // namespace
 
 void PosixCaptureFiles::sweepOnce(const std::string& directory) {
@@ -39,13 +31,7 @@ void PosixCaptureFiles::sweepOnce(const std::string& directory) {
         std::lock_guard lock(mutex_);
         if (!swept_.insert(directory).second) return;
     }
-    DIR* dir = ::opendir(directory.c_str());
-    if (!dir) return;
-    int removed = 0;
-    while (const dirent* entry = ::readdir(dir))
-        if (isTemporaryName(entry->d_name) && ::unlinkat(::dirfd(dir), entry->d_name, 0) == 0) ++removed;
-    ::closedir(dir);
-    if (removed > 0)
+    if (const int removed = SafeFile::removeTemporaryFiles(directory); removed > 0)
         std::fprintf(stderr, "velko-helper: removed %d unfinished copies left in %s\n", removed, directory.c_str());
 }
 

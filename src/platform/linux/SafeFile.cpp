@@ -1,5 +1,6 @@
 #include "platform/linux/SafeFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -99,13 +100,25 @@ std::string replacementTarget(const std::string& path) {
     return target;
 }
 
+// Temporary files are ".<base>.tmp-" and 16 lower-case hexadecimal digits.
+constexpr std::string_view temporaryMark = ".tmp-";
+constexpr std::size_t temporarySuffixLength = 16;
+
+bool isTemporaryName(std::string_view name) {
+    const auto mark = name.rfind(temporaryMark);
+    if (name.empty() || name.front() != '.' || mark == std::string_view::npos ||
+        name.size() - mark != temporaryMark.size() + temporarySuffixLength)
+        return false;
+    return name.substr(mark + temporaryMark.size()).find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
 // A new, empty file beside the others in dir under a hidden unique name; -1 with error on failure.
 int createTemporary(const std::string& dir, const std::string& base, mode_t mode, std::string* temp,
                     std::string* error) {
     for (int attempt = 0; attempt < 100; ++attempt) {
-        char suffix[17];
+        char suffix[temporarySuffixLength + 1];
         std::snprintf(suffix, sizeof suffix, "%016llx", static_cast<unsigned long long>(uniqueSuffix()));
-        *temp = dir + "/." + base + ".tmp-" + suffix;
+        *temp = dir + "/." + base + std::string(temporaryMark) + suffix;
         const int fd = ::open(temp->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
         if (fd >= 0) return fd;
         if (errno != EEXIST) {
@@ -260,6 +273,16 @@ std::optional<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& sou
     if (::fsync(out.get()) != 0) return abandon(false, errno, "cannot sync " + temp);
     if (::close(out.release()) != 0 && errno != EINTR) return abandon(false, errno, "cannot close " + temp);
     return Copy{temp, total};
+}
+
+int SafeFile::removeTemporaryFiles(const std::string& directory) {
+    DIR* dir = ::opendir(directory.c_str());
+    if (!dir) return 0;
+    int removed = 0;
+    while (const dirent* entry = ::readdir(dir))
+        if (isTemporaryName(entry->d_name) && ::unlinkat(::dirfd(dir), entry->d_name, 0) == 0) ++removed;
+    ::closedir(dir);
+    return removed;
 }
 
 std::optional<bool> SafeFile::hasWriters(int fd) {

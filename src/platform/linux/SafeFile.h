@@ -45,6 +45,9 @@ public:
     // not a regular file).
     static std::optional<bool> hasWriters(int fd);
 
+    // Removes the temporary files an interrupted write or copy left in directory; how many.
+    static int removeTemporaryFiles(const std::string& directory);
+
     // Renames from to to, unless something already exists at to; false with error otherwise.
     static bool renameWithoutReplacing(const std::string& from, const std::string& to, std::string* error = nullptr);
 
