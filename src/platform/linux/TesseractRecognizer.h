@@ -1,13 +1,9 @@
 #pragma once
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 #include "platform/TextRecognizer.h"
+#include "platform/linux/WorkerThread.h"
 
 namespace velko {
 
@@ -30,21 +26,11 @@ public:
     static constexpr long long maxPixels = 100'000'000;
 
 private:
-    struct Job {
-        std::string path;
-        Completion done;
-    };
-    void run();
+    void recognize(const std::string& imagePath, const Completion& done);
     static bool cancelRequested(void* self, int words);
 
-    const std::size_t maxRecognizers_;
-    std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<Job> jobs_;
-    std::vector<std::thread> threads_;
-    std::size_t idle_ = 0;
-    bool stopping_ = false;
     std::atomic<bool> cancel_{false};
+    WorkerThread pool_;  // last, so that its threads end while cancel_ still exists
 };
 
 }  // namespace velko
