@@ -5,21 +5,20 @@ namespace velko {
 namespace {
 struct Entry {
     NamedColor color;
-    std::string_view name;
     Rgba rgba;
 };
 
 // Label colours are black at falling opacity so they read on any light background.
 constexpr Entry table[] = {
-    {NamedColor::labelColor, "labelColor", {0, 0, 0, 217}},
-    {NamedColor::secondaryLabelColor, "secondaryLabelColor", {0, 0, 0, 128}},
-    {NamedColor::tertiaryLabelColor, "tertiaryLabelColor", {0, 0, 0, 66}},
-    {NamedColor::windowBackgroundColor, "windowBackgroundColor", {236, 236, 236, 255}},
-    {NamedColor::controlBackgroundColor, "controlBackgroundColor", {255, 255, 255, 255}},
-    {NamedColor::separatorColor, "separatorColor", {0, 0, 0, 26}},
-    {NamedColor::systemGreenColor, "systemGreenColor", {40, 205, 65, 255}},
-    {NamedColor::systemOrangeColor, "systemOrangeColor", {255, 149, 0, 255}},
-    {NamedColor::systemBlueColor, "systemBlueColor", {0, 122, 255, 255}},
+    {NamedColor::labelColor, {0, 0, 0, 217}},
+    {NamedColor::secondaryLabelColor, {0, 0, 0, 128}},
+    {NamedColor::tertiaryLabelColor, {0, 0, 0, 66}},
+    {NamedColor::windowBackgroundColor, {236, 236, 236, 255}},
+    {NamedColor::controlBackgroundColor, {255, 255, 255, 255}},
+    {NamedColor::separatorColor, {0, 0, 0, 26}},
+    {NamedColor::systemGreenColor, {40, 205, 65, 255}},
+    {NamedColor::systemOrangeColor, {255, 149, 0, 255}},
+    {NamedColor::systemBlueColor, {0, 122, 255, 255}},
 };
 
 const Entry& entryFor(NamedColor color) {
@@ -30,6 +29,5 @@ const Entry& entryFor(NamedColor color) {
 }  // namespace
 
 Rgba NamedColors::rgba(NamedColor color) { return entryFor(color).rgba; }
-std::string_view NamedColors::name(NamedColor color) { return entryFor(color).name; }
 
 }  // namespace velko

@@ -1,6 +1,5 @@
 #pragma once
 #include <cstdint>
-#include <string_view>
 
 namespace velko {
 
@@ -29,7 +28,6 @@ struct Rgba {
 class NamedColors {
 public:
     static Rgba rgba(NamedColor color);
-    static std::string_view name(NamedColor color);
 };
 
 }  // namespace velko

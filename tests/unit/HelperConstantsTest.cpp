@@ -50,19 +50,6 @@ TEST(PongPayload, DecodingIsStrictAboutKeysAndTypesButIgnoresExtras) {
     EXPECT_FALSE(Pong::fromJson("{"));
 }
 
-TEST(HelperConstants, NamesOnTheWire) {
-    using N = HelperConstants::Notification;
-    EXPECT_EQ(N::hotkeyActivated, "helper.hotkey.activated");
-    EXPECT_EQ(N::ping, "velko.helper.ping");
-    EXPECT_EQ(N::pong, "velko.helper.pong");
-    EXPECT_EQ(N::pasteNow, "velko.paste.now");
-    EXPECT_EQ(N::pastePlain, "velko.paste.plain");
-    EXPECT_EQ(N::pasteMatch, "velko.paste.match");
-    EXPECT_EQ(N::expansionTrigger, "velko.expansion.trigger");
-    EXPECT_EQ(N::screenshotCaptured, "velko.screenshot.captured");
-    EXPECT_EQ(N::helperDegraded, "velko.helper.degraded");
-}
-
 TEST(HelperConstants, StagingLocationIsCreatedAndReturnedEvenWhenCreationFails) {
     FakeFileSystem fs;
     const std::string expected = "/home/ada/Library/Group Containers/group.app.velko/pending_screenshots";

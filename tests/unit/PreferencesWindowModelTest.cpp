@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
-#include "Views/NamedColors.h"
 #include "Views/PreferencesWindowModel.h"
 
 namespace velko::test {
@@ -54,50 +52,6 @@ TEST(PreferencesWindowLayout, TrustedAndUntrustedPositions) {
             // The button lies between the two rows and inside the card.
             EXPECT_GE(access.button->frame->y, access.status.frame.y + access.status.frame.height);
             EXPECT_LE(access.button->frame->y + access.button->frame->height, m.statusCard.rows[1].top);
-        }
-    }
-}
-
-TEST(PreferencesWindowLayout, WindowHeaderAndButtonRow) {
-    const auto m = Model::build(inputs(true));
-    EXPECT_EQ(m.window.title, "Velko Helper");
-    EXPECT_EQ(std::pair(m.window.contentWidth, m.window.contentHeight), std::pair(380.0, 460.0));
-    EXPECT_FALSE(m.window.resizable || m.window.miniaturizable);
-    EXPECT_TRUE(m.window.floating && m.window.closable);
-    EXPECT_EQ(m.appIcon, (ImageView{"AppIcon", {158, 12, 64, 64}}));
-    EXPECT_EQ(m.title, (Label{"Velko Helper",
-                              {16, 84, 348, 22},
-                              {16, FontWeight::semibold},
-                              NamedColor::labelColor,
-                              TextAlignment::center}));
-    EXPECT_EQ(m.version, (Label{"Version 2.4.1",
-                                {16, 106, 348, 16},
-                                {11, FontWeight::regular},
-                                NamedColor::secondaryLabelColor,
-                                TextAlignment::center}));
-    // Website first, then the same action as "Grant Access...".
-    ASSERT_EQ(m.buttonRow.buttons.size(), 2u);
-    EXPECT_EQ(m.buttonRow.buttons[0].title, "Website");
-    EXPECT_EQ(m.buttonRow.buttons[0].action, ButtonAction::openWebsite);
-    EXPECT_EQ(m.buttonRow.buttons[1].title, "System Permissions");
-    EXPECT_EQ(m.buttonRow.buttons[1].action, ButtonAction::openAccessibility);
-    EXPECT_EQ(m.buttonRow.spacing, 8);
-}
-
-TEST(PreferencesWindowLayout, EveryRowHasTheSameShapeAtItsTop) {
-    const auto m = Model::build(inputs(false));
-    for (const Card* card : {&m.statusCard, &m.featuresCard}) {
-        for (const auto& row : card->rows) {
-            const double r = row.top;
-            EXPECT_EQ(row.icon.frame, (Rect{14, r + 2, 20, 20}));
-            EXPECT_EQ(row.icon.pointSize, 14);
-            EXPECT_EQ(row.icon.weight, FontWeight::medium);
-            EXPECT_EQ(row.title.frame, (Rect{42, r + 3, 180, 18}));
-            EXPECT_EQ(row.title.font, (Font{12, FontWeight::regular}));
-            EXPECT_EQ(row.title.color, NamedColor::labelColor);
-            EXPECT_EQ(row.status.frame, (Rect{208, r + 3, 120, 18}));
-            EXPECT_EQ(row.status.font, (Font{11, FontWeight::medium}));
-            EXPECT_EQ(row.status.alignment, TextAlignment::right);
         }
     }
 }
@@ -172,28 +126,6 @@ TEST(PreferencesWindowContent, VersionFallsBackWhenTheBundleHasNone) {
     EXPECT_EQ(Model::build(in).version.text, "Version 1.0.0");
     in.bundleVersion = "3.0";
     EXPECT_EQ(Model::build(in).version.text, "Version 3.0");
-}
-
-TEST(NamedColorTable, EveryColourHasItsOwnEntry) {
-    const NamedColor all[] = {NamedColor::labelColor,
-                              NamedColor::secondaryLabelColor,
-                              NamedColor::tertiaryLabelColor,
-                              NamedColor::windowBackgroundColor,
-                              NamedColor::controlBackgroundColor,
-                              NamedColor::separatorColor,
-                              NamedColor::systemGreenColor,
-                              NamedColor::systemOrangeColor,
-                              NamedColor::systemBlueColor};
-    std::set<std::string> names;
-    for (auto c : all) names.insert(std::string(NamedColors::name(c)));
-    EXPECT_EQ(names.size(), std::size(all));
-    EXPECT_EQ(NamedColors::name(NamedColor::tertiaryLabelColor), "tertiaryLabelColor");
-    // Label colours fade in order, so "Off" reads weaker than "Not detected"'s icon.
-    EXPECT_GT(NamedColors::rgba(NamedColor::labelColor).alpha,
-              NamedColors::rgba(NamedColor::secondaryLabelColor).alpha);
-    EXPECT_GT(NamedColors::rgba(NamedColor::secondaryLabelColor).alpha,
-              NamedColors::rgba(NamedColor::tertiaryLabelColor).alpha);
-    EXPECT_EQ(NamedColors::rgba(NamedColor::windowBackgroundColor).alpha, 255);
 }
 
 }  // namespace
