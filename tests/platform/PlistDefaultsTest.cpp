@@ -257,21 +257,6 @@ TEST_F(SharedSuite, UnusableFilesReadAsEmptyAndSaySoOnce) {
     }
 }
 
-TEST_F(SharedSuite, NodesThatAreNotFilesReadAsEmptyWithoutBlocking) {
-    fs::create_directories(fs::path(suiteFile).parent_path());
-    // A FIFO nobody writes to: the test would hang here if the open blocked.
-    ASSERT_EQ(::mkfifo(suiteFile.c_str(), 0600), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(readKey("k"), std::nullopt);
-    EXPECT_EQ(lines(testing::internal::GetCapturedStderr()).size(), 1u);
-
-    ASSERT_EQ(::unlink(suiteFile.c_str()), 0);
-    ASSERT_EQ(::mkdir(suiteFile.c_str(), 0700), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(readKey("k"), std::nullopt);
-    EXPECT_EQ(lines(testing::internal::GetCapturedStderr()).size(), 1u);
-}
-
 TEST_F(SharedSuite, HostileStructuresAreRefusedBeforeLibplistSeesThem) {
     // Within the limits, the same shapes load, so the refusals below are about size alone.
     for (const auto& [name, text] :
@@ -299,14 +284,6 @@ TEST_F(SharedSuite, HostileStructuresAreRefusedBeforeLibplistSeesThem) {
         ASSERT_EQ(said.size(), 1u);
         EXPECT_EQ(said[0].rfind("velko-helper: ", 0), 0u);
     }
-}
-
-TEST_F(SharedSuite, FilesPastTheCapReadAsEmpty) {
-    writeFile(suiteFile, "");
-    ASSERT_EQ(::truncate(suiteFile.c_str(), static_cast<off_t>(PlistFile::maxFileBytes) + 1), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(readKey("k"), std::nullopt);
-    EXPECT_EQ(lines(testing::internal::GetCapturedStderr()).size(), 1u);
 }
 
 TEST_F(SharedSuite, TenMegabyteValueLoadsInBothFormats) {
@@ -347,15 +324,6 @@ TEST_F(SharedSuite, OpenSuiteSeesLaterReplacementsOfTheFile) {
     ::unlink(suiteFile.c_str());
     EXPECT_EQ(suite->data("k"), std::nullopt);
     EXPECT_EQ(lines(testing::internal::GetCapturedStderr()).size(), 1u);
-}
-
-TEST_F(SharedSuite, SymlinkedFileIsRead) {
-    Plist root(plist_new_dict());
-    setData(root.get(), "k", bytesOf("v"));
-    writeFile(home / "elsewhere.plist", encode(root.get(), true));
-    fs::create_directories(fs::path(suiteFile).parent_path());
-    fs::create_symlink(home / "elsewhere.plist", suiteFile);
-    EXPECT_EQ(readKey("k"), bytesOf("v"));
 }
 
 TEST_F(SharedSuite, RefusesNamesThatAreNotOneFileName) {
