@@ -7,10 +7,7 @@
 #include <random>
 #include <set>
 
-#include "Core/KeystrokeInjector.h"
-#include "Core/TextExpansionEngine.h"
 #include "fakes/FakeExpansionPlatform.h"
-#include "fakes/FakePlatform.h"
 
 #include "BenchFigures.h"
 
@@ -61,19 +58,7 @@ std::vector<std::string> makeStrokes() {
 
 long residentKiB() { return velko::bench::statusKiB("self", "VmRSS:"); }
 
-struct Engine {
-    ImmediateQueue queue;
-    FakeKeyboard keyboard;
-    KeystrokeInjector injector{queue, keyboard};
-    FakeTrust trust{true};
-    FakeFileSystem fs;
-    FakeDefaults defaults;
-    SharedDataReader reader{fs, defaults};
-    FakeKeyEventTap tap;
-    FakePasteboard pasteboard;
-    FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, queue};
-
+struct Engine : ExpansionRig<ImmediateQueue> {
     explicit Engine(std::size_t triggers) {
         reader.snippetTriggers = makeTriggers(triggers);
         engine.start();

@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "Core/KeystrokeInjector.h"
+#include "Core/TextExpansionEngine.h"
+#include "fakes/FakePlatform.h"
 #include "platform/KeyEventTap.h"
 #include "platform/Pasteboard.h"
 #include "platform/UserSession.h"
@@ -75,6 +78,23 @@ public:
     double now = 1794837900.0;  // 2026-11-16 14:05 UTC
     std::string locale = "en_US";
     std::string zone = "UTC";
+};
+
+// The engine on fakes. Queue is its clock and main queue in one: virtual for tests, immediate for
+// benchmarks.
+template <class Queue>
+struct ExpansionRig {
+    Queue clock;
+    FakeKeyboard keyboard;
+    KeystrokeInjector injector{clock, keyboard};
+    FakeTrust trust{true};
+    FakeFileSystem fs;
+    FakeDefaults defaults;
+    SharedDataReader reader{fs, defaults};
+    FakeKeyEventTap tap;
+    FakePasteboard pasteboard;
+    FakeUserSession session;
+    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, clock};
 };
 
 }  // namespace velko::test

@@ -2,10 +2,7 @@
 
 #include <regex>
 
-#include "Core/KeystrokeInjector.h"
-#include "Core/TextExpansionEngine.h"
 #include "fakes/FakeExpansionPlatform.h"
-#include "fakes/FakePlatform.h"
 #include "fakes/VirtualClock.h"
 
 namespace velko::test {
@@ -18,19 +15,7 @@ const std::string returnKey = "\r";
 const std::string upArrow = "\xEF\x9C\x80";  // U+F700
 const PasteboardItem image{{{"image/png", Bytes{0x89, 'P', 'N', 'G'}}, {"text/uri-list", Bytes{'f', ':', '/'}}}};
 
-struct TextExpansionEngineTest : ::testing::Test {
-    VirtualClock clock;
-    FakeKeyboard keyboard;
-    KeystrokeInjector injector{clock, keyboard};
-    FakeTrust trust{true};
-    FakeFileSystem fs;
-    FakeDefaults defaults;
-    SharedDataReader reader{fs, defaults};
-    FakeKeyEventTap tap;
-    FakePasteboard pasteboard;
-    FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, clock};
-
+struct TextExpansionEngineTest : ::testing::Test, ExpansionRig<VirtualClock> {
     void start(std::vector<Trigger> triggers) {
         reader.snippetTriggers = std::move(triggers);
         engine.start();
