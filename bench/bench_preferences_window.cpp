@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/linux/BundledImages.h"
-#include "platform/linux/QtPreferencesWindow.h"
+#include "qt/BundledImages.h"
+#include "qt/QtPreferencesWindow.h"
 
 #include "BenchFigures.h"
 

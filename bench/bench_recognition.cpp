@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "Core/ScreenshotWatcher.h"
-#include "platform/linux/TesseractRecognizer.h"
+#include "ocr/TesseractRecognizer.h"
 
 namespace {
 

@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "Views/HelperStatusBarController.h"
+#include "Views/MenuModel.h"
+#include "Views/PreferencesWindowModel.h"
 #include "platform/StatusBar.h"
 #include "platform/WindowSystem.h"
 

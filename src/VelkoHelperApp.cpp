@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "HelperAppDelegate.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/SingleInstance.h"
-#include "platform/linux/UnixSignalWatcher.h"
+#include "dbus/SingleInstance.h"
+#include "qt/UnixSignalWatcher.h"
+#include "session/LinuxPlatform.h"
 
 int main(int argc, char** argv) {
     velko::LinuxPlatform::chooseQtPlatform();

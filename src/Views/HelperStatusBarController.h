@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 
+#include "Views/MenuModel.h"
 #include "platform/StatusBar.h"
 
 namespace velko {

@@ -19,6 +19,9 @@
 #include "platform/UserDefaults.h"
 #include "platform/UserSession.h"
 #include "platform/WindowSystem.h"
+
+#include <cstdio>
+#include <cstdlib>
 #include "platform/Workspace.h"
 
 namespace velko {
@@ -48,9 +51,28 @@ struct Platform {
     TextRecognizer* textRecognizer = nullptr;
     WindowSystem* windows = nullptr;
 
-    static void install(const Platform& platform);
+    static void install(const Platform& platform) {
+        slot() = platform;
+        installed() = true;
+    }
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.
-    static const Platform& current();
+    static const Platform& current() {
+        if (!installed()) {
+            std::fputs("velko-helper: a shared service was used before the platform was installed\n", stderr);
+            std::abort();
+        }
+        return slot();
+    }
+
+private:
+    static Platform& slot() {
+        static Platform platform;
+        return platform;
+    }
+    static bool& installed() {
+        static bool flag = false;
+        return flag;
+    }
 };
 
 }  // namespace velko

@@ -4,27 +4,9 @@
 
 namespace velko {
 
-// What a menu item runs; each names an action operation of the application delegate.
-enum class MenuAction { none, doPreferences, doPermissions, doQuit };
-
-struct MenuEntry {
-    bool separator = false;
-    std::string title;
-    MenuAction action = MenuAction::none;
-    bool targetsDelegate = false;
-    std::string keyEquivalent;  // one character with the primary modifier, or empty
-    bool enabled = false;
-
-    bool operator==(const MenuEntry&) const = default;
-};
-
-using MenuModel = std::vector<MenuEntry>;
-
-class MenuTarget {
-public:
-    virtual ~MenuTarget() = default;
-    virtual void perform(MenuAction action) = 0;
-};
+// The menu's model belongs to the views; the status bar only draws it.
+struct MenuEntry;
+class MenuTarget;
 
 class StatusBar {
 public:
@@ -33,7 +15,7 @@ public:
     virtual bool createItem(const std::string& symbolName, const std::string& accessibilityDescription,
                             int iconSize) = 0;
     // Replaces the item's whole menu; chosen entries are performed on target.
-    virtual void setMenu(const MenuModel& menu, MenuTarget& target) = 0;
+    virtual void setMenu(const std::vector<MenuEntry>& menu, MenuTarget& target) = 0;
 };
 
 }  // namespace velko

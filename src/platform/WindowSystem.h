@@ -1,9 +1,11 @@
 #pragma once
 #include <memory>
 
-#include "Views/PreferencesWindowModel.h"
-
 namespace velko {
+
+// The window's model belongs to the views; the window system only draws it.
+struct PreferencesWindowModel;
+class ButtonTarget;
 
 // A window built once from its model; closing it only hides it.
 class Window {

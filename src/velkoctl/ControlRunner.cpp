@@ -18,18 +18,18 @@
 #include <vector>
 
 #include "Core/AutoPasteRuleEngine.h"
-#include "Core/ControlOutput.h"
 #include "Core/HelperConstants.h"
-#include "Core/LinkClient.h"
 #include "Core/SharedDataReader.h"
 #include "Core/StagedScreenshot.h"
-#include "platform/linux/DBusNotificationCenter.h"
-#include "platform/linux/PlistFile.h"
-#include "platform/linux/PlistUserDefaults.h"
-#include "platform/linux/QtMainQueue.h"
-#include "platform/linux/SafeFile.h"
-#include "platform/linux/SteadyClock.h"
-#include "platform/linux/UnixSignalWatcher.h"
+#include "dbus/DBusNotificationCenter.h"
+#include "plist/PlistFile.h"
+#include "plist/PlistUserDefaults.h"
+#include "posix/SafeFile.h"
+#include "posix/SteadyClock.h"
+#include "qt/QtMainQueue.h"
+#include "qt/UnixSignalWatcher.h"
+#include "velkoctl/ControlOutput.h"
+#include "velkoctl/LinkClient.h"
 
 namespace velko {
 

@@ -2,8 +2,8 @@
 #include <memory>
 #include <string>
 
-#include "Core/ControlCommandLine.h"
 #include "platform/Types.h"
+#include "velkoctl/ControlCommandLine.h"
 
 namespace velko {
 

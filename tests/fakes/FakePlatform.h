@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "Views/MenuModel.h"
+#include "Views/PreferencesWindowModel.h"
 #include "platform/Platform.h"
 
 namespace velko::test {

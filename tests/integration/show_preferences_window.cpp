@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/linux/QtPreferencesWindow.h"
-#include "platform/linux/QtWindowSystem.h"
+#include "qt/QtPreferencesWindow.h"
+#include "qt/QtWindowSystem.h"
 
 namespace {
 struct Printer : velko::ButtonTarget {

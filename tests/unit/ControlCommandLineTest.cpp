@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Core/ControlCommandLine.h"
+#include "velkoctl/ControlCommandLine.h"
 
 namespace velko::test {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Core/ControlOutput.h"
+#include "velkoctl/ControlOutput.h"
 
 namespace velko::test {
 namespace {

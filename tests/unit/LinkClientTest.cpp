@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Core/LinkClient.h"
 #include "fakes/FakePlatform.h"
 #include "fakes/VirtualClock.h"
+#include "velkoctl/LinkClient.h"
 
 namespace velko::test {
 namespace {

@@ -1,7 +1,0 @@
-#include "platform/linux/X11AccessibilityTrust.h"
-
-namespace velko {
-
-bool X11AccessibilityTrust::isProcessTrusted() { return connection_.hasInputExtensions(); }
-
-}  // namespace velko

@@ -1,0 +1,145 @@
+#include "plist/PlistUserDefaults.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "plist/PlistDefaultsSuite.h"
+#include "plist/PlistFile.h"
+#include "posix/PosixFileSystem.h"
+#include "posix/SafeFile.h"
+
+namespace velko {
+namespace {
+
+void report(const std::string& message) { std::fprintf(stderr, "velko-helper: %s\n", message.c_str()); }
+
+// Never replaces an earlier corrupt copy: each one may be all that is left of the user's settings.
+bool renameWithoutReplacing(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    // The filesystem cannot do it atomically; checking first is the best left.
+    struct stat st {};
+    if (::lstat(to.c_str(), &st) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+std::optional<std::string> moveAside(const std::string& path, std::string* error) {
+    for (int n = 0; n < 100; ++n) {
+        std::string aside = path + ".corrupt";
+        if (n > 0) aside += "." + std::to_string(n);
+        if (renameWithoutReplacing(path, aside)) return aside;
+        if (errno != EEXIST) {
+            *error = std::strerror(errno);
+            return std::nullopt;
+        }
+    }
+    *error = "every .corrupt name is taken";
+    return std::nullopt;
+}
+
+}  // namespace
+
+PlistUserDefaults::PlistUserDefaults(std::string homeDirectory, std::string configDirectory)
+    : home_(std::move(homeDirectory)), config_(std::move(configDirectory)) {}
+
+std::unique_ptr<PlistUserDefaults> PlistUserDefaults::fromEnvironment() {
+    std::string home = PosixFileSystem::currentHomeDirectory();
+    std::string config = configDirectoryFromEnvironment(home);
+    return std::make_unique<PlistUserDefaults>(std::move(home), std::move(config));
+}
+
+std::string PlistUserDefaults::configDirectoryFromEnvironment(const std::string& homeDirectory) {
+    // The XDG rules say a relative path is invalid and must be ignored.
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    if (xdg && xdg[0] == '/') {
+        std::string dir(xdg);
+        while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
+        return dir;
+    }
+    if (homeDirectory.empty()) return {};
+    return (homeDirectory == "/" ? std::string() : homeDirectory) + "/.config";
+}
+
+bool PlistUserDefaults::isValidSuiteName(const std::string& suiteName) {
+    return !suiteName.empty() && suiteName != "." && suiteName != ".." &&
+           suiteName.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
+std::string PlistUserDefaults::suitePath(const std::string& homeDirectory, const std::string& suiteName) {
+    const std::string home = homeDirectory == "/" ? std::string() : homeDirectory;
+    return home + "/Library/Group Containers/" + suiteName + "/Library/Preferences/" + suiteName + ".plist";
+}
+
+std::string PlistUserDefaults::ownDefaultsPath() const {
+    return config_ + "/velko-helper/" + std::string(helperDefaultsName) + ".plist";
+}
+
+std::unique_ptr<DefaultsSuite> PlistUserDefaults::openSuite(const std::string& suiteName) {
+    if (!isValidSuiteName(suiteName)) return nullptr;
+    try {
+        return std::make_unique<PlistDefaultsSuite>(suitePath(home_, suiteName));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+bool PlistUserDefaults::setBool(const std::string& key, bool value) {
+    try {
+        if (config_.empty()) {
+            report("cannot store " + key + ": no home or configuration directory is known");
+            return false;
+        }
+        const std::string path = ownDefaultsPath();
+        std::string why;
+        if (!SafeFile::createDirectories(config_ + "/velko-helper", 0700, &why)) {
+            report("cannot store " + key + ": " + why);
+            return false;
+        }
+
+        PlistFile file;
+        switch (file.load(path, &why)) {
+            case PlistFile::LoadStatus::ok:
+            case PlistFile::LoadStatus::missing:
+                break;
+            case PlistFile::LoadStatus::invalid: {
+                std::string moveError;
+                const auto aside = moveAside(path, &moveError);
+                if (!aside) {
+                    report(path + " is unusable (" + why + ") and could not be moved aside (" + moveError +
+                           "); left it untouched");
+                    return false;
+                }
+                report(path + " was unusable (" + why + "); moved it to " + *aside + " and started afresh");
+                break;
+            }
+            case PlistFile::LoadStatus::unreadable:
+                report("cannot read " + path + " (" + why + "); left it untouched");
+                return false;
+        }
+
+        if (!file.setBool(key, value)) {
+            report("cannot store a key with a NUL character in it");
+            return false;
+        }
+        if (!file.save(path, &why, PlistFile::Format::xml, 0600)) {
+            report("cannot write " + path + ": " + why);
+            return false;
+        }
+        return true;
+    } catch (...) {
+        // Only allocation can throw here; the file on disk is untouched or completely replaced.
+        return false;
+    }
+}
+
+}  // namespace velko

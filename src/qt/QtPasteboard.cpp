@@ -1,0 +1,171 @@
+#include "qt/QtPasteboard.h"
+
+#include "x11/Xcb.h"
+
+#include <poll.h>
+#include <xcb/xcb.h>
+
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QSet>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace velko {
+namespace {
+
+// Targets of the selection protocol itself, and Qt's stand-in for "some image".
+bool isMetaTarget(const QString& format) {
+    static const QSet<QString> meta{"TARGETS", "MULTIPLE",         "TIMESTAMP",       "SAVE_TARGETS",          "DELETE",
+                                    "INCR",    "INSERT_SELECTION", "INSERT_PROPERTY", "application/x-qt-image"};
+    return meta.contains(format);
+}
+
+}  // namespace
+
+QtPasteboard::QtPasteboard() {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    // Qt reports our own writes at once and other owners' changes when their notice is processed.
+    changed_ = QObject::connect(clipboard, &QClipboard::changed, clipboard, [this](QClipboard::Mode mode) {
+        if (mode == QClipboard::Clipboard) ++count_;
+    });
+}
+
+QtPasteboard::~QtPasteboard() {
+    QObject::disconnect(changed_);
+    if (probe_) xcb_disconnect(probe_);
+}
+
+QtPasteboard::Owner QtPasteboard::probeOwner() {
+    const std::uint32_t owner = serverOwner();
+    if (owner == XCB_NONE) return xcb::qtConnection() ? Owner::none : Owner::answers;  // without X, Qt's own
+    if (owner == qtWindow_) return Owner::answers;  // ourselves: Qt answers without the server
+    // Asked again once the selection changed hands, even back to the same window.
+    if (owner == silentOwner_ && silentAtCount_ == count_) return Owner::silent;
+    if (!probe_) {
+        probe_ = xcb::connect();
+        if (!probe_) return Owner::answers;  // let Qt try
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(probe_)).data;
+        if (!screen) return Owner::answers;
+        probeWindow_ = xcb_generate_id(probe_);
+        xcb_create_window(probe_, XCB_COPY_FROM_PARENT, probeWindow_, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        targetsAtom_ = xcb::internAtom(probe_, "TARGETS");
+        probeProperty_ = xcb::internAtom(probe_, "VELKO_OWNER_PROBE");
+    }
+    if (xcb_connection_has_error(probe_)) return Owner::answers;
+    while (xcb_generic_event_t* stale = xcb_poll_for_event(probe_)) std::free(stale);
+    xcb_convert_selection(probe_, probeWindow_, clipboardAtom_, targetsAtom_, probeProperty_, XCB_CURRENT_TIME);
+    xcb_flush(probe_);
+    QElapsedTimer waited;
+    waited.start();
+    pollfd fd{xcb_get_file_descriptor(probe_), POLLIN, 0};
+    while (waited.elapsed() < probeTimeoutMs) {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(probe_)) {
+            const bool answered = (event->response_type & 0x7f) == XCB_SELECTION_NOTIFY;
+            std::free(event);
+            if (answered) {
+                xcb_delete_property(probe_, probeWindow_, probeProperty_);
+                xcb_flush(probe_);
+                return Owner::answers;
+            }
+        }
+        ::poll(&fd, 1, static_cast<int>(probeTimeoutMs - waited.elapsed()) + 1);
+    }
+    silentOwner_ = owner;
+    silentAtCount_ = count_;
+    std::fprintf(stderr, "velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n");
+    return Owner::silent;
+}
+
+std::uint32_t QtPasteboard::serverOwner() {
+    xcb_connection_t* c = xcb::qtConnection();
+    if (!c) return 0;
+    if (!clipboardAtom_) clipboardAtom_ = xcb::internAtom(c, "CLIPBOARD");
+    if (!clipboardAtom_) return 0;
+    auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboardAtom_), nullptr);
+    if (!owner) return 0;
+    const std::uint32_t window = owner->owner;
+    std::free(owner);
+    return window;
+}
+
+std::int64_t QtPasteboard::changeCount() {
+    // Someone may have taken the selection while Qt's notice of it still waits in the queue; the
+    // server knows already, and a restore must not overwrite that copy.
+    if (countAtOwnWrite_ == count_ && ownWindow_ != 0 && serverOwner() != ownWindow_) return count_ + 1;
+    return count_;
+}
+
+std::optional<std::vector<PasteboardItem>> QtPasteboard::items() {
+    std::vector<PasteboardItem> items;
+    switch (probeOwner()) {
+        case Owner::none:
+            return items;
+        case Owner::silent:
+            return std::nullopt;
+        case Owner::answers:
+            break;
+    }
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data) return std::nullopt;
+    const QStringList formats = data->formats();
+    if (formats.isEmpty()) return items;  // gone meanwhile, or offers nothing
+
+    PasteboardItem item;
+    QElapsedTimer spent;
+    spent.start();
+    for (const QString& format : formats) {
+        if (isMetaTarget(format)) continue;
+        if (spent.elapsed() > snapshotBudgetMs) break;
+        const QByteArray bytes = data->data(format);
+        // Qt gives the same empty answer for "empty" and "could not read": either way nothing to keep.
+        if (bytes.isEmpty()) continue;
+        item.types.emplace_back(format.toStdString(), Bytes(bytes.begin(), bytes.end()));
+    }
+    items.push_back(std::move(item));
+    return items;
+}
+
+std::optional<std::string> QtPasteboard::string() {
+    if (probeOwner() != Owner::answers) return std::nullopt;
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data || !data->hasText()) return std::nullopt;
+    return data->text().toStdString();
+}
+
+void QtPasteboard::clearContents() {
+    QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+    ownWindow_ = 0;
+}
+
+void QtPasteboard::writeString(const std::string& text) {
+    auto* data = new QMimeData;
+    data->setText(QString::fromStdString(text));
+    take(data);
+}
+
+void QtPasteboard::writeItems(const std::vector<PasteboardItem>& items) {
+    auto* data = new QMimeData;
+    for (const auto& item : items)
+        for (const auto& [type, bytes] : item.types) {
+            const QString format = QString::fromStdString(type);
+            if (data->hasFormat(format)) continue;
+            data->setData(
+                format, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+        }
+    take(data);
+}
+
+void QtPasteboard::take(QMimeData* data) {
+    // One ownership change, so one count: Qt replaces what it held without clearing first.
+    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+    ownWindow_ = serverOwner();
+    if (ownWindow_) qtWindow_ = ownWindow_;
+    countAtOwnWrite_ = count_;
+}
+
+}  // namespace velko

@@ -1,0 +1,41 @@
+#pragma once
+#include <QIcon>
+#include <QPointer>
+#include <QTimer>
+#include <memory>
+
+#include "Views/MenuModel.h"
+#include "platform/StatusBar.h"
+
+class QMenu;
+class QSystemTrayIcon;
+
+namespace velko {
+
+// The tray item: StatusNotifierItem where a host is on the bus, XEmbed otherwise. Qt settles on
+// one of the two when the first tray icon is made, so the item is made only once a host of
+// either kind is there; until then (a panel that starts after the helper) it is looked for again
+// every two seconds.
+class QtStatusBar : public StatusBar {
+public:
+    QtStatusBar();
+    ~QtStatusBar() override;
+
+    bool createItem(const std::string& symbolName, const std::string& accessibilityDescription, int iconSize) override;
+    void setMenu(const MenuModel& menu, MenuTarget& target) override;
+
+private:
+    bool showWhenATrayIsThere();
+
+    std::string symbolName_;
+    QTimer retry_;
+    bool reportedWaiting_ = false;
+    std::unique_ptr<QSystemTrayIcon> tray_;
+    QPointer<QMenu> menu_;
+    MenuModel installed_;
+    MenuTarget* installedTarget_ = nullptr;
+    MenuModel pending_;
+    MenuTarget* pendingTarget_ = nullptr;
+};
+
+}  // namespace velko

@@ -1,0 +1,218 @@
+#include "x11/X11KeyEventTap.h"
+
+#include "x11/Xcb.h"
+
+#include <sys/socket.h>
+#include <xcb/record.h>
+#include <xcb/xcb.h>
+// xcb's XKB header names a field "explicit", which C++ reserves.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+#include <xkbcommon/xkbcommon-x11.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <QSocketNotifier>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/MainQueue.h"
+#include "xkb/KeyCharacters.h"
+#include "xkb/KeyTable.h"
+
+namespace velko {
+namespace {
+
+constexpr std::uint8_t recordFromServer = 0;
+constexpr std::uint8_t recordStartOfData = 4;
+constexpr std::uint8_t recordEndOfData = 5;
+constexpr KeyCode noKeyCode = 0xFFFF;
+
+}  // namespace
+
+X11KeyEventTap::X11KeyEventTap(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
+
+X11KeyEventTap::~X11KeyEventTap() { close(); }
+
+void X11KeyEventTap::close() {
+    self_.reset();
+    if (reader_.joinable()) {
+        // Wakes the reader from its blocking wait; it then sees the broken connection and ends.
+        ::shutdown(xcb_get_file_descriptor(data_), SHUT_RDWR);
+        reader_.join();
+    }
+    xkbEvents_.reset();
+    if (state_) xkb_state_unref(state_);
+    if (keymap_) xkb_keymap_unref(keymap_);
+    if (xkb_) xkb_context_unref(xkb_);
+    if (data_) xcb_disconnect(data_);
+    if (control_) xcb_disconnect(control_);
+    state_ = nullptr;
+    keymap_ = nullptr;
+    xkb_ = nullptr;
+    data_ = nullptr;
+    control_ = nullptr;
+}
+
+bool X11KeyEventTap::start(Handler handler) {
+    if (started_) return false;
+    started_ = true;
+    if (!connect()) {
+        std::fputs("velko-helper: cannot watch the keyboard (no X display with RECORD and XKB)\n", stderr);
+        close();
+        return false;
+    }
+    handler_ = std::move(handler);
+
+    xkbEvents_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(control_), QSocketNotifier::Read);
+    QObject::connect(xkbEvents_.get(), &QSocketNotifier::activated, [this] { readXkbEvents(); });
+
+    const std::uint32_t context = xcb_generate_id(control_);
+    xcb_record_range_t range{};
+    range.device_events.first = XCB_KEY_PRESS;
+    range.device_events.last = XCB_KEY_RELEASE;
+    const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
+    if (xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
+            control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range))}) {
+        std::fputs("velko-helper: cannot watch the keyboard (RECORD refused a context)\n", stderr);
+        close();
+        return false;
+    }
+    const auto cookie = xcb_record_enable_context(data_, context);
+    // The first reply says that recording has begun: from here on no stroke is missed.
+    auto* first = xcb_record_enable_context_reply(data_, cookie, nullptr);
+    if (!first || first->category != recordStartOfData) {
+        std::free(first);
+        std::fputs("velko-helper: cannot watch the keyboard (RECORD did not start)\n", stderr);
+        close();
+        return false;
+    }
+    std::free(first);
+    reader_ = std::thread([data = data_, cookie, &queue = mainQueue_, weak = std::weak_ptr(self_)] {
+        while (auto* reply = xcb_record_enable_context_reply(data, cookie, nullptr)) {
+            std::vector<RawKey> keys;
+            const bool end = reply->category == recordEndOfData;
+            if (reply->category == recordFromServer) {
+                const std::uint8_t* bytes = xcb_record_enable_context_data(reply);
+                const int length = xcb_record_enable_context_data_length(reply);
+                for (int i = 0; i + 32 <= length; i += 32) {
+                    const std::uint8_t type = bytes[i] & 0x7f;
+                    if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE)
+                        keys.push_back({type == XCB_KEY_PRESS, bytes[i + 1]});
+                }
+            }
+            std::free(reply);
+            if (!keys.empty())
+                queue.async([weak, keys = std::move(keys)] {
+                    if (const auto self = weak.lock()) (*self)->handle(keys);
+                });
+            if (end) break;
+        }
+    });
+    return true;
+}
+
+bool X11KeyEventTap::connect() {
+    control_ = xcb::connect();
+    data_ = xcb::connect();
+    if (!control_ || !data_) return false;
+    if (const auto* record = xcb_get_extension_data(control_, &xcb_record_id); !record || !record->present)
+        return false;
+    if (!xkb_x11_setup_xkb_extension(control_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+                                     XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &xkbFirstEvent_, nullptr))
+        return false;
+    xkb_ = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+    device_ = xkb_x11_get_core_keyboard_device_id(control_);
+    if (!xkb_ || device_ < 0 || !loadKeymap()) return false;
+
+    // A new layout (setxkbmap, a new keyboard) and a layout switched without a key press both
+    // have to reach the keymap, or keys turn into the wrong text.
+    const std::uint16_t events =
+        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    const std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS |
+                                   XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_EXPLICIT_COMPONENTS |
+                                   XCB_XKB_MAP_PART_KEY_ACTIONS | XCB_XKB_MAP_PART_VIRTUAL_MODS |
+                                   XCB_XKB_MAP_PART_VIRTUAL_MOD_MAP;
+    xcb_xkb_select_events_details_t details{};
+    details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.affectState = XCB_XKB_STATE_PART_GROUP_LOCK;
+    details.stateDetails = XCB_XKB_STATE_PART_GROUP_LOCK;
+    if (auto* error = xcb_request_check(
+            control_, xcb_xkb_select_events_aux_checked(control_, static_cast<xcb_xkb_device_spec_t>(device_), events,
+                                                        0, 0, mapParts, mapParts, &details))) {
+        std::free(error);
+        return false;
+    }
+    return true;
+}
+
+bool X11KeyEventTap::loadKeymap() {
+    xkb_keymap* keymap = xkb_x11_keymap_new_from_device(xkb_, control_, device_, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    if (!keymap) return false;
+    if (keymap_) xkb_keymap_unref(keymap_);
+    keymap_ = keymap;
+    return loadState();
+}
+
+bool X11KeyEventTap::loadState() {
+    xkb_state* state = xkb_x11_state_new_from_device(keymap_, control_, device_);
+    if (!state) return false;
+    if (state_) xkb_state_unref(state_);
+    state_ = state;
+    return true;
+}
+
+void X11KeyEventTap::readXkbEvents() {
+    // Drained whole on every wake-up: the notifier fires once for everything already read. A new
+    // layout arrives as a burst of notifies; the keymap is fetched once for all of them.
+    bool keymapChanged = false, layoutChanged = false;
+    while (xcb_generic_event_t* event = xcb_poll_for_event(control_)) {
+        if ((event->response_type & 0x7f) == xkbFirstEvent_) {
+            const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event)[1];
+            if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) {
+                keymapChanged = true;
+            } else if (xkbType == XCB_XKB_STATE_NOTIFY) {
+                const auto* notify = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event);
+                if (xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_LOCKED) != notify->lockedGroup)
+                    layoutChanged = true;
+            }
+        }
+        std::free(event);
+    }
+    if (keymapChanged)
+        loadKeymap();
+    else if (layoutChanged)
+        loadState();
+    if (xcb_connection_has_error(control_)) xkbEvents_->setEnabled(false);
+}
+
+void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
+    for (const RawKey& key : keys) {
+        if (!key.press) {
+            if (down_.test(key.keycode)) xkb_state_update_key(state_, key.keycode, XKB_KEY_UP);
+            down_.reset(key.keycode);
+            continue;
+        }
+        // The text comes from the state before this key changes it.
+        const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_, key.keycode);
+        std::array<char, 64> text{};
+        xkb_state_key_get_utf8(state_, key.keycode, text.data(), text.size());
+        // xkbcommon keeps the eight core modifiers at indices 0-7, in the order of the X state bits.
+        const auto xState =
+            static_cast<std::uint16_t>(xkb_state_serialize_mods(state_, XKB_STATE_MODS_EFFECTIVE) & 0xFF);
+
+        // Auto-repeats are strokes of their own but must not press a modifier twice.
+        if (!down_.test(key.keycode)) xkb_state_update_key(state_, key.keycode, XKB_KEY_DOWN);
+        down_.set(key.keycode);
+
+        KeyEvent event;
+        event.keyCode = KeyTable::keyCodeForXKeycode(key.keycode).value_or(noKeyCode);
+        event.flags = KeyTable::eventFlags(xState);
+        event.characters = KeyCharacters::forKeysym(keysym, text.data());
+        handler_(event);
+    }
+}
+
+}  // namespace velko

@@ -1,0 +1,172 @@
+// The keyboard tap and the clipboard against a real X server, driven by real clients.
+#include <gtest/gtest.h>
+
+#include <xcb/xcb.h>
+
+#include <QClipboard>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "PrivateDisplay.h"
+#include "qt/QtMainQueue.h"
+#include "qt/QtPasteboard.h"
+#include "x11/X11KeyEventTap.h"
+
+namespace velko::test {
+namespace {
+
+using Strokes = std::vector<std::optional<std::string>>;
+
+struct X11KeyEventTapTest : ::testing::Test {
+    QtMainQueue queue;
+    X11KeyEventTap tap{queue};
+    std::vector<KeyEvent> events;
+
+    void SetUp() override {
+        if (!PrivateDisplay::ensure()) GTEST_SKIP() << "no Xvfb";
+        ASSERT_TRUE(tap.start([this](const KeyEvent& e) { events.push_back(e); }));
+    }
+    // xdotool's key presses as the tap reported them, after `count` of them arrived.
+    Strokes typed(const std::string& keys, std::size_t count) {
+        events.clear();
+        PrivateDisplay::run("xdotool key --delay 5 " + keys);
+        PrivateDisplay::waitUntil([&] { return events.size() >= count; });
+        PrivateDisplay::pump(100);  // and nothing more
+        Strokes out;
+        for (const auto& e : events) out.push_back(e.characters);
+        return out;
+    }
+};
+
+TEST_F(X11KeyEventTapTest, ReportsWhatEachKeyTypesWithTheModifiersHeld) {
+    EXPECT_EQ(typed("a shift+a BackSpace Return Tab Escape Up F1 Delete semicolon space", 12),
+              (Strokes{"a", std::nullopt, "A", "\x7f", "\r", "\t", "\x1b", "\xEF\x9C\x80", "\xEF\x9C\x84",
+                       "\xEF\x9C\xA8", ";", " "}));
+
+    EXPECT_EQ(typed("ctrl+v", 2), (Strokes{std::nullopt, "\x16"}));
+    EXPECT_EQ(events[1].keyCode, KeyCodes::v);
+    EXPECT_EQ(events[1].flags, Flags::command);
+
+    // Caps Lock is a state that outlives its key.
+    EXPECT_EQ(typed("Caps_Lock b Caps_Lock b", 4), (Strokes{std::nullopt, "B", std::nullopt, "b"}));
+}
+
+TEST_F(X11KeyEventTapTest, FollowsALayoutChangedWhileRunning) {
+    ASSERT_EQ(typed("y", 1), (Strokes{"y"}));
+    const std::uint16_t yPosition = events[0].keyCode;
+    PrivateDisplay::run("setxkbmap de");
+    PrivateDisplay::pump(300);  // the server's notice of the new keymap
+    // On the German layout z sits where y is on the US one; xdotool presses that key.
+    ASSERT_EQ(typed("z", 1), (Strokes{"z"}));
+    EXPECT_EQ(events[0].keyCode, yPosition);
+    PrivateDisplay::run("setxkbmap us");
+}
+
+// The selection's owner as the server sees it now.
+std::uint32_t clipboardOwner() {
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    auto* atom = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 9, "CLIPBOARD"), nullptr);
+    auto* owner = atom ? xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, atom->atom), nullptr) : nullptr;
+    const std::uint32_t window = owner ? owner->owner : 0;
+    std::free(owner);
+    std::free(atom);
+    xcb_disconnect(c);
+    return window;
+}
+
+struct QtPasteboardTest : ::testing::Test {
+    std::unique_ptr<QtPasteboard> pasteboard;
+    void SetUp() override {
+        if (!PrivateDisplay::ensure()) GTEST_SKIP() << "no Xvfb";
+        pasteboard = std::make_unique<QtPasteboard>();
+    }
+    static std::string clip(const std::string& options = "") {
+        return PrivateDisplay::run("xclip -o -selection clipboard " + options);
+    }
+};
+
+TEST_F(QtPasteboardTest, EachWriteCountsOnceAndIsServedToOthers) {
+    const auto start = pasteboard->changeCount();
+    pasteboard->writeString("first");
+    EXPECT_EQ(pasteboard->changeCount(), start + 1);
+    pasteboard->writeString("second");  // replacing what we already own: still one
+    EXPECT_EQ(pasteboard->changeCount(), start + 2);
+    PrivateDisplay::pump(100);  // our own ownership notices must not count again
+    EXPECT_EQ(pasteboard->changeCount(), start + 2);
+    EXPECT_EQ(clip(), "second");
+
+    pasteboard->writeItems({{{{"text/plain", Bytes{'h', 'i'}}}}, {{{"text/html", Bytes{'<', 'b', '>'}}}}});
+    EXPECT_EQ(pasteboard->changeCount(), start + 3);
+    const std::string targets = clip("-t TARGETS");
+    EXPECT_NE(targets.find("text/html"), std::string::npos) << targets;
+    EXPECT_NE(targets.find("UTF8_STRING"), std::string::npos) << targets;
+    EXPECT_EQ(clip("-t text/html"), "<b>");
+
+    pasteboard->clearContents();
+    EXPECT_EQ(pasteboard->changeCount(), start + 4);
+    PrivateDisplay::pump(100);
+    EXPECT_EQ(pasteboard->items(), std::vector<PasteboardItem>{});  // nobody owns it: empty, not unreadable
+}
+
+TEST_F(QtPasteboardTest, AnotherClientsCopyCountsOnceEvenBeforeQtHearsOfIt) {
+    pasteboard->writeString("ours");
+    const auto afterOurs = pasteboard->changeCount();
+    const std::uint32_t ours = clipboardOwner();
+    ASSERT_EQ(std::system("printf theirs | xclip -selection clipboard"), 0);
+    // Watched on a connection of our own, so Qt's loop does not run and its notice stays queued.
+    ASSERT_TRUE(PrivateDisplay::waitWithoutLoop([&] { return clipboardOwner() != ours; }));
+    EXPECT_EQ(pasteboard->changeCount(), afterOurs + 1);
+    PrivateDisplay::pump(200);
+    EXPECT_EQ(pasteboard->changeCount(), afterOurs + 1);
+    EXPECT_EQ(pasteboard->string(), "theirs");
+}
+
+TEST_F(QtPasteboardTest, SnapshotKeepsEveryTypeAndBytesExactlyAndWritesThemBack) {
+    const Bytes png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0x00, 0xFF, 0x10};
+    const std::string file =
+        std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") + "/velko-x11-test.png";
+    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(png.data()), png.size());
+    ASSERT_EQ(std::system(("xclip -selection clipboard -t image/png -i " + file).c_str()), 0);
+    PrivateDisplay::pump(100);
+
+    const auto items = pasteboard->items();
+    ASSERT_TRUE(items);
+    // Only what the owner offers: no TARGETS or TIMESTAMP, no Qt image stand-in.
+    EXPECT_EQ(*items, (std::vector<PasteboardItem>{{{{"image/png", png}}}}));
+    EXPECT_EQ(pasteboard->string(), std::nullopt);
+
+    pasteboard->writeString("expansion");
+    pasteboard->writeItems(*items);
+    const std::string back = clip("-t image/png");
+    EXPECT_EQ(Bytes(back.begin(), back.end()), png);
+    std::remove(file.c_str());
+}
+
+TEST_F(QtPasteboardTest, OwnerThatDoesNotAnswerIsUnreadableAfterAShortWaitNotQtsFiveSeconds) {
+    QProcess owner;
+    owner.start("xclip", {"-quiet", "-selection", "clipboard"});  // stays in the foreground
+    ASSERT_TRUE(owner.waitForStarted());
+    owner.write("frozen");
+    owner.closeWriteChannel();
+    ASSERT_TRUE(PrivateDisplay::waitUntil([] { return clipboardOwner() != 0; }));
+    PrivateDisplay::pump(100);
+    ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
+
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(pasteboard->items(), std::nullopt);
+    EXPECT_EQ(pasteboard->string(), std::nullopt);  // not asked twice
+    EXPECT_LT(timer.elapsed(), 2 * QtPasteboard::probeTimeoutMs);
+
+    ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
+    // Awake again and copying anew: asked again.
+    owner.kill();
+    owner.waitForFinished();
+    ASSERT_EQ(std::system("printf thawed | xclip -selection clipboard"), 0);
+    ASSERT_TRUE(PrivateDisplay::waitUntil([&] { return pasteboard->string() == "thawed"; }));
+}
+
+}  // namespace
+}  // namespace velko::test
