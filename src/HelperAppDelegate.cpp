@@ -27,8 +27,9 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     services.isExpansionActive = [] { return TextExpansionEngine::shared().isActive.get(); };
     services.isHotkeysActive = [] { return GlobalHotkeyManager::shared().isActive.get(); };
     services.isScreenshotWatchActive = [] { return ScreenshotWatcher::shared().isActive.get(); };
-    return std::make_unique<HelperAppDelegate>(services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace,
-                                                                     *p.application, *p.mainQueue, p.windows});
+    return std::make_unique<HelperAppDelegate>(
+        services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue,
+                              p.windows, p.backends});
 }
 
 void HelperAppDelegate::applicationDidFinishLaunching() {
@@ -97,6 +98,7 @@ PreferencesWindowModel::Inputs HelperAppDelegate::preferencesInputs() {
     inputs.features = PreferencesWindowModel::features(
         read(services_.isExpansionActive), read(services_.isHotkeysActive), read(services_.isScreenshotWatchActive));
     inputs.ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());
+    if (env_.backends) inputs.backends = *env_.backends;
     return inputs;
 }
 

@@ -44,7 +44,8 @@ public:
         Workspace& workspace;
         Application& application;
         MainQueue& mainQueue;
-        WindowSystem* windows = nullptr;  // none: the preferences window is never shown
+        WindowSystem* windows = nullptr;           // none: the preferences window is never shown
+        const BackendChoices* backends = nullptr;  // none: the window shows no backends
     };
 
     // Starts the updater first, before launch finishes.

@@ -1,9 +1,12 @@
-// Entry point: build the Linux platform, launch the delegate, run the loop.
+// Entry point: pick the backends for this session, build the services, launch, run the loop.
 #include <QApplication>
 #include <QTimer>
 #include <cstdio>
+#include <memory>
 
+#include "Core/HelperServices.h"
 #include "HelperAppDelegate.h"
+#include "dbus/HelperStatusService.h"
 #include "dbus/SingleInstance.h"
 #include "qt/UnixSignalWatcher.h"
 #include "session/LinuxPlatform.h"
@@ -18,8 +21,14 @@ int main(int argc, char** argv) {
         return 0;
     }
 
+    // Declared before the platform so that the platform's threads end while the services they
+    // post to still exist.
+    std::unique_ptr<velko::HelperServices> services;
     velko::LinuxPlatform desktop;
     velko::Platform::install(desktop.platform());
+    services = std::make_unique<velko::HelperServices>(velko::Platform::current());
+    velko::HelperServices::install(*services);
+    velko::HelperStatusService status(desktop.backends());
     velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });
 
     auto delegate = velko::HelperAppDelegate::makeShared();

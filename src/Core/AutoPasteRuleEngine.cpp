@@ -1,11 +1,12 @@
 #include "Core/AutoPasteRuleEngine.h"
 
+#include "Core/HelperServices.h"
+
 #include <array>
 #include <utility>
 
 #include "Core/HelperConstants.h"
 #include "Core/JsonFields.h"
-#include "platform/Platform.h"
 
 namespace velko {
 
@@ -23,10 +24,7 @@ constexpr std::array<std::pair<Action, std::string_view>, 6> rawValues{{
 
 AutoPasteRuleEngine::AutoPasteRuleEngine(UserDefaults& userDefaults) : userDefaults_(userDefaults) {}
 
-AutoPasteRuleEngine& AutoPasteRuleEngine::shared() {
-    static AutoPasteRuleEngine* instance = new AutoPasteRuleEngine(*Platform::current().defaults);
-    return *instance;
-}
+AutoPasteRuleEngine& AutoPasteRuleEngine::shared() { return *HelperServices::current().rules; }
 
 std::optional<AutoPasteRuleEngine::PasteAction> AutoPasteRuleEngine::actionFromRawValue(std::string_view raw) {
     for (const auto& [action, value] : rawValues)

@@ -1,23 +1,18 @@
 #include "Core/GlobalHotkeyManager.h"
 
+#include "Core/HelperServices.h"
+
 #include <cstdio>
 
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
-#include "platform/Platform.h"
 
 namespace velko {
 
 GlobalHotkeyManager::GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center)
     : tap_(tap), mainQueue_(mainQueue), center_(center) {}
 
-GlobalHotkeyManager& GlobalHotkeyManager::shared() {
-    static GlobalHotkeyManager* instance = [] {
-        const auto& platform = Platform::current();
-        return new GlobalHotkeyManager(*platform.filteringTap, *platform.mainQueue, HelperIPCManager::shared().dnc());
-    }();
-    return *instance;
-}
+GlobalHotkeyManager& GlobalHotkeyManager::shared() { return *HelperServices::current().hotkeys; }
 
 void GlobalHotkeyManager::start() {
     registerDefaultBindings();

@@ -1,8 +1,9 @@
 #include "Core/HelperIPCManager.h"
 
+#include "Core/HelperServices.h"
+
 #include "Core/HelperConstants.h"
 #include "Core/KeystrokeInjector.h"
-#include "platform/Platform.h"
 
 namespace velko {
 
@@ -12,14 +13,7 @@ HelperIPCManager::HelperIPCManager(NotificationCenter& center, AccessibilityTrus
                                    Workspace& workspace)
     : dnc_(center), trust_(trust), injector_(injector), workspace_(workspace) {}
 
-HelperIPCManager& HelperIPCManager::shared() {
-    static HelperIPCManager* instance = [] {
-        const auto& platform = Platform::current();
-        return new HelperIPCManager(*platform.notifications, *platform.trust, KeystrokeInjector::shared(),
-                                    *platform.workspace);
-    }();
-    return *instance;
-}
+HelperIPCManager& HelperIPCManager::shared() { return *HelperServices::current().link; }
 
 void HelperIPCManager::start() {
     dnc_.observe(Names::ping, [this](const std::string& o) { handlePing(o); });

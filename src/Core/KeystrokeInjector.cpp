@@ -1,18 +1,13 @@
 #include "Core/KeystrokeInjector.h"
 
-#include "platform/Platform.h"
+#include "Core/HelperServices.h"
+
 
 namespace velko {
 
 KeystrokeInjector::KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard) : clock_(clock), keyboard_(keyboard) {}
 
-KeystrokeInjector& KeystrokeInjector::shared() {
-    static KeystrokeInjector* instance = [] {
-        const auto& platform = Platform::current();
-        return new KeystrokeInjector(*platform.clock, *platform.keyboard);
-    }();
-    return *instance;
-}
+KeystrokeInjector& KeystrokeInjector::shared() { return *HelperServices::current().injector; }
 
 void KeystrokeInjector::injectKeystroke(KeyCode keyCode, EventFlags flags, bool rateLimit) {
     if (rateLimit) {

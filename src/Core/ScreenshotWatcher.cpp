@@ -1,5 +1,7 @@
 #include "Core/ScreenshotWatcher.h"
 
+#include "Core/HelperServices.h"
+
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -11,7 +13,6 @@
 
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
-#include "platform/Platform.h"
 
 namespace velko {
 namespace {
@@ -84,15 +85,7 @@ ScreenshotWatcher::ScreenshotWatcher(Environment environment)
 
 ScreenshotWatcher::~ScreenshotWatcher() = default;
 
-ScreenshotWatcher& ScreenshotWatcher::shared() {
-    static ScreenshotWatcher* instance = [] {
-        const auto& p = Platform::current();
-        return new ScreenshotWatcher(Environment{*p.mainQueue, HelperIPCManager::shared().dnc(), *p.fileSystem,
-                                                 *p.screenshotLocation, *p.directoryMonitor, *p.captureFiles,
-                                                 *p.backgroundQueue, *p.textRecognizer});
-    }();
-    return *instance;
-}
+ScreenshotWatcher& ScreenshotWatcher::shared() { return *HelperServices::current().screenshots; }
 
 std::string ScreenshotWatcher::detectScreenshotDirectory() {
     const std::string fallback = joinPath(env_.fileSystem.homeDirectory(), "Desktop");

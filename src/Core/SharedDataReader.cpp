@@ -1,8 +1,9 @@
 #include "Core/SharedDataReader.h"
 
+#include "Core/HelperServices.h"
+
 #include "Core/HelperConstants.h"
 #include "Core/JsonFields.h"
-#include "platform/Platform.h"
 
 namespace velko {
 
@@ -11,13 +12,7 @@ SharedDataReader::SharedDataReader(FileSystem& fileSystem, UserDefaults& userDef
 
 SharedDataReader::~SharedDataReader() = default;
 
-SharedDataReader& SharedDataReader::shared() {
-    static SharedDataReader* instance = [] {
-        const auto& platform = Platform::current();
-        return new SharedDataReader(*platform.fileSystem, *platform.defaults);
-    }();
-    return *instance;
-}
+SharedDataReader& SharedDataReader::shared() { return *HelperServices::current().reader; }
 
 std::string SharedDataReader::storePath() const {
     return HelperConstants::groupContainerPath(fileSystem_) + "/" + storeFileName;

@@ -1,5 +1,7 @@
 #include "Core/TextExpansionEngine.h"
 
+#include "Core/HelperServices.h"
+
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -8,7 +10,6 @@
 #include "Core/KeystrokeInjector.h"
 #include "Core/LocaleDateFormatter.h"
 #include "Core/UUIDGenerator.h"
-#include "platform/Platform.h"
 
 namespace velko {
 namespace {
@@ -33,14 +34,7 @@ TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataRe
       injector_(injector),
       mainQueue_(mainQueue) {}
 
-TextExpansionEngine& TextExpansionEngine::shared() {
-    static TextExpansionEngine* instance = [] {
-        const auto& p = Platform::current();
-        return new TextExpansionEngine(*p.trust, SharedDataReader::shared(), *p.keyEventTap, *p.pasteboard,
-                                       *p.userSession, KeystrokeInjector::shared(), *p.mainQueue);
-    }();
-    return *instance;
-}
+TextExpansionEngine& TextExpansionEngine::shared() { return *HelperServices::current().expansion; }
 
 void TextExpansionEngine::start() {
     if (!trust_.isProcessTrusted()) return;

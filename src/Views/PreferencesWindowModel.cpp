@@ -73,6 +73,29 @@ Card makeFeaturesCard(double y, const std::vector<PreferencesWindowModel::Featur
                        std::to_string(ruleCount) + " configured", NamedColor::secondaryLabelColor));
     return card(y, std::move(rows));
 }
+// Backend names run longer than a status word, so these rows give the status most of the width.
+Card makeBackendsCard(double y, const BackendChoices& backends) {
+    constexpr double pitch = 22;
+    std::vector<CardRow> rows;
+    double top = firstRowTop;
+    for (const auto& choice : backends) {
+        CardRow r;
+        r.top = top;
+        r.title = Label{choice.capability,
+                        {14, top, 110, 18},
+                        {11, FontWeight::regular},
+                        NamedColor::secondaryLabelColor,
+                        TextAlignment::natural};
+        const NamedColor color = choice.backend == "off" ? NamedColor::tertiaryLabelColor : NamedColor::labelColor;
+        r.status = Label{choice.backend, {124, top, 210, 18}, {11, FontWeight::medium}, color, TextAlignment::right};
+        rows.push_back(std::move(r));
+        top += pitch;
+    }
+    Card c;
+    c.frame = {margin, y, cardWidth, top + cardBottomPadding - (pitch - 18)};
+    c.rows = std::move(rows);
+    return c;
+}
 }  // namespace
 
 std::vector<PreferencesWindowModel::Feature> PreferencesWindowModel::features(bool textExpansion, bool globalHotkeys,
@@ -114,6 +137,10 @@ PreferencesWindowModel PreferencesWindowModel::build(const Inputs& inputs) {
                ControlSize::small},
     };
     m.window.documentHeight = buttonsTop + 60;
+    if (!inputs.backends.empty()) {
+        m.backendsCard = makeBackendsCard(buttonsTop + m.buttonRow.frame.height + gap, inputs.backends);
+        m.window.documentHeight = m.backendsCard.frame.y + m.backendsCard.frame.height + margin;
+    }
     return m;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Views/NamedColors.h"
+#include "platform/BackendChoice.h"
 
 namespace velko {
 
@@ -130,6 +131,7 @@ struct PreferencesWindowModel {
         bool mainApplicationPresent = false;
         std::vector<Feature> features;
         std::int64_t ruleCount = 0;
+        BackendChoices backends;  // one row each, under the buttons
     };
 
     WindowAttributes window;
@@ -139,6 +141,8 @@ struct PreferencesWindowModel {
     Card statusCard;
     Card featuresCard;
     ButtonRow buttonRow;
+    // How each capability is done in this session; empty when nothing was chosen.
+    Card backendsCard;
 
     // Text expansion, global hotkeys, screenshot watch: the features the window reports, in order.
     static std::vector<Feature> features(bool textExpansion, bool globalHotkeys, bool screenshotWatch);

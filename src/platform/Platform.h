@@ -1,6 +1,7 @@
 #pragma once
 #include "platform/AccessibilityTrust.h"
 #include "platform/Application.h"
+#include "platform/BackendChoice.h"
 #include "platform/BackgroundQueue.h"
 #include "platform/CaptureFiles.h"
 #include "platform/Clock.h"
@@ -50,6 +51,8 @@ struct Platform {
     BackgroundQueue* backgroundQueue = nullptr;
     TextRecognizer* textRecognizer = nullptr;
     WindowSystem* windows = nullptr;
+    // Which backend each capability runs on in this session.
+    const BackendChoices* backends = nullptr;
 
     static void install(const Platform& platform) {
         slot() = platform;

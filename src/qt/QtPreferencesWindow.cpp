@@ -216,6 +216,7 @@ QtPreferencesWindow::QtPreferencesWindow(const PreferencesWindowModel& model, Bu
     layout->setSpacing(qRound(model.buttonRow.spacing));
     for (const auto& button : model.buttonRow.buttons) layout->addWidget(makeButton(button, target, row));
     layout->addStretch(1);
+    if (!model.backendsCard.rows.empty()) addCard(document, model.backendsCard, target);
 
     scroll->setWidget(document);
     // One fixed look that matches the colour table, whatever the desktop's widget style.

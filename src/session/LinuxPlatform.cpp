@@ -1,15 +1,11 @@
 #include "session/LinuxPlatform.h"
 
-#include "x11/Xcb.h"
-
 #include <xcb/xcb.h>
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "dbus/DBusNotificationCenter.h"
-#include "gnome/GnomeScreenshotLocation.h"
-#include "ocr/TesseractRecognizer.h"
 #include "plist/PlistUserDefaults.h"
 #include "posix/InotifyDirectoryMonitor.h"
 #include "posix/PosixCaptureFiles.h"
@@ -19,16 +15,17 @@
 #include "posix/WorkerThread.h"
 #include "qt/QtApplication.h"
 #include "qt/QtMainQueue.h"
-#include "qt/QtPasteboard.h"
 #include "qt/QtStatusBar.h"
 #include "qt/QtWindowSystem.h"
 #include "qt/QtWorkspace.h"
-#include "x11/GrabBypassingKeyboard.h"
-#include "x11/X11AccessibilityTrust.h"
+#include "session/ClipboardBackendFactory.h"
+#include "session/HotkeyBackendFactory.h"
+#include "session/KeyWatchBackendFactory.h"
+#include "session/ScreenshotLocationBackendFactory.h"
+#include "session/StrokeBackendFactory.h"
+#include "session/TextRecognitionBackendFactory.h"
 #include "x11/X11Connection.h"
-#include "x11/X11FilteringKeyTap.h"
-#include "x11/X11KeyEventTap.h"
-#include "x11/X11SyntheticKeyboard.h"
+#include "x11/Xcb.h"
 
 namespace velko {
 
@@ -42,37 +39,59 @@ void LinuxPlatform::chooseQtPlatform() {
             xcb_disconnect(connection);
         }
     }
-    // XWayland included: the keyboard services need X11, so the windows use it too.
+    // Xwayland included: the clipboard and the tray work through it in Wayland sessions too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
     if (!reachable)
         std::fputs("velko-helper: no X display; running without tray, hotkeys, expansion or pasting\n", stderr);
 }
 
-LinuxPlatform::LinuxPlatform()
-    : mainQueue_(std::make_unique<QtMainQueue>()),
+LinuxPlatform::LinuxPlatform(DesktopSession session)
+    : session_(std::move(session)),
+      mainQueue_(std::make_unique<QtMainQueue>()),
       clock_(std::make_unique<SteadyClock>()),
       notifications_(std::make_unique<DBusNotificationCenter>()),
       display_(std::make_unique<X11Connection>()),
-      trust_(std::make_unique<X11AccessibilityTrust>(*display_)),
-      keyboard_(std::make_unique<X11SyntheticKeyboard>(*display_)),
       defaults_(PlistUserDefaults::fromEnvironment()),
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
       statusBar_(std::make_unique<QtStatusBar>()),
-      filteringTap_(std::make_unique<X11FilteringKeyTap>()),
-      ownKeyboard_(std::make_unique<GrabBypassingKeyboard>(*keyboard_, *filteringTap_)),
-      keyEventTap_(std::make_unique<X11KeyEventTap>(*mainQueue_)),
-      pasteboard_(std::make_unique<QtPasteboard>()),
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
-      screenshotLocation_(std::make_unique<GnomeScreenshotLocation>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
-      textRecognizer_(std::make_unique<TesseractRecognizer>()),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
-      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {}
+      backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {
+    // In launch order, except that the hotkeys are picked before the strokes: the helper's own
+    // strokes must know the hotkey grabs to get past them.
+    auto hotkeys = HotkeyBackendFactory::choose(session_);
+    auto strokes = StrokeBackendFactory::choose(session_, *display_, hotkeys.x11Grabs);
+    keyboard_ = std::move(strokes.keyboard);
+    trust_ = std::move(strokes.trust);
+    chose(strokes.choice);
+    filteringTap_ = std::move(hotkeys.tap);
+    chose(hotkeys.choice);
+
+    auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_);
+    keyEventTap_ = std::move(keys.tap);
+    chose(keys.choice);
+    auto clipboard = ClipboardBackendFactory::choose(session_);
+    pasteboard_ = std::move(clipboard.pasteboard);
+    chose(clipboard.choice);
+
+    auto location = ScreenshotLocationBackendFactory::choose();
+    screenshotLocation_ = std::move(location.setting);
+    chose(location.choice);
+    auto recognition = TextRecognitionBackendFactory::choose();
+    textRecognizer_ = std::move(recognition.recognizer);
+    chose(recognition.choice);
+}
 
 LinuxPlatform::~LinuxPlatform() = default;
+
+void LinuxPlatform::chose(BackendChoice choice) {
+    std::fprintf(stderr, "velko-helper: %s (%s)\n", choice.line().c_str(), choice.reason.c_str());
+    backends_.push_back(std::move(choice));
+}
 
 Platform LinuxPlatform::platform() {
     Platform p;
@@ -81,7 +100,7 @@ Platform LinuxPlatform::platform() {
     p.notifications = notifications_.get();
     p.monitor = notifications_.get();
     p.trust = trust_.get();
-    p.keyboard = ownKeyboard_.get();  // the helper's strokes pass its own hotkey grabs
+    p.keyboard = keyboard_.get();
     p.defaults = defaults_.get();
     p.fileSystem = fileSystem_.get();
     p.workspace = workspace_.get();
@@ -97,6 +116,7 @@ Platform LinuxPlatform::platform() {
     p.backgroundQueue = backgroundQueue_.get();
     p.textRecognizer = textRecognizer_.get();
     p.windows = windows_.get();
+    p.backends = &backends_;
     return p;
 }
 

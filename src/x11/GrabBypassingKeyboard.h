@@ -1,4 +1,6 @@
 #pragma once
+#include <memory>
+
 #include "platform/SyntheticKeyboard.h"
 
 namespace velko {
@@ -9,12 +11,13 @@ class X11FilteringKeyTap;
 // of Ctrl+Shift+V reaches the focused window instead of firing the hotkey of the same keys.
 class GrabBypassingKeyboard : public SyntheticKeyboard {
 public:
-    GrabBypassingKeyboard(SyntheticKeyboard& keyboard, X11FilteringKeyTap& tap) : keyboard_(keyboard), tap_(tap) {}
+    GrabBypassingKeyboard(std::unique_ptr<SyntheticKeyboard> keyboard, X11FilteringKeyTap& tap)
+        : keyboard_(std::move(keyboard)), tap_(tap) {}
     bool hasFrontmostApplication() override;
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
 private:
-    SyntheticKeyboard& keyboard_;
+    std::unique_ptr<SyntheticKeyboard> keyboard_;
     X11FilteringKeyTap& tap_;
 };
 

@@ -1,0 +1,46 @@
+#include "Core/HelperServices.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "Core/AutoPasteRuleEngine.h"
+#include "Core/GlobalHotkeyManager.h"
+#include "Core/HelperIPCManager.h"
+#include "Core/KeystrokeInjector.h"
+#include "Core/ScreenshotWatcher.h"
+#include "Core/SharedDataReader.h"
+#include "Core/TextExpansionEngine.h"
+
+namespace velko {
+
+namespace {
+HelperServices* installed = nullptr;
+}
+
+HelperServices::HelperServices(const Platform& p)
+    : reader(std::make_unique<SharedDataReader>(*p.fileSystem, *p.defaults)),
+      injector(std::make_unique<KeystrokeInjector>(*p.clock, *p.keyboard)),
+      link(std::make_unique<HelperIPCManager>(*p.notifications, *p.trust, *injector, *p.workspace)),
+      hotkeys(std::make_unique<GlobalHotkeyManager>(*p.filteringTap, *p.mainQueue, link->dnc())),
+      expansion(std::make_unique<TextExpansionEngine>(*p.trust, *reader, *p.keyEventTap, *p.pasteboard, *p.userSession,
+                                                      *injector, *p.mainQueue)),
+      screenshots(std::make_unique<ScreenshotWatcher>(
+          ScreenshotWatcher::Environment{*p.mainQueue, link->dnc(), *p.fileSystem, *p.screenshotLocation,
+                                         *p.directoryMonitor, *p.captureFiles, *p.backgroundQueue, *p.textRecognizer})),
+      rules(std::make_unique<AutoPasteRuleEngine>(*p.defaults)) {}
+
+HelperServices::~HelperServices() {
+    if (installed == this) installed = nullptr;
+}
+
+void HelperServices::install(HelperServices& services) { installed = &services; }
+
+HelperServices& HelperServices::current() {
+    if (!installed) {
+        std::fputs("velko-helper: a shared service was used before the services were built\n", stderr);
+        std::abort();
+    }
+    return *installed;
+}
+
+}  // namespace velko

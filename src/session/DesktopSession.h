@@ -1,0 +1,21 @@
+#pragma once
+#include <functional>
+#include <string>
+
+namespace velko {
+
+// What kind of graphical session the helper was started in. In a Wayland session DISPLAY, when
+// set, is Xwayland: its input extensions reach X11 windows only.
+struct DesktopSession {
+    enum class Kind { x11, wayland, none };
+    using Environment = std::function<const char*(const char*)>;
+
+    Kind kind = Kind::none;
+    std::string reason;  // the variables that decided it, for the log
+
+    static DesktopSession detect(const Environment& environment);
+    static DesktopSession detect();
+    bool isWayland() const { return kind == Kind::wayland; }
+};
+
+}  // namespace velko
