@@ -29,11 +29,6 @@ struct HelperIPCManagerTest : ::testing::Test {
     }
 };
 
-TEST_F(HelperIPCManagerTest, StartObservesAllFiveThenPostsOnePong) {
-    EXPECT_EQ(log, (Log{"observe velko.helper.ping", "observe velko.paste.now", "observe velko.paste.plain",
-                        "observe velko.paste.match", "observe velko.expansion.trigger", "post velko.helper.pong"}));
-}
-
 TEST_F(HelperIPCManagerTest, EachPingGetsOneIdenticalPongAndNeverConnects) {
     for (int i = 0; i < 3; ++i) request(Names::ping, "anything");
     const auto pongs = center.postedObjects(Names::pong);
@@ -42,19 +37,6 @@ TEST_F(HelperIPCManagerTest, EachPingGetsOneIdenticalPongAndNeverConnects) {
     EXPECT_EQ(pongs[2], pongs[3]);
     EXPECT_TRUE(HelperConstants::PongPayload::fromJson(pongs[3]));
     EXPECT_FALSE(link.velkoConnected);
-}
-
-TEST_F(HelperIPCManagerTest, PasteRequestsPostVWithTheirFlagsDownAndUp) {
-    request(Names::pasteNow);
-    request(Names::pastePlain, "ignored object");
-    request(Names::pasteMatch);
-    using E = FakeKeyboard::Event;
-    EXPECT_EQ(keyboard.events, (std::vector<E>{{9, 0x100000, true},
-                                               {9, 0x100000, false},
-                                               {9, 0x1A0000, true},
-                                               {9, 0x1A0000, false},
-                                               {9, 0x120000, true},
-                                               {9, 0x120000, false}}));
 }
 
 TEST_F(HelperIPCManagerTest, WithoutTrustEachRequestIsAnsweredWithADegradedNoticeUntilTrustReturns) {

@@ -94,54 +94,5 @@ TEST(SnippetTriggerDecoding, ErrorNamesTheElementAndTheReason) {
     EXPECT_EQ(error, "element 1: missing \"appScope\"");
 }
 
-struct AutoPasteRuleEngineTest : ::testing::Test {
-    FakeDefaults defaults;
-    std::size_t loadedCount(const std::string& json) {
-        defaults.setJson("helperAutoRules", json);
-        AutoPasteRuleEngine engine(defaults);
-        engine.loadRules();
-        return engine.rules.get().size();
-    }
-};
-
-TEST_F(AutoPasteRuleEngineTest, ValidRulesLoadInOrderAndExtraKeysAreIgnored) {
-    defaults.setJson("helperAutoRules", R"([{"bundleId":"org.gnome.gedit","action":"lowercase","x":1},
-                                            {"bundleId":"org.gnome.gedit","action":"blockPaste"}])");
-    AutoPasteRuleEngine engine(defaults);
-    engine.loadRules();
-    using Rule = AutoPasteRuleEngine::PasteRule;
-    using A = AutoPasteRuleEngine::PasteAction;
-    EXPECT_EQ(engine.rules.get(),
-              (std::vector<Rule>{{"org.gnome.gedit", A::lowercase}, {"org.gnome.gedit", A::blockPaste}}));
-}
-
-TEST_F(AutoPasteRuleEngineTest, ActionsMatchOnlyTheirExactRawValues) {
-    for (const char* raw :
-         {"alwaysPlainText", "stripTrackingParams", "trimWhitespace", "blockPaste", "prettyPrintJSON", "lowercase"}) {
-        const auto action = AutoPasteRuleEngine::actionFromRawValue(raw);
-        ASSERT_TRUE(action) << raw;
-        EXPECT_EQ(AutoPasteRuleEngine::rawValue(*action), raw);
-    }
-    for (const char* raw : {"AlwaysPlainText", " lowercase", "lowerCase", "", "uppercase"})
-        EXPECT_FALSE(AutoPasteRuleEngine::actionFromRawValue(raw)) << raw;
-}
-
-TEST_F(AutoPasteRuleEngineTest, OneBadRuleRejectsTheList) {
-    const std::string good = R"({"bundleId":"a","action":"trimWhitespace"})";
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":"b","action":"AlwaysPlainText"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"action":"lowercase"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":null,"action":"lowercase"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":"b","action":null}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + "]"), 1u);
-}
-
-TEST_F(AutoPasteRuleEngineTest, MissingKeyOrRefusedSuiteLeavesNoRules) {
-    AutoPasteRuleEngine engine(defaults);
-    engine.loadRules();
-    EXPECT_TRUE(engine.rules.get().empty());
-    defaults.refuseSuite = true;
-    EXPECT_EQ(loadedCount(R"([{"bundleId":"a","action":"lowercase"}])"), 0u);
-}
-
 }  // namespace
 }  // namespace velko::test

@@ -18,8 +18,8 @@
 
 #include "plist/PlistFile.h"
 #include "plist/PlistUserDefaults.h"
-#include "posix/PosixFileSystem.h"
 
+#include "fakes/ScopedEnv.h"
 #include "fakes/TempDir.h"
 
 namespace velko::test {
@@ -28,27 +28,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string suiteName = "group.app.velko";
-
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value)
-            ::setenv(name, value, 1);
-        else
-            ::unsetenv(name);
-    }
-    ~ScopedEnv() {
-        if (old_)
-            ::setenv(name_, old_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
 
 struct PlistDeleter {
     void operator()(plist_t node) const { plist_free(node); }
@@ -530,43 +509,6 @@ TEST(DefaultsLocation, SharedSuiteIsUnderHome) {
     const auto suite = PlistUserDefaults::fromEnvironment()->openSuite(suiteName);
     ASSERT_TRUE(suite);
     EXPECT_EQ(suite->data("k"), bytesOf("v"));
-}
-
-TEST(PosixFileSystemHome, ComesFromHomeOrElseThePasswordDatabase) {
-    ScopedEnv slashed("HOME", "/some/home//");
-    EXPECT_EQ(PosixFileSystem().homeDirectory(), "/some/home");
-
-    const passwd* entry = ::getpwuid(::getuid());
-    ASSERT_TRUE(entry);
-    std::string expected = entry->pw_dir;
-    while (expected.size() > 1 && expected.back() == '/') expected.pop_back();
-    {
-        ScopedEnv empty("HOME", "");
-        EXPECT_EQ(PosixFileSystem().homeDirectory(), expected);
-    }
-    ScopedEnv unset("HOME", nullptr);
-    EXPECT_EQ(PosixFileSystem().homeDirectory(), expected);
-}
-
-TEST(PosixFileSystemNodes, ExistsFollowsSymlinks) {
-    TempDir dir;
-    PosixFileSystem fileSystem;
-    writeFile(dir / "file", "x");
-    ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
-    fs::create_symlink(dir / "file", dir / "link");
-    fs::create_symlink(dir / "gone", dir / "dangling");
-
-    EXPECT_TRUE(fileSystem.exists(dir / "file"));
-    EXPECT_TRUE(fileSystem.exists(dir.path()));
-    EXPECT_TRUE(fileSystem.exists(dir / "fifo"));
-    EXPECT_TRUE(fileSystem.exists(dir / "link"));
-    EXPECT_FALSE(fileSystem.exists(dir / "dangling"));
-    EXPECT_FALSE(fileSystem.exists(dir / "gone"));
-    EXPECT_FALSE(fileSystem.exists(""));
-
-    EXPECT_TRUE(fileSystem.createDirectories(dir / "a/b"));
-    EXPECT_TRUE(fs::is_directory(dir / "a/b"));
-    EXPECT_FALSE(fileSystem.createDirectories(dir / "file/sub"));
 }
 
 }  // namespace

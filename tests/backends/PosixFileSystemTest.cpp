@@ -1,0 +1,62 @@
+// Home directory and file-node queries on the real file system.
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "fakes/ScopedEnv.h"
+#include "fakes/TempDir.h"
+#include "posix/PosixFileSystem.h"
+
+namespace velko::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+void writeFile(const std::string& path, const std::string& contents) {
+    std::ofstream(path, std::ios::binary) << contents;
+}
+
+TEST(PosixFileSystemHome, ComesFromHomeOrElseThePasswordDatabase) {
+    ScopedEnv slashed("HOME", "/some/home//");
+    EXPECT_EQ(PosixFileSystem().homeDirectory(), "/some/home");
+
+    const passwd* entry = ::getpwuid(::getuid());
+    ASSERT_TRUE(entry);
+    std::string expected = entry->pw_dir;
+    while (expected.size() > 1 && expected.back() == '/') expected.pop_back();
+    {
+        ScopedEnv empty("HOME", "");
+        EXPECT_EQ(PosixFileSystem().homeDirectory(), expected);
+    }
+    ScopedEnv unset("HOME", nullptr);
+    EXPECT_EQ(PosixFileSystem().homeDirectory(), expected);
+}
+
+TEST(PosixFileSystemNodes, ExistsFollowsSymlinks) {
+    TempDir dir;
+    PosixFileSystem fileSystem;
+    writeFile(dir / "file", "x");
+    ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
+    fs::create_symlink(dir / "file", dir / "link");
+    fs::create_symlink(dir / "gone", dir / "dangling");
+
+    EXPECT_TRUE(fileSystem.exists(dir / "file"));
+    EXPECT_TRUE(fileSystem.exists(dir.path()));
+    EXPECT_TRUE(fileSystem.exists(dir / "fifo"));
+    EXPECT_TRUE(fileSystem.exists(dir / "link"));
+    EXPECT_FALSE(fileSystem.exists(dir / "dangling"));
+    EXPECT_FALSE(fileSystem.exists(dir / "gone"));
+    EXPECT_FALSE(fileSystem.exists(""));
+
+    EXPECT_TRUE(fileSystem.createDirectories(dir / "a/b"));
+    EXPECT_TRUE(fs::is_directory(dir / "a/b"));
+    EXPECT_FALSE(fileSystem.createDirectories(dir / "file/sub"));
+}
+
+}  // namespace
+}  // namespace velko::test
