@@ -1,0 +1,58 @@
+// The uinput keyboard's byte stream, read back through a pipe: these machines have no /dev/uinput.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "fakes/TempDir.h"
+#include "uinput/UinputKeyboard.h"
+
+namespace velko {
+namespace {
+
+// What the reader of the device gets, one record a string.
+std::vector<std::string> readRecords(int fd) {
+    std::vector<std::string> out;
+    input_event event{};
+    while (::read(fd, &event, sizeof event) == sizeof event) {
+        if (event.type == EV_SYN && event.code == SYN_REPORT)
+            out.push_back("SYN");
+        else if (event.type == EV_KEY)
+            out.push_back(std::to_string(event.code) + (event.value ? " down" : " up"));
+        else
+            out.push_back("type " + std::to_string(event.type));
+    }
+    return out;
+}
+
+TEST(UinputKeyboardTest, WritesEachKeyChangeAsItsOwnFrame) {
+    int fds[2];
+    ASSERT_EQ(::pipe2(fds, O_NONBLOCK), 0);
+    UinputKeyboard keyboard{fds[1]};
+    const EventFlags match = Flags::command | Flags::shift;
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, match, true));
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, match, false));
+    EXPECT_FALSE(keyboard.postKeyEvent(200, match, true));
+    EXPECT_EQ(readRecords(fds[0]), (std::vector<std::string>{"29 down", "SYN", "42 down", "SYN", "47 down", "SYN",
+                                                             "47 up", "SYN", "42 up", "SYN", "29 up", "SYN"}));
+    ::close(fds[0]);
+}
+
+TEST(UinputKeyboardTest, RefusesWhatIsNoDeviceAndReportsAFailedWrite) {
+    std::string error;
+    EXPECT_EQ(UinputKeyboard::open("/nonexistent/uinput", &error), nullptr);
+    EXPECT_EQ(error, "/nonexistent/uinput: cannot open for writing: No such file or directory");
+    test::TempDir dir;
+    const std::string file = dir / "uinput";
+    ::close(::open(file.c_str(), O_CREAT | O_WRONLY, 0600));
+    EXPECT_EQ(UinputKeyboard::open(file, &error), nullptr);
+    EXPECT_EQ(error, file + ": not a uinput device: Inappropriate ioctl for device");
+
+    UinputKeyboard full{::open("/dev/full", O_WRONLY | O_CLOEXEC)};
+    EXPECT_FALSE(full.postKeyEvent(KeyCodes::v, Flags::command, true));
+}
+
+}  // namespace
+}  // namespace velko
