@@ -18,8 +18,7 @@ namespace velko {
 // alone: keys held on other keyboards do not reach the stroke.
 class WaylandVirtualKeyboard : public SyntheticKeyboard {
 public:
-    // A keyboard on $WAYLAND_DISPLAY; nullptr, with why in `reason`, when there is no compositor, it
-    // offers no virtual keyboards or refuses one.
+    // A keyboard on $WAYLAND_DISPLAY; nullptr with the why in `reason` (no compositor, no protocol, refused).
     static std::unique_ptr<WaylandVirtualKeyboard> connect(std::string& reason);
     ~WaylandVirtualKeyboard() override;
     WaylandVirtualKeyboard(const WaylandVirtualKeyboard&) = delete;
@@ -27,8 +26,7 @@ public:
 
     // Wayland does not say which window has the focus: true while the compositor connection works.
     bool hasFrontmostApplication() override;
-    // Sets the modifiers to exactly `flags`, then presses or releases the key; false (nothing posted)
-    // for an unknown key or once the compositor is gone.
+    // Sets the modifiers to exactly `flags`, then the key; false (nothing posted) for an unknown key or no compositor.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
     // False from the first connection error on, for good: a new compositor needs a new keyboard.

@@ -44,7 +44,9 @@ EOF
     WLR_BACKENDS=headless WLR_HEADLESS_OUTPUTS=1 WLR_LIBINPUT_NO_DEVICES=1 WLR_RENDERER=pixman \
     sway -c "$SWAY_DIR/config" >"$SWAY_DIR/sway.log" 2>&1 &
   SWAY_PID=$!
+  # Ahead of the caller's own exit trap, which may remove what the session still uses.
   eval "set -- $(trap -p EXIT)"
+  # shellcheck disable=SC2064
   trap "stop_sway_session; ${3:-}" EXIT
 
   local _
@@ -55,7 +57,8 @@ EOF
   local wayland x
   read -r wayland x <"$SWAY_DIR/sockets"
   export WAYLAND_DISPLAY="$SWAY_DIR/runtime/$wayland" DISPLAY="$x"
-  export SWAYSOCK="$(ls "$SWAY_DIR"/runtime/sway-ipc.*.sock)"
+  local ipc=("$SWAY_DIR"/runtime/sway-ipc.*.sock)
+  export SWAYSOCK="${ipc[0]}"  # for swaymsg
   # The first X client starts Xwayland; xhost both waits for it and lets root in.
   for _ in $(seq 100); do
     as_sway_user xhost "+si:localuser:$(id -un)" >/dev/null 2>&1 && return 0
