@@ -1,0 +1,203 @@
+#include "wayland/WaylandVirtualKeyboard.h"
+
+#include <poll.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <wayland-client.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "xkb/KeyTable.h"
+#include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
+
+namespace velko {
+namespace {
+
+std::uint32_t maskOf(xkb_keymap* keymap, const char* name) {
+    const xkb_mod_index_t index = xkb_keymap_mod_get_index(keymap, name);
+    return index == XKB_MOD_INVALID ? 0 : 1u << index;
+}
+
+// The compositor maps the keymap from an fd; -1 when no memory file can be made.
+int keymapFile(const std::string& text) {
+    const int fd = memfd_create("velko-keymap", MFD_CLOEXEC);
+    if (fd < 0) return -1;
+    // The terminating NUL is part of a wl_keyboard keymap.
+    const char* data = text.c_str();
+    std::size_t left = text.size() + 1;
+    while (left > 0) {
+        const ssize_t written = write(fd, data, left);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) {
+            close(fd);
+            return -1;
+        }
+        data += written;
+        left -= static_cast<std::size_t>(written);
+    }
+    return fd;
+}
+
+// One clock for every key request of a keyboard, as the protocol asks.
+std::uint32_t nowMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+
+std::string protocolErrorText(wl_display* display) {
+    const wl_interface* interface = nullptr;
+    std::uint32_t id = 0;
+    const std::uint32_t code = wl_display_get_protocol_error(display, &interface, &id);
+    if (!interface) return std::strerror(wl_display_get_error(display));
+    return std::string("protocol error ") + std::to_string(code) + " on " + interface->name;
+}
+
+}  // namespace
+
+struct WaylandVirtualKeyboard::Globals {
+    static void add(void* data, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t) {
+        auto* self = static_cast<WaylandVirtualKeyboard*>(data);
+        // The first seat is the user's; compositors with several are rare and put the keyboard there.
+        if (std::strcmp(interface, wl_seat_interface.name) == 0 && !self->seat_) {
+            self->seat_ = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
+        } else if (std::strcmp(interface, zwp_virtual_keyboard_manager_v1_interface.name) == 0 && !self->manager_) {
+            self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
+                wl_registry_bind(registry, name, &zwp_virtual_keyboard_manager_v1_interface, 1));
+        }
+    }
+    static void remove(void*, wl_registry*, std::uint32_t) {}
+    static constexpr wl_registry_listener listener{add, remove};
+};
+
+std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
+    std::string text;
+    xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
+    if (!context) return text;
+    const xkb_rule_names names{"evdev", "pc105", "us", "", ""};
+    if (xkb_keymap* keymap = xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
+        if (char* string = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1)) {
+            text = string;
+            std::free(string);
+        }
+        masks = {maskOf(keymap, XKB_MOD_NAME_CTRL), maskOf(keymap, XKB_MOD_NAME_ALT),
+                 maskOf(keymap, XKB_MOD_NAME_SHIFT), maskOf(keymap, XKB_MOD_NAME_LOGO),
+                 maskOf(keymap, XKB_MOD_NAME_CAPS)};
+        xkb_keymap_unref(keymap);
+    }
+    xkb_context_unref(context);
+    return text;
+}
+
+std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::string& reason) {
+    std::unique_ptr<WaylandVirtualKeyboard> self(new WaylandVirtualKeyboard);
+    self->display_ = wl_display_connect(nullptr);
+    if (!self->display_) {
+        const char* name = std::getenv("WAYLAND_DISPLAY");
+        reason = std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(errno);
+        return nullptr;
+    }
+    self->registry_ = wl_display_get_registry(self->display_);
+    wl_registry_add_listener(self->registry_, &Globals::listener, self.get());
+    if (wl_display_roundtrip(self->display_) < 0) {
+        reason = "the compositor did not answer: " + protocolErrorText(self->display_);
+        return nullptr;
+    }
+    if (!self->manager_) {
+        reason = "the compositor offers no zwp_virtual_keyboard_manager_v1";
+        return nullptr;
+    }
+    if (!self->seat_) {
+        reason = "the compositor has no seat";
+        return nullptr;
+    }
+
+    const std::string keymap = compileUsKeymap(self->masks_);
+    if (keymap.empty()) {
+        reason = "xkbcommon cannot compile the us keymap (is xkb-data installed?)";
+        return nullptr;
+    }
+    const int fd = keymapFile(keymap);
+    if (fd < 0) {
+        reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
+        return nullptr;
+    }
+    self->keyboard_ = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->seat_);
+    // The request carries a duplicate of the fd.
+    zwp_virtual_keyboard_v1_keymap(self->keyboard_, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd,
+                                   static_cast<std::uint32_t>(keymap.size() + 1));
+    close(fd);
+    // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
+    if (wl_display_roundtrip(self->display_) < 0) {
+        reason = "the compositor refused a virtual keyboard: " + protocolErrorText(self->display_);
+        return nullptr;
+    }
+    self->alive_ = true;
+    return self;
+}
+
+WaylandVirtualKeyboard::~WaylandVirtualKeyboard() {
+    if (keyboard_) zwp_virtual_keyboard_v1_destroy(keyboard_);
+    if (manager_) zwp_virtual_keyboard_manager_v1_destroy(manager_);
+    if (seat_) wl_seat_destroy(seat_);
+    if (registry_) wl_registry_destroy(registry_);
+    if (display_) {
+        // Lets the compositor drop the keyboard now rather than when it notices the closed socket.
+        if (alive_) wl_display_flush(display_);
+        wl_display_disconnect(display_);
+    }
+}
+
+bool WaylandVirtualKeyboard::hasFrontmostApplication() { return dispatch(); }
+
+bool WaylandVirtualKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
+    const auto key = KeyTable::evdevCode(keyCode);
+    // A compositor that went away since the last stroke shows in what is waiting on the socket.
+    if (!key || !dispatch()) return false;
+
+    std::uint32_t depressed = 0;
+    if (flags & Flags::command) depressed |= masks_.control;
+    if (flags & Flags::option) depressed |= masks_.mod1;
+    if (flags & Flags::shift) depressed |= masks_.shift;
+    if (flags & Flags::control) depressed |= masks_.mod4;
+    const std::uint32_t locked = (flags & Flags::capsLock) ? masks_.lock : 0;
+    zwp_virtual_keyboard_v1_modifiers(keyboard_, depressed, 0, locked, 0);
+    zwp_virtual_keyboard_v1_key(keyboard_, nowMs(), *key,
+                                keyDown ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
+    // Nothing stays held on this keyboard between strokes.
+    if (!keyDown) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
+    return flush() && dispatch();
+}
+
+int WaylandVirtualKeyboard::fd() const { return display_ ? wl_display_get_fd(display_) : -1; }
+
+bool WaylandVirtualKeyboard::dispatch() {
+    if (!alive_) return false;
+    while (wl_display_prepare_read(display_) != 0)
+        if (wl_display_dispatch_pending(display_) < 0) return alive_ = false;
+    pollfd readable{wl_display_get_fd(display_), POLLIN, 0};
+    if (poll(&readable, 1, 0) > 0) {
+        // An error or end of file marks the display as failed.
+        if (wl_display_read_events(display_) < 0) return alive_ = false;
+    } else {
+        wl_display_cancel_read(display_);
+    }
+    if (wl_display_dispatch_pending(display_) < 0) return alive_ = false;
+    return alive_ = wl_display_get_error(display_) == 0;
+}
+
+bool WaylandVirtualKeyboard::flush() {
+    while (wl_display_flush(display_) < 0) {
+        // A full socket drains as the compositor reads; any other error means it is gone.
+        if (errno != EAGAIN) return alive_ = false;
+        pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
+        if (poll(&writable, 1, 1000) <= 0) return false;
+    }
+    return true;
+}
+
+}  // namespace velko
