@@ -11,7 +11,8 @@ It prints "ready" once it owns the name, then one line for everything a client a
 Tests steer it through app.velko.PortalStandIn on /control (or --mode at start):
   SetMode(s): approve (default), deny (the person declines the dialog), silent (the dialog
   is never answered); CloseSessions(): revokes every session; Activate(s id) and
-  Deactivate(s id): a bound global shortcut is pressed or released.
+  Deactivate(s id): a bound global shortcut is pressed or released; ChangeTrigger(s id,
+  s trigger): the person gives a bound shortcut other keys (ShortcutsChanged).
 """
 import argparse
 import sys
@@ -131,6 +132,18 @@ class GlobalShortcuts(dbus.service.Object):
     def Deactivated(self, session_handle, shortcut_id, timestamp, options):
         pass
 
+    @dbus.service.signal(SHORTCUTS, signature="oa(sa{sv})")
+    def ShortcutsChanged(self, session_handle, shortcuts):
+        pass
+
+    def change_trigger(self, shortcut_id, trigger):
+        for session in list(self.sessions.values()):
+            if session.kind == "shortcuts" and any(i == shortcut_id for i, _ in session.shortcuts):
+                for i, o in session.shortcuts:
+                    if i == shortcut_id:
+                        o["trigger_description"] = trigger
+                self.ShortcutsChanged(dbus.ObjectPath(session.path), self.described(session))
+
     @staticmethod
     def described(session):
         return dbus.Array([dbus.Struct((i, dbus.Dictionary(o, signature="sv"))) for i, o in session.shortcuts],
@@ -239,6 +252,10 @@ class Control(dbus.service.Object):
     @dbus.service.method(CONTROL, in_signature="s", out_signature="")
     def Deactivate(self, shortcut_id):
         self.portal.press(str(shortcut_id), False)
+
+    @dbus.service.method(CONTROL, in_signature="ss", out_signature="")
+    def ChangeTrigger(self, shortcut_id, trigger):
+        self.portal.change_trigger(str(shortcut_id), str(trigger))
 
 
 def main():

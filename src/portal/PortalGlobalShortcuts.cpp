@@ -1,0 +1,348 @@
+#include "portal/PortalGlobalShortcuts.h"
+
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusReply>
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <utility>
+
+namespace velko {
+namespace {
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
+const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
+const QString sessionInterface = QStringLiteral("org.freedesktop.portal.Session");
+// The basename of the helper's desktop entry, which names it in the desktop's shortcut settings.
+const QString applicationId = QStringLiteral("velko-helper");
+
+QString newToken() {
+    // Request paths must differ among one connection's requests.
+    static std::atomic<unsigned> counter{0};
+    return QStringLiteral("velko_keys_%1").arg(++counter);
+}
+
+// The session handle is documented as an object path, and portals send it as a string.
+QString pathText(const QVariant& value) {
+    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>()) return value.value<QDBusObjectPath>().path();
+    return value.toString();
+}
+
+}  // namespace
+
+// One element of BindShortcuts' a(sa{sv}).
+struct ShortcutEntry {
+    QString id;
+    QVariantMap options;
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const ShortcutEntry& entry) {
+    argument.beginStructure();
+    argument << entry.id << entry.options;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, ShortcutEntry& entry) {
+    argument.beginStructure();
+    argument >> entry.id >> entry.options;
+    argument.endStructure();
+    return argument;
+}
+
+}  // namespace velko
+
+Q_DECLARE_METATYPE(velko::ShortcutEntry)
+
+namespace velko {
+
+const std::vector<PortalGlobalShortcuts::Shortcut>& PortalGlobalShortcuts::shortcuts() {
+    constexpr EventFlags commandShift = Flags::command | Flags::shift;
+    static const std::vector<Shortcut> all{
+        {KeyCodes::v, commandShift, "open_popover", "Open the Velko clipboard history", "CTRL+SHIFT+V"},
+        {KeyCodes::space, commandShift, "spotlight_launcher", "Search Velko", "CTRL+SHIFT+space"},
+        {KeyCodes::s, commandShift, "save_snippet", "Save the selection as a Velko snippet", "CTRL+SHIFT+S"},
+    };
+    return all;
+}
+
+bool PortalGlobalShortcuts::portalOnBus(const QDBusConnection& bus) {
+    if (!bus.isConnected() || !bus.interface()) return false;
+    if (bus.interface()->isServiceRegistered(portalService)) return true;
+    const QDBusReply<QStringList> activatable = bus.interface()->activatableServiceNames();
+    return activatable.isValid() && activatable.value().contains(portalService);
+}
+
+PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, QObject* parent)
+    : PortalGlobalShortcuts(std::move(bus), Timeouts{}, parent) {}
+
+PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, Timeouts timeouts, QObject* parent)
+    : QObject(parent),
+      bus_(std::move(bus)),
+      timeouts_(timeouts),
+      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
+    qDBusRegisterMetaType<ShortcutEntry>();
+    qDBusRegisterMetaType<QList<ShortcutEntry>>();
+    deadline_.setSingleShot(true);
+    connect(&deadline_, &QTimer::timeout, this, [this] {
+        const QString seconds = QString::number(deadline_.interval() / 1000.0);
+        fail("the desktop portal did not answer within " + seconds.toStdString() + " s");
+    });
+    connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
+        if (status_.state == State::unavailable) return;
+        sessionPath_.clear();  // went with the portal
+        fail("the desktop portal went away");
+    });
+}
+
+PortalGlobalShortcuts::~PortalGlobalShortcuts() {
+    if (!requestPath_.isEmpty()) closeOnPortal(requestPath_, requestInterface);
+    if (!sessionPath_.isEmpty()) closeOnPortal(sessionPath_, sessionInterface);
+}
+
+bool PortalGlobalShortcuts::create(const std::vector<Combination>& combinations, Callback callback) {
+    ++attempt_;
+    deadline_.stop();
+    step_ = Step::none;
+    if (!requestPath_.isEmpty()) {
+        closeOnPortal(requestPath_, requestInterface);
+        unwatchRequest();
+    }
+    endSession();
+    callback_ = {};
+    bound_.clear();
+    for (const Combination& combination : combinations) {
+        const auto& all = shortcuts();
+        const auto found = std::find_if(all.begin(), all.end(), [&](const Shortcut& s) {
+            return s.keyCode == combination.keyCode && s.modifiers == combination.modifiers;
+        });
+        if (found == all.end()) {
+            fail("no desktop shortcut is known for key " + std::to_string(combination.keyCode));
+            return false;
+        }
+        bound_.push_back(*found);
+    }
+    if (!bus_.isConnected()) {
+        fail("no session bus");
+        return false;
+    }
+    if (!portalOnBus(bus_)) {
+        fail("no desktop portal on the session bus");
+        return false;
+    }
+    callback_ = std::move(callback);
+    setStatus({State::starting, {}});
+    ask(attempt_);
+    return true;
+}
+
+void PortalGlobalShortcuts::ask(unsigned attempt) {
+    // Registering names the helper in the desktop's shortcut settings. It must come before any
+    // other call on the connection and can be done once; portals without it are as good.
+    if (!registered_) {
+        registered_ = true;
+        auto message = QDBusMessage::createMethodCall(portalService, portalPath,
+                                                      QStringLiteral("org.freedesktop.host.portal.Registry"),
+                                                      QStringLiteral("Register"));
+        message << applicationId << QVariantMap();
+        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeouts_.step.count())), this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt] {
+            watcher->deleteLater();
+            if (current(attempt)) ask(attempt);
+        });
+        return;
+    }
+    // Also starts a portal that is activated on demand, and names the instance that answers.
+    auto message = QDBusMessage::createMethodCall(
+        portalService, portalPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    message << shortcutsInterface << QStringLiteral("version");
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeouts_.step.count())), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt] {
+        watcher->deleteLater();
+        if (!current(attempt)) return;
+        const QDBusMessage reply = watcher->reply();
+        if (reply.type() != QDBusMessage::ReplyMessage)
+            return fail("the desktop portal offers no global shortcuts (" + reply.errorMessage().toStdString() + ")");
+        portalOwner_ = reply.service();
+        bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
+                     SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+        bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
+                     SLOT(onShortcutsChanged(QDBusMessage)));
+        request(Step::createSession, QStringLiteral("CreateSession"), {},
+                {{QStringLiteral("session_handle_token"), newToken()}}, timeouts_.step);
+    });
+}
+
+void PortalGlobalShortcuts::request(Step step, const QString& method, QVariantList arguments, QVariantMap options,
+                                    std::chrono::milliseconds timeout) {
+    const QString token = newToken();
+    options.insert(QStringLiteral("handle_token"), token);
+    // Watched before the call, so that a quick answer cannot slip past.
+    const QString sender = bus_.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
+    const QString predicted = portalPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
+    watchRequest(predicted);
+    step_ = step;
+    deadline_.start(timeout);
+
+    auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, shortcutsInterface, method);
+    arguments << options;
+    message.setArguments(arguments);
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeout.count())), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, method, predicted, attempt = attempt_] {
+        watcher->deleteLater();
+        if (!current(attempt)) return;
+        const QDBusMessage reply = watcher->reply();
+        if (reply.type() != QDBusMessage::ReplyMessage)
+            return fail("the desktop portal refused " + method.toStdString() + " (" +
+                        reply.errorMessage().toStdString() + ")");
+        // Portals older than the predicted path answer on one of their own.
+        const QString handle = reply.arguments().value(0).value<QDBusObjectPath>().path();
+        if (requestPath_ == predicted && !handle.isEmpty() && handle != predicted) watchRequest(handle);
+    });
+}
+
+void PortalGlobalShortcuts::watchRequest(const QString& path) {
+    unwatchRequest();
+    requestPath_ = path;
+    bus_.connect(portalOwner_, requestPath_, requestInterface, QStringLiteral("Response"), this,
+                 SLOT(onResponse(uint, QVariantMap)));
+}
+
+void PortalGlobalShortcuts::unwatchRequest() {
+    if (requestPath_.isEmpty()) return;
+    bus_.disconnect(portalOwner_, requestPath_, requestInterface, QStringLiteral("Response"), this,
+                    SLOT(onResponse(uint, QVariantMap)));
+    requestPath_.clear();
+}
+
+void PortalGlobalShortcuts::onResponse(uint response, const QVariantMap& results) {
+    if (status_.state != State::starting) return;
+    deadline_.stop();
+    unwatchRequest();
+    const Step step = std::exchange(step_, Step::none);
+    if (response == 1) return fail("the shortcuts were declined");
+    if (response != 0) return fail("the desktop portal ended the request");
+
+    if (step == Step::createSession) {
+        sessionPath_ = pathText(results.value(QStringLiteral("session_handle")));
+        if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
+        bus_.connect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
+                     SLOT(onSessionClosed(QVariantMap)));
+        bind();
+    } else if (step == Step::bindShortcuts) {
+        takeTriggers(results.value(QStringLiteral("shortcuts")));
+        if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
+        std::string line;
+        for (const auto& [id, trigger] : triggers_)
+            line += (line.empty() ? "" : ", ") + id + " " + (trigger.empty() ? "(no keys)" : trigger);
+        std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", line.c_str());
+        setStatus({State::ready, {}});
+    }
+}
+
+void PortalGlobalShortcuts::bind() {
+    QList<ShortcutEntry> entries;
+    for (const Shortcut& s : bound_)
+        entries.push_back({QString::fromStdString(s.id),
+                           {{QStringLiteral("description"), QString::fromStdString(s.description)},
+                            {QStringLiteral("preferred_trigger"), QString::fromStdString(s.preferredTrigger)}}});
+    request(Step::bindShortcuts, QStringLiteral("BindShortcuts"),
+            {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entries), QString()}, {},
+            timeouts_.bind);
+}
+
+void PortalGlobalShortcuts::takeTriggers(const QVariant& shortcuts) {
+    std::map<std::string, std::string> triggers;
+    // Anything but the documented type counts as no shortcut at all.
+    if (shortcuts.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const auto argument = shortcuts.value<QDBusArgument>();
+        if (argument.currentSignature() == QLatin1String("a(sa{sv})")) {
+            for (const ShortcutEntry& entry : qdbus_cast<QList<ShortcutEntry>>(argument)) {
+                const std::string id = entry.id.toStdString();
+                const bool asked =
+                    std::any_of(bound_.begin(), bound_.end(), [&](const Shortcut& s) { return s.id == id; });
+                if (asked)
+                    triggers[id] = entry.options.value(QStringLiteral("trigger_description")).toString().toStdString();
+            }
+        }
+    }
+    if (triggers == triggers_) return;
+    triggers_ = std::move(triggers);
+    if (triggersHandler_) triggersHandler_();
+}
+
+void PortalGlobalShortcuts::onActivated(const QDBusObjectPath& session, const QString& id, qulonglong,
+                                        const QVariantMap&) {
+    if (status_.state != State::ready || session.path() != sessionPath_ || !callback_) return;
+    const std::string name = id.toStdString();
+    for (const Shortcut& s : bound_)
+        if (s.id == name) {
+            callback_(s.keyCode, s.modifiers);
+            return;
+        }
+}
+
+void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage& message) {
+    const auto arguments = message.arguments();
+    if (status_.state != State::ready || arguments.size() < 2) return;
+    if (pathText(arguments[0]) != sessionPath_) return;
+    takeTriggers(arguments[1]);
+}
+
+void PortalGlobalShortcuts::onSessionClosed(const QVariantMap&) {
+    if (status_.state == State::unavailable) return;
+    sessionPath_.clear();  // gone already
+    fail("the desktop closed the shortcuts session");
+}
+
+void PortalGlobalShortcuts::endSession() {
+    if (!portalOwner_.isEmpty()) {
+        bus_.disconnect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
+                        SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+        bus_.disconnect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
+                        SLOT(onShortcutsChanged(QDBusMessage)));
+    }
+    if (!sessionPath_.isEmpty()) {
+        bus_.disconnect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
+                        SLOT(onSessionClosed(QVariantMap)));
+        closeOnPortal(sessionPath_, sessionInterface);
+        sessionPath_.clear();
+    }
+    if (!triggers_.empty()) {
+        triggers_.clear();
+        if (triggersHandler_) triggersHandler_();
+    }
+}
+
+void PortalGlobalShortcuts::fail(const std::string& reason) {
+    deadline_.stop();
+    step_ = Step::none;
+    // Closing the pending request takes down a dialog still on screen.
+    if (!requestPath_.isEmpty()) {
+        closeOnPortal(requestPath_, requestInterface);
+        unwatchRequest();
+    }
+    endSession();
+    std::fprintf(stderr, "velko-helper: no hotkeys through the desktop portal: %s\n", reason.c_str());
+    setStatus({State::unavailable, reason});
+}
+
+void PortalGlobalShortcuts::closeOnPortal(const QString& path, const QString& interface) {
+    // No reply is awaited: the object may be gone already, which is as good.
+    bus_.send(QDBusMessage::createMethodCall(portalOwner_, path, interface, QStringLiteral("Close")));
+}
+
+void PortalGlobalShortcuts::setStatus(Status status) {
+    if (status == status_) return;
+    status_ = std::move(status);
+    if (stateHandler_) stateHandler_(status_);
+}
+
+}  // namespace velko
