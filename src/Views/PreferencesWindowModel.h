@@ -34,6 +34,7 @@ struct Label {
     Font font;
     NamedColor color = NamedColor::labelColor;
     TextAlignment alignment = TextAlignment::natural;
+    bool wraps = false;  // at word boundaries within the frame's width
     bool operator==(const Label&) const = default;
 };
 

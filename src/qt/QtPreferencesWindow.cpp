@@ -46,6 +46,7 @@ qreal ratioOf(const QWidget* widget) {
 void addLabel(QWidget* parent, const Label& model) {
     auto* label = new QLabel(QString::fromStdString(model.text), parent);
     label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(model.wraps);
     label->setGeometry(geometryOf(model.frame));
     label->setFont(fontOf(model.font));
     QPalette palette = label->palette();

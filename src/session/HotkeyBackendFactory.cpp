@@ -1,11 +1,15 @@
 #include "session/HotkeyBackendFactory.h"
 
+#include <QDBusConnection>
+
+#include "portal/PortalGlobalShortcuts.h"
 #include "session/NoFilteringKeyTap.h"
 #include "x11/X11FilteringKeyTap.h"
 
 namespace velko {
 
-HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& session) {
+HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& session,
+                                                          std::function<void(const BackendChoice&)> changed) {
     Choice c;
     if (session.kind == DesktopSession::Kind::x11) {
         auto grabs = std::make_unique<X11FilteringKeyTap>();
@@ -14,9 +18,29 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
         c.choice = {"Hotkeys", "X11 grabs", session.reason};
         return c;
     }
-    // Xwayland's grabs fire only while an X11 window has the focus.
     c.tap = std::make_unique<NoFilteringKeyTap>();
-    c.choice = {"Hotkeys", "off", session.isWayland() ? "no Wayland hotkey backend is available" : session.reason};
+    if (!session.isWayland()) {
+        c.choice = {"Hotkeys", "off", session.reason};
+        return c;
+    }
+    // Xwayland's grabs fire only while an X11 window has the focus; the desktop's own shortcuts
+    // fire everywhere. A connection of its own, which the portal ties to the helper's application id.
+    const QString connectionName = QStringLiteral("velko-shortcuts");
+    const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
+    if (!PortalGlobalShortcuts::portalOnBus(bus)) {
+        c.choice = {"Hotkeys", "off", bus.isConnected() ? "no desktop portal on the session bus" : "no session bus"};
+        QDBusConnection::disconnectFromBus(connectionName);
+        return c;
+    }
+    auto portal = std::make_unique<PortalGlobalShortcuts>(bus);
+    portal->setStateHandler([changed = std::move(changed), reason = session.reason](const auto& status) {
+        if (!changed || status.state == PortalGlobalShortcuts::State::starting) return;
+        changed(status.state == PortalGlobalShortcuts::State::ready ? BackendChoice{"Hotkeys", "desktop portal", reason}
+                                                                    : BackendChoice{"Hotkeys", "off", status.reason});
+    });
+    c.portal = portal.get();
+    c.tap = std::move(portal);
+    c.choice = {"Hotkeys", "desktop portal", session.reason};
     return c;
 }
 

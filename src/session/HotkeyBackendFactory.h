@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <memory>
 
 #include "platform/BackendChoice.h"
@@ -7,6 +8,7 @@
 
 namespace velko {
 
+class PortalGlobalShortcuts;
 class X11FilteringKeyTap;
 
 // Picks how the helper answers its global hotkeys in this session.
@@ -14,10 +16,12 @@ class HotkeyBackendFactory {
 public:
     struct Choice {
         std::unique_ptr<FilteringKeyTap> tap;
-        X11FilteringKeyTap* x11Grabs = nullptr;  // the same tap when it is X11's, for the stroke backend
+        X11FilteringKeyTap* x11Grabs = nullptr;   // the same tap when it is X11's, for the stroke backend
+        PortalGlobalShortcuts* portal = nullptr;  // the same tap when it is the portal's: its triggers
         BackendChoice choice;
     };
-    static Choice choose(const DesktopSession& session);
+    // changed, when set, hears of the portal's later answer: the same capability, now on or off.
+    static Choice choose(const DesktopSession& session, std::function<void(const BackendChoice&)> changed = {});
 };
 
 }  // namespace velko

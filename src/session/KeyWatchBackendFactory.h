@@ -8,6 +8,7 @@
 namespace velko {
 
 class MainQueue;
+class PortalGlobalShortcuts;
 
 // Picks how the helper watches typed keys for the expansion in this session.
 class KeyWatchBackendFactory {
@@ -16,7 +17,9 @@ public:
         std::unique_ptr<KeyEventTap> tap;
         BackendChoice choice;
     };
-    static Choice choose(const DesktopSession& session, MainQueue& mainQueue);
+    // hotkeys, when set, is the portal whose reported triggers the typing leaves alone (it must
+    // outlive the tap); without it, the triggers the helper prefers.
+    static Choice choose(const DesktopSession& session, MainQueue& mainQueue, PortalGlobalShortcuts* hotkeys = nullptr);
 };
 
 }  // namespace velko

@@ -266,14 +266,21 @@ TEST_F(HelperAppDelegateTest, ServicesWithoutAStateReadAsOff) {
 }
 
 TEST_F(HelperAppDelegateTest, TheWindowListsTheBackendsBelowEverythingElse) {
-    backends = {{"Input", "X11 (XTEST)", ""}, {"Hotkeys", "off", ""}};
+    const std::string advice(150, 'x');  // what joining a group grants, say: three lines
+    backends = {{"Typed keys", "off", "", advice}, {"Hotkeys", "off", ""}};
     launchWithWindows();
     delegate->showPreferences();
     const auto& m = window(0).model;
-    ASSERT_EQ(m.backendsCard.rows.size(), 2u);
-    EXPECT_EQ(m.backendsCard.rows[1].title.text + ": " + m.backendsCard.rows[1].status.text, "Hotkeys: off");
+    ASSERT_EQ(m.backendsCard.rows.size(), 3u);
+    EXPECT_EQ(m.backendsCard.rows[2].title.text + ": " + m.backendsCard.rows[2].status.text, "Hotkeys: off");
     EXPECT_GT(m.backendsCard.frame.y, m.buttonRow.frame.y + m.buttonRow.frame.height);
     EXPECT_GE(m.window.documentHeight, m.backendsCard.frame.y + m.backendsCard.frame.height);
+    // The advice sits under its capability, wrapped, and the next capability below all of it.
+    const Label& shown = m.backendsCard.rows[1].title;
+    EXPECT_EQ(shown.text, advice);
+    EXPECT_TRUE(shown.wraps);
+    EXPECT_GE(shown.frame.height, 3 * 14.0);
+    EXPECT_GE(m.backendsCard.rows[2].top, shown.frame.y + shown.frame.height);
 }
 
 TEST_F(HelperAppDelegateTest, ButtonsOpenTheSamePagesAsTheMenu) {
