@@ -276,6 +276,23 @@ std::optional<bool> PlistFile::boolValue(const std::string& key) const {
     return value != 0;
 }
 
+std::optional<std::string> PlistFile::stringValue(const std::string& key) const {
+    const plist_t node = item(key);
+    if (plist_get_node_type(node) != PLIST_STRING) return std::nullopt;
+    std::uint64_t length = 0;
+    const char* text = plist_get_string_ptr(node, &length);
+    if (!text) return std::nullopt;
+    return std::string(text, length);
+}
+
+bool PlistFile::setString(const std::string& key, const std::string& value) {
+    // libplist keeps strings NUL-terminated.
+    if (!isUsableKey(key) || value.find('\0') != std::string::npos) return false;
+    if (!root_) root_.reset(plist_new_dict());
+    plist_dict_set_item(root_.get(), key.c_str(), plist_new_string(value.c_str()));
+    return true;
+}
+
 bool PlistFile::setData(const std::string& key, const Bytes& value) {
     if (!isUsableKey(key)) return false;
     if (!root_) root_.reset(plist_new_dict());

@@ -46,10 +46,13 @@ public:
     // nullopt when the key is missing or holds another type.
     std::optional<Bytes> data(const std::string& key) const;
     std::optional<bool> boolValue(const std::string& key) const;
+    std::optional<std::string> stringValue(const std::string& key) const;
 
     // Adds or replaces one key, whatever type it held; false only for a key libplist cannot hold.
     bool setData(const std::string& key, const Bytes& value);
     bool setBool(const std::string& key, bool value);
+    // Also false for a value with a NUL inside, which a property-list string cannot hold.
+    bool setString(const std::string& key, const std::string& value);
 
     std::optional<Bytes> serialize(Format format, std::string* error = nullptr) const;
     // Atomic: the file at path is either the old one or the complete new one.

@@ -94,6 +94,21 @@ std::unique_ptr<DefaultsSuite> PlistUserDefaults::openSuite(const std::string& s
 }
 
 bool PlistUserDefaults::setBool(const std::string& key, bool value) {
+    return store(key, [&](PlistFile& file) { return file.setBool(key, value); });
+}
+
+bool PlistUserDefaults::setString(const std::string& key, const std::string& value) {
+    return store(key, [&](PlistFile& file) { return file.setString(key, value); });
+}
+
+std::optional<std::string> PlistUserDefaults::ownString(const std::string& key) const {
+    if (config_.empty()) return std::nullopt;
+    PlistFile file;
+    if (file.load(ownDefaultsPath()) != PlistFile::LoadStatus::ok) return std::nullopt;
+    return file.stringValue(key);
+}
+
+bool PlistUserDefaults::store(const std::string& key, const std::function<bool(PlistFile&)>& set) {
     try {
         if (config_.empty()) {
             report("cannot store " + key + ": no home or configuration directory is known");
@@ -127,8 +142,8 @@ bool PlistUserDefaults::setBool(const std::string& key, bool value) {
                 return false;
         }
 
-        if (!file.setBool(key, value)) {
-            report("cannot store a key with a NUL character in it");
+        if (!set(file)) {
+            report("cannot store " + key + ": a NUL character in it");
             return false;
         }
         if (!file.save(path, &why, PlistFile::Format::xml, 0600)) {

@@ -1,13 +1,17 @@
 #pragma once
 // Defaults kept as property-list files: the shared suites where the main application keeps them
 // under the home directory, and the helper's own under the XDG configuration directory.
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/UserDefaults.h"
 
 namespace velko {
+
+class PlistFile;
 
 class PlistUserDefaults : public UserDefaults {
 public:
@@ -29,8 +33,14 @@ public:
     // A file that is not a property-list dictionary is moved aside to "<name>.corrupt" (or
     // ".corrupt.N" when taken) rather than overwritten, and the write starts from empty.
     bool setBool(const std::string& key, bool value) override;
+    // A string of the helper's own, such as a portal's restore token; nullopt when missing or unreadable.
+    std::optional<std::string> ownString(const std::string& key) const;
+    // As setBool: other keys kept, an unusable file moved aside; false on failure, said on stderr.
+    bool setString(const std::string& key, const std::string& value);
 
 private:
+    bool store(const std::string& key, const std::function<bool(PlistFile&)>& set);
+
     std::string home_;
     std::string config_;
 };

@@ -64,7 +64,9 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     // In launch order, except that the hotkeys are picked before the strokes: the helper's own
     // strokes must know the hotkey grabs to get past them.
     auto hotkeys = HotkeyBackendFactory::choose(session_);
-    auto strokes = StrokeBackendFactory::choose(session_, *display_, hotkeys.x11Grabs);
+    auto strokes =
+        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, defaults_.get(),
+                                                [this](const std::string& backend) { changed("Input", backend); }});
     keyboard_ = std::move(strokes.keyboard);
     trust_ = std::move(strokes.trust);
     chose(strokes.choice);
@@ -91,6 +93,14 @@ LinuxPlatform::~LinuxPlatform() = default;
 void LinuxPlatform::chose(BackendChoice choice) {
     std::fprintf(stderr, "velko-helper: %s (%s)\n", choice.line().c_str(), choice.reason.c_str());
     backends_.push_back(std::move(choice));
+}
+
+void LinuxPlatform::changed(const std::string& capability, const std::string& backend) {
+    for (auto& choice : backends_) {
+        if (choice.capability != capability) continue;
+        choice.backend = backend;
+        std::fprintf(stderr, "velko-helper: %s now\n", choice.line().c_str());
+    }
 }
 
 Platform LinuxPlatform::platform() {

@@ -39,6 +39,8 @@ public:
 
 private:
     void chose(BackendChoice choice);
+    // A backend that changes while the helper runs (a portal approved, a compositor gone).
+    void changed(const std::string& capability, const std::string& backend);
 
     DesktopSession session_;
     BackendChoices backends_;
@@ -52,8 +54,8 @@ private:
     std::unique_ptr<QtApplication> application_;
     std::unique_ptr<QtStatusBar> statusBar_;
     std::unique_ptr<FilteringKeyTap> filteringTap_;
-    std::unique_ptr<SyntheticKeyboard> keyboard_;
-    std::unique_ptr<AccessibilityTrust> trust_;
+    std::shared_ptr<SyntheticKeyboard> keyboard_;
+    std::shared_ptr<AccessibilityTrust> trust_;
     std::unique_ptr<KeyEventTap> keyEventTap_;
     std::unique_ptr<Pasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;

@@ -1,27 +1,61 @@
 #include "session/StrokeBackendFactory.h"
 
+#include <QDBusConnection>
+
+#include "plist/PlistUserDefaults.h"
+#include "portal/PortalRemoteDesktopKeyboard.h"
 #include "session/NoKeyboard.h"
+#include "session/WaylandStrokes.h"
+#include "uinput/UinputKeyboard.h"
+#include "wayland/WaylandVirtualKeyboard.h"
 #include "x11/GrabBypassingKeyboard.h"
 #include "x11/X11AccessibilityTrust.h"
 #include "x11/X11SyntheticKeyboard.h"
 
 namespace velko {
 
-StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& session, X11Connection& display,
-                                                          X11FilteringKeyTap* hotkeyGrabs) {
-    Choice c;
-    if (session.kind == DesktopSession::Kind::x11) {
-        std::unique_ptr<SyntheticKeyboard> xtest = std::make_unique<X11SyntheticKeyboard>(display);
-        if (hotkeyGrabs) xtest = std::make_unique<GrabBypassingKeyboard>(std::move(xtest), *hotkeyGrabs);
-        c.keyboard = std::move(xtest);
-        c.trust = std::make_unique<X11AccessibilityTrust>(display);
-        c.choice = {"Input", "X11 (XTEST)", session.reason};
-        return c;
+namespace {
+
+StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
+    WaylandStrokes::Backends backends;
+    std::string why;
+    backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+    std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard" : why;
+    if (!backends.virtualKeyboard) {
+        // Only where the compositor has no virtual keyboard: the portal may show a dialog.
+        PlistUserDefaults* defaults = needs.defaults;
+        PortalRemoteDesktopKeyboard::TokenStore tokens{
+            [defaults] {
+                return defaults ? defaults->ownString(StrokeBackendFactory::restoreTokenKey).value_or("") : "";
+            },
+            [defaults](const std::string& token) {
+                if (defaults) defaults->setString(StrokeBackendFactory::restoreTokenKey, token);
+            }};
+        backends.portal =
+            std::make_unique<PortalRemoteDesktopKeyboard>(QDBusConnection::sessionBus(), std::move(tokens));
+        backends.portal->start();
+        std::string uinputWhy;
+        backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
+        reason += "; asking the desktop portal";
+        if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
     }
-    c.keyboard = std::make_unique<NoKeyboard>();
-    c.trust = std::make_unique<NoKeyboard>();
-    c.choice = {"Input", "off", session.isWayland() ? "no Wayland input backend is available" : session.reason};
-    return c;
+    auto strokes = std::make_shared<WaylandStrokes>(std::move(backends), std::move(needs.changed));
+    return {strokes, strokes, {"Input", strokes->name(), reason}};
+}
+
+}  // namespace
+
+StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& session, Needs needs) {
+    if (session.kind == DesktopSession::Kind::x11) {
+        std::unique_ptr<SyntheticKeyboard> xtest = std::make_unique<X11SyntheticKeyboard>(needs.display);
+        if (needs.hotkeyGrabs) xtest = std::make_unique<GrabBypassingKeyboard>(std::move(xtest), *needs.hotkeyGrabs);
+        return {std::move(xtest),
+                std::make_shared<X11AccessibilityTrust>(needs.display),
+                {"Input", "X11 (XTEST)", session.reason}};
+    }
+    if (session.isWayland()) return wayland(needs);
+    auto none = std::make_shared<NoKeyboard>();
+    return {none, none, {"Input", "off", session.reason}};
 }
 
 }  // namespace velko

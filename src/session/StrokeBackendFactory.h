@@ -1,5 +1,7 @@
 #pragma once
+#include <functional>
 #include <memory>
+#include <string>
 
 #include "platform/AccessibilityTrust.h"
 #include "platform/BackendChoice.h"
@@ -8,20 +10,32 @@
 
 namespace velko {
 
+class PlistUserDefaults;
 class X11Connection;
 class X11FilteringKeyTap;
 
 // Picks how the helper posts strokes in this session. Input access means that backend works:
-// in a Wayland session Xwayland's XTEST reaches X11 windows only, so it does not count.
+// in a Wayland session Xwayland's XTEST reaches X11 windows only, so it does not count there.
 class StrokeBackendFactory {
 public:
     struct Choice {
-        std::unique_ptr<SyntheticKeyboard> keyboard;
-        std::unique_ptr<AccessibilityTrust> trust;
+        // One object may be both: the Wayland chain answers for the backend it uses at the moment.
+        std::shared_ptr<SyntheticKeyboard> keyboard;
+        std::shared_ptr<AccessibilityTrust> trust;
         BackendChoice choice;
     };
-    // hotkeyGrabs, when set, learns of each posted key-down so the helper's own strokes pass them.
-    static Choice choose(const DesktopSession& session, X11Connection& display, X11FilteringKeyTap* hotkeyGrabs);
+    struct Needs {
+        X11Connection& display;
+        // When set, learns of each posted key-down so the helper's own strokes pass the hotkey grabs.
+        X11FilteringKeyTap* hotkeyGrabs = nullptr;
+        // Keeps the desktop portal's restore token, so the person approves once.
+        PlistUserDefaults* defaults = nullptr;
+        // Told the new backend name when a Wayland backend comes or goes while the helper runs.
+        std::function<void(const std::string&)> changed;
+    };
+    static Choice choose(const DesktopSession& session, Needs needs);
+
+    static inline const std::string restoreTokenKey = "remoteDesktopRestoreToken";
 };
 
 }  // namespace velko

@@ -1,12 +1,15 @@
 # Shared harness of the integration tests: a private X server, session bus and HOME for each
-# test, the real helper binary, and the real clients to drive and observe it.
+# test, the real helper binary, and the real clients to drive and observe it. The environment is
+# pinned (scripts/private-session.sh): there is no display or bus unless the test starts one.
 set -euo pipefail
 
 : "${VELKO_BIN_DIR:?set by CTest}"
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/private-session.sh"
+session_begin it
+session_home
+session_pin
 HELPER="$VELKO_BIN_DIR/velko-helper"
-WORK="$(mktemp -d /tmp/velko-it.XXXXXX)"
-export HOME="$WORK/home" XDG_CONFIG_HOME="$WORK/home/.config"
-mkdir -p "$HOME"
+WORK="$SESSION_DIR"
 GROUP="$HOME/Library/Group Containers/group.app.velko"
 SUITE="$GROUP/Library/Preferences/group.app.velko.plist"
 OWN_DEFAULTS="$XDG_CONFIG_HOME/velko-helper/app.velko.helper.plist"
@@ -16,30 +19,19 @@ pids=()
 failures=0
 
 cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  wait 2>/dev/null || true
+  session_stop "${pids[@]}"
   if [ "$failures" -ne 0 ]; then
     echo "--- helper log"; cat "$HELPER_LOG" 2>/dev/null || true
   fi
-  rm -rf "$WORK"
+  session_end
 }
 trap cleanup EXIT
 
-start_x() {
-  local displayfile="$WORK/display"
-  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$displayfile" >/dev/null 2>&1 &
-  pids+=($!)
-  wait_for "X server" test -s "$displayfile"
-  export DISPLAY=":$(cat "$displayfile")"
-}
+start_x() { session_x; }
 
 start_bus() {
-  local info
-  rm -f "$WORK/bus"
-  info="$(dbus-daemon --session --fork --nopidfile --address="unix:path=$WORK/bus" --print-pid)"
-  BUS_PID="$info"
-  pids+=("$BUS_PID")
-  export DBUS_SESSION_BUS_ADDRESS="unix:path=$WORK/bus"
+  session_bus
+  BUS_PID="$SESSION_BUS_PID"
   dbus-monitor --session "type='signal',interface='app.velko.Notifications'" >"$MONITOR_LOG" 2>&1 &
   pids+=($!)
   wait_for "bus monitor" grep -q NameAcquired "$MONITOR_LOG"

@@ -28,6 +28,11 @@ int main(int argc, char** argv) {
     inputs.mainApplicationPresent = granted;
     inputs.features = velko::PreferencesWindowModel::features(granted, granted, true);
     inputs.ruleCount = granted ? 3 : 0;
+    if (granted)
+        inputs.backends = {
+            {"Input", "X11 (XTEST)", ""}, {"Hotkeys", "X11 grabs", ""}, {"Typed keys", "X11 RECORD", ""}};
+    else
+        inputs.backends = {{"Input", "off", ""}, {"Hotkeys", "off", ""}, {"Typed keys", "off", ""}};
 
     Printer printer;
     velko::QtWindowSystem windows;

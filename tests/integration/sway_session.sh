@@ -20,7 +20,8 @@ as_sway_user() {
 }
 
 # start_sway_session [CONFIG-LINE...]: waits up to 10 s for the compositor and up to 10 s more for
-# Xwayland; on failure it prints sway's log and returns 1.
+# Xwayland; on failure it prints sway's log and returns 1. With SWAY_XWAYLAND=disable there is no
+# Xwayland and DISPLAY is unset: a purely Wayland session.
 start_sway_session() {
   local as=()
   if [ "$(id -u)" -eq 0 ]; then
@@ -32,7 +33,7 @@ start_sway_session() {
   mkdir -m 0700 "$SWAY_DIR/runtime"
   # The session writes where it runs: the compositor says where it listens once it is up.
   cat >"$SWAY_DIR/config" <<EOF
-xwayland enable
+xwayland ${SWAY_XWAYLAND:-enable}
 exec printf '%s %s\n' "\$WAYLAND_DISPLAY" "\$DISPLAY" >"$SWAY_DIR/sockets.tmp" && mv "$SWAY_DIR/sockets.tmp" "$SWAY_DIR/sockets"
 EOF
   printf '%s\n' "$@" >>"$SWAY_DIR/config"
@@ -59,6 +60,7 @@ EOF
   export WAYLAND_DISPLAY="$SWAY_DIR/runtime/$wayland" DISPLAY="$x"
   local ipc=("$SWAY_DIR"/runtime/sway-ipc.*.sock)
   export SWAYSOCK="${ipc[0]}"  # for swaymsg
+  if [ "${SWAY_XWAYLAND:-enable}" = disable ]; then unset DISPLAY; return 0; fi
   # The first X client starts Xwayland; xhost both waits for it and lets root in.
   for _ in $(seq 100); do
     as_sway_user xhost "+si:localuser:$(id -un)" >/dev/null 2>&1 && return 0

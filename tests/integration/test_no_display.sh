@@ -2,7 +2,6 @@
 # Without any X display the helper still serves the link and answers pastes with the degraded notice.
 source "$(dirname "$0")/lib.sh"
 start_bus
-unset DISPLAY WAYLAND_DISPLAY
 start_helper
 wait_for "the unasked pong" at_least 1 velko.helper.pong
 post velko.paste.now

@@ -10,6 +10,8 @@ FUZZ="8%"
 MAX_PIXELS=60
 start_x
 start_bus  # else libdbus autolaunches a session bus that outlives the test
+# The references were drawn with DejaVu Sans, the only font the pinned fontconfig offers.
+check_eq "Qt's default sans-serif font is DejaVu Sans" "DejaVu Sans" "$(fc-match -f '%{family[0]}' 'Sans Serif')"
 
 show() {  # show STATE: starts the window, sets WINDOW and SHOW_LOG
   SHOW_LOG="$WORK/show-$1.log"

@@ -13,7 +13,6 @@ cat >"$GSETTINGS_SCHEMA_DIR/org.gnome.gnome-screenshot.gschema.xml" <<'XML'
 XML
 glib-compile-schemas "$GSETTINGS_SCHEMA_DIR"
 start_bus
-unset DISPLAY WAYLAND_DISPLAY
 
 run_helper() {  # run_helper: a fresh helper, once its launch is done
   : >"$HELPER_LOG"

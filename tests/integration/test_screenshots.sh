@@ -54,7 +54,6 @@ head -c 5000000 /dev/urandom >"$WORK/capture.mov"
 cp "$WORK/hello.png" "$SHOTS/Screenshot old.png"
 
 start_bus
-unset DISPLAY WAYLAND_DISPLAY
 start_helper
 wait_for "the watcher" grep -q "watching $SHOTS for screenshots" "$HELPER_LOG"
 

@@ -1,0 +1,65 @@
+#include "session/WaylandStrokes.h"
+
+#include <QSocketNotifier>
+
+#include "portal/PortalRemoteDesktopKeyboard.h"
+#include "uinput/UinputKeyboard.h"
+#include "wayland/WaylandVirtualKeyboard.h"
+
+namespace velko {
+
+WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed)
+    : backends_(std::move(backends)), changed_(std::move(changed)) {
+    if (auto* keyboard = backends_.virtualKeyboard.get()) {
+        // Reading the compositor's socket is how its going away is noticed between strokes.
+        compositor_ = std::make_unique<QSocketNotifier>(keyboard->fd(), QSocketNotifier::Read);
+        connect(compositor_.get(), &QSocketNotifier::activated, this, [this] {
+            if (!backends_.virtualKeyboard->dispatch()) compositor_->setEnabled(false);
+            recheck();
+        });
+    }
+    if (auto* portal = backends_.portal.get())
+        portal->setStateHandler([this](const PortalRemoteDesktopKeyboard::Status&) { recheck(); });
+    lastName_ = name();
+}
+
+WaylandStrokes::~WaylandStrokes() = default;
+
+SyntheticKeyboard* WaylandStrokes::current() {
+    if (backends_.virtualKeyboard && backends_.virtualKeyboard->isAlive()) return backends_.virtualKeyboard.get();
+    if (backends_.portal && backends_.portal->state().state == PortalRemoteDesktopKeyboard::State::ready)
+        return backends_.portal.get();
+    if (backends_.uinput) return backends_.uinput.get();
+    return nullptr;
+}
+
+std::string WaylandStrokes::name() {
+    SyntheticKeyboard* keyboard = current();
+    if (!keyboard) return "off";
+    if (keyboard == backends_.virtualKeyboard.get()) return "Wayland virtual keyboard";
+    if (keyboard == backends_.portal.get()) return "desktop portal";
+    return "/dev/uinput";
+}
+
+void WaylandStrokes::recheck() {
+    const std::string now = name();
+    if (now == lastName_) return;
+    lastName_ = now;
+    if (changed_) changed_(now);
+}
+
+bool WaylandStrokes::isProcessTrusted() { return current() != nullptr; }
+
+bool WaylandStrokes::hasFrontmostApplication() {
+    SyntheticKeyboard* keyboard = current();
+    return keyboard && keyboard->hasFrontmostApplication();
+}
+
+bool WaylandStrokes::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
+    SyntheticKeyboard* keyboard = current();
+    const bool posted = keyboard && keyboard->postKeyEvent(keyCode, flags, keyDown);
+    recheck();  // a failed post may have found the compositor gone
+    return posted;
+}
+
+}  // namespace velko

@@ -1,0 +1,49 @@
+#pragma once
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/AccessibilityTrust.h"
+#include "platform/SyntheticKeyboard.h"
+
+class QSocketNotifier;
+
+namespace velko {
+
+class PortalRemoteDesktopKeyboard;
+class UinputKeyboard;
+class WaylandVirtualKeyboard;
+
+// Strokes in a Wayland session through the first backend that works now: the compositor's virtual
+// keyboard, else the desktop portal once the person has approved it, else /dev/uinput. Input access
+// means one of them works at the moment of asking, so a compositor that goes away or a portal
+// session that is revoked turns into missing access, not a crash.
+class WaylandStrokes : public QObject, public SyntheticKeyboard, public AccessibilityTrust {
+public:
+    struct Backends {
+        std::unique_ptr<WaylandVirtualKeyboard> virtualKeyboard;
+        std::unique_ptr<PortalRemoteDesktopKeyboard> portal;  // started by the caller
+        std::unique_ptr<UinputKeyboard> uinput;
+    };
+    // changed runs on the main thread with the new name() whenever the backend in use changes.
+    WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed);
+    ~WaylandStrokes() override;
+
+    // "Wayland virtual keyboard", "desktop portal", "/dev/uinput", or "off".
+    std::string name();
+    bool isProcessTrusted() override;
+    bool hasFrontmostApplication() override;
+    bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
+
+private:
+    SyntheticKeyboard* current();
+    void recheck();
+
+    Backends backends_;
+    std::function<void(const std::string&)> changed_;
+    std::unique_ptr<QSocketNotifier> compositor_;
+    std::string lastName_;
+};
+
+}  // namespace velko
