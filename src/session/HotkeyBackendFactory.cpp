@@ -9,7 +9,7 @@
 namespace velko {
 
 HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& session,
-                                                          std::function<void(const BackendChoice&)> changed) {
+                                                          std::function<void(const std::string&)> changed) {
     Choice c;
     if (session.kind == DesktopSession::Kind::x11) {
         auto grabs = std::make_unique<X11FilteringKeyTap>();
@@ -33,10 +33,9 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
         return c;
     }
     auto portal = std::make_unique<PortalGlobalShortcuts>(bus);
-    portal->setStateHandler([changed = std::move(changed), reason = session.reason](const auto& status) {
+    portal->setStateHandler([changed = std::move(changed)](const auto& status) {
         if (!changed || status.state == PortalGlobalShortcuts::State::starting) return;
-        changed(status.state == PortalGlobalShortcuts::State::ready ? BackendChoice{"Hotkeys", "desktop portal", reason}
-                                                                    : BackendChoice{"Hotkeys", "off", status.reason});
+        changed(status.state == PortalGlobalShortcuts::State::ready ? "desktop portal" : "off");
     });
     c.portal = portal.get();
     c.tap = std::move(portal);

@@ -1,6 +1,7 @@
 #pragma once
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "platform/BackendChoice.h"
 #include "platform/FilteringKeyTap.h"
@@ -20,8 +21,9 @@ public:
         PortalGlobalShortcuts* portal = nullptr;  // the same tap when it is the portal's: its triggers
         BackendChoice choice;
     };
-    // changed, when set, hears of the portal's later answer: the same capability, now on or off.
-    static Choice choose(const DesktopSession& session, std::function<void(const BackendChoice&)> changed = {});
+    // changed, when set, is told the backend name when the portal's answer changes it ("off" once
+    // the portal declines, fails or closes the session; the portal logs why).
+    static Choice choose(const DesktopSession& session, std::function<void(const std::string&)> changed = {});
 };
 
 }  // namespace velko

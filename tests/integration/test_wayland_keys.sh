@@ -1,16 +1,13 @@
 #!/usr/bin/env bash
-# In a Wayland session the helper asks the desktop portal for its hotkeys when one is on the bus,
-# and watches typed keys only where it can read a keyboard; its bus name reports each choice.
+# In a Wayland session (headless sway) the helper answers its hotkeys through the desktop portal
+# (the stand-in on the private bus): each activation becomes helper.hotkey.activated with the
+# shortcut's identifier; without a portal, and once the desktop closes the session, hotkeys are
+# off and the log says why. Typed keys are watched only where a keyboard can be read.
 source "$(dirname "$0")/lib.sh"
-# A bus that starts no service on demand: the machine's own portal must not answer for the stand-in.
-cat >"$WORK/bus.conf" <<EOF
-<busconfig><type>session</type><listen>unix:path=$WORK/bus</listen><auth>EXTERNAL</auth>
-<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
-<allow own="*"/></policy></busconfig>
-EOF
-pids+=("$(dbus-daemon --config-file="$WORK/bus.conf" --fork --nopidfile --print-pid)")
-export DBUS_SESSION_BUS_ADDRESS="unix:path=$WORK/bus"
-unset DISPLAY WAYLAND_DISPLAY
+source "$(dirname "$0")/sway_session.sh"
+
+start_bus
+SWAY_XWAYLAND=disable start_sway_session
 export XDG_SESSION_TYPE=wayland
 
 backends() {
@@ -18,22 +15,41 @@ backends() {
     app.velko.Helper.Backends 2>/dev/null
 }
 choice() { backends | sed "s/   */\n/g" | grep "^$1:"; }
+portal() { dbus-send --session --print-reply --dest=org.freedesktop.portal.Desktop /control "app.velko.PortalStandIn.$@" >/dev/null; }
 
 start_helper
-wait_for "the helper's bus name" eval 'backends >/dev/null'
+wait_for "the helper" at_least 1 velko.helper.pong
 check_eq "without a portal the hotkeys are off" "Hotkeys: off" "$(choice Hotkeys)"
 check "and the log says why" grep -q 'Hotkeys: off (no desktop portal on the session bus)' "$HELPER_LOG"
 if [ -z "$(ls /dev/input/event* 2>/dev/null)" ]; then
   check_eq "without a readable keyboard typed keys are off" "Typed keys: off" "$(choice 'Typed keys')"
   check "and the log says why" grep -q 'Typed keys: off (no keyboard in /dev/input is readable)' "$HELPER_LOG"
 fi
-kill "$HELPER_PID"; wait "$HELPER_PID" 2>/dev/null || true
+kill "$HELPER_PID"
+wait "$HELPER_PID" 2>/dev/null || true
 
 /usr/bin/python3 "$VELKO_SOURCE_DIR/tests/integration/portal_standin.py" >"$WORK/portal.log" 2>&1 &
 pids+=($!)
 wait_for "the stand-in portal" grep -q ready "$WORK/portal.log"
 start_helper
-wait_for "the helper's bus name" eval 'backends >/dev/null'
-check_eq "with a portal on the bus the hotkeys go through it" "Hotkeys: desktop portal" "$(choice Hotkeys)"
+wait_for "the shortcuts to be bound" grep -q 'bind_shortcuts' "$WORK/portal.log"
+check_eq "the helper binds its three shortcuts under their identifiers" \
+  "bind_shortcuts open_popover,spotlight_launcher,save_snippet" "$(grep bind_shortcuts "$WORK/portal.log")"
+check_eq "with a portal the hotkeys go through it" "Hotkeys: desktop portal" "$(choice Hotkeys)"
+wait_for "the binding to be answered" grep -q 'hotkeys through the desktop portal: ' "$HELPER_LOG"
+portal Activate string:spotlight_launcher
+portal Deactivate string:spotlight_launcher
+portal Activate string:save_snippet
+wait_for "two hotkey notifications" at_least 2 helper.hotkey.activated
+check_eq "each activation is posted once with its identifier" "spotlight_launcher save_snippet" \
+  "$(objects helper.hotkey.activated | tr '\n' ' ' | sed 's/ $//')"
+
+portal CloseSessions
+wait_for "the closed session to be noticed" grep -q 'the desktop closed the shortcuts session' "$HELPER_LOG"
+portal Activate string:open_popover
+sleep 0.3
+post velko.helper.ping
+wait_for "a pong after the activation" at_least 3 velko.helper.pong
+check_eq "a closed session fires nothing" 2 "$(count helper.hotkey.activated)"
 check "the helper keeps running" helper_alive
 finish
