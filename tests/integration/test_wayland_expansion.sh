@@ -10,9 +10,7 @@ cat >"$WORK/triggers.json" <<'JSON'
 JSON
 write_suite helperSnippetTriggers "$WORK/triggers.json"
 EXPANDED="Best regards, $(id -un)!"
-# GTK does not try Wayland without a runtime directory.
-export XDG_RUNTIME_DIR="$WORK/runtime"
-mkdir -m 0700 "$XDG_RUNTIME_DIR"
+# GTK does not try Wayland without a runtime directory: the private session gives one.
 start_sway_session
 
 # The user's clipboard: an image with a caption, owned by another client.
