@@ -3,16 +3,26 @@
 #include <QGuiApplication>
 
 #include "qt/QtPasteboard.h"
+#include "session/PumpedWaylandPasteboard.h"
+#include "wayland/WaylandDataControlPasteboard.h"
 
 namespace velko {
 
 ClipboardBackendFactory::Choice ClipboardBackendFactory::choose(const DesktopSession& session) {
+    std::string noDataControl;
+    if (session.isWayland()) {
+        if (auto wayland = WaylandDataControlPasteboard::connect(noDataControl))
+            return {std::make_unique<PumpedWaylandPasteboard>(std::move(wayland)),
+                    {"Clipboard", "Wayland data-control", "the compositor offers zwlr_data_control_manager_v1"}};
+        noDataControl += "; ";
+    }
     const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
     std::string backend = "off";
-    std::string reason = "no X display to hold a clipboard";
+    std::string reason = noDataControl + "no X display to hold a clipboard";
     if (x11) {
         backend = session.isWayland() ? "Xwayland CLIPBOARD" : "X11 CLIPBOARD";
-        reason = session.isWayland() ? "the compositor bridges it to the Wayland clipboard" : session.reason;
+        reason = session.isWayland() ? noDataControl + "the compositor bridges Xwayland's to the Wayland clipboard"
+                                     : session.reason;
     }
     return {std::make_unique<QtPasteboard>(), {"Clipboard", backend, reason}};
 }

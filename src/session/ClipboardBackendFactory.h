@@ -7,15 +7,16 @@
 
 namespace velko {
 
-// Picks the clipboard the expansion borrows. Every compositor bridges Xwayland's CLIPBOARD to the
-// Wayland clipboard, so X11's serves Wayland sessions too.
+// Picks the clipboard the expansion borrows. In a Wayland session the compositor's data-control
+// protocol reaches the clipboard whatever window has the focus; without it Xwayland's CLIPBOARD is
+// the fallback, which wlroots compositors bridge only while an X11 window has the focus.
 class ClipboardBackendFactory {
 public:
     struct Choice {
         std::unique_ptr<Pasteboard> pasteboard;
         BackendChoice choice;
     };
-    // Needs the QGuiApplication: whether Qt reached an X display decides what the clipboard is.
+    // Needs the QGuiApplication: without data-control, whether Qt reached an X display decides.
     static Choice choose(const DesktopSession& session);
 };
 

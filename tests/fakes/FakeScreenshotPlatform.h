@@ -32,8 +32,7 @@ public:
         return names;
     }
     bool watch(const std::string& path, std::function<void()> h) override {
-        if (refuseWatch) return false;
-        watched.push_back(path);
+        if (refuseWatch || path != directory) return false;
         handler = std::move(h);
         return true;
     }
@@ -47,7 +46,6 @@ public:
     bool failListing = false;
     bool refuseWatch = false;
     int listings = 0;
-    std::vector<std::string> watched;
     std::vector<double> sleeps;
     std::function<void()> handler;
 };
@@ -64,33 +62,20 @@ public:
 
     FileLook look(const std::string& path) override {
         ++looks;
-        FileLook look;
         const auto it = entries.find(path);
-        if (it == entries.end()) return look;
-        look.kind = it->second.kind;
-        if (look.kind != FileLook::Kind::regular) return look;
-        look.size = it->second.content.size();
-        look.modifiedNanoseconds = it->second.modified;
-        look.writers = it->second.writers;
-        return look;
+        if (it == entries.end()) return FileLook{FileLook::Kind::missing};
+        const Entry& e = it->second;
+        if (e.kind != FileLook::Kind::regular) return FileLook{e.kind};
+        return FileLook{e.kind, 0, 0, e.content.size(), e.modified, e.writers};
     }
     CopyResult copyInto(const std::string& source, const std::string& directory) override {
-        CopyResult result;
         const auto it = entries.find(source);
-        if (it == entries.end() || it->second.kind != FileLook::Kind::regular) {
-            result.failure = CopyResult::Failure::source;
-            result.error = "cannot open";
-            return result;
-        }
-        if (failCopy) {
-            result.failure = CopyResult::Failure::destination;
-            result.error = "no space left";
-            return result;
-        }
+        if (it == entries.end() || it->second.kind != FileLook::Kind::regular)
+            return {std::nullopt, CopyResult::Failure::source, "cannot open"};
+        if (failCopy) return {std::nullopt, CopyResult::Failure::destination, "no space left"};
         const std::string path = directory + "/.capture.tmp-" + std::to_string(++copyCount);
         copies[path] = it->second.content;
-        result.copy = FileCopy{path, it->second.content.size()};
-        return result;
+        return {FileCopy{path, it->second.content.size()}, CopyResult::Failure::none, ""};
     }
     bool moveInto(const std::string& copyPath, const std::string& destination) override {
         if (log_) log_->push_back("move " + extension(destination));
@@ -140,29 +125,22 @@ public:
     std::deque<std::function<void()>> jobs;
 };
 
-// Answers from `answers`, keyed by the content of the copy it is asked to read.
+// Answers from `answers`, keyed by the content of the copy it is asked to read, in a job on `queue`.
 class FakeRecognizer : public TextRecognizer {
 public:
-    explicit FakeRecognizer(FakeCaptureFiles& files) : files_(files) {}
+    FakeRecognizer(FakeCaptureFiles& files, FakeBackgroundQueue& queue) : files_(files), queue_(queue) {}
     void recognizeText(const std::string& imagePath, Completion done) override {
         const std::string content = files_.copies.count(imagePath) ? files_.copies[imagePath] : "";
         requests.push_back(content);
         const auto it = answers.find(content);
-        pending.push_back([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });
-    }
-    bool finishOne() {
-        if (pending.empty()) return false;
-        auto next = std::move(pending.front());
-        pending.pop_front();
-        next();
-        return true;
+        queue_.async([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });
     }
     std::map<std::string, std::optional<std::vector<TextObservation>>> answers;
     std::vector<std::string> requests;
-    std::deque<std::function<void()>> pending;
 
 private:
     FakeCaptureFiles& files_;
+    FakeBackgroundQueue& queue_;
 };
 
 }  // namespace velko::test

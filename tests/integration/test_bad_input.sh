@@ -44,9 +44,7 @@ write_suite helperSnippetTriggers "$WORK/big.json" helperAutoRules "$WORK/rules.
 check "the suite holds over 10 MB of JSON" test "$(stat -c %s "$WORK/big.json")" -gt 10000000
 run_case "10 MB of JSON with one bad element"
 
+# A directory there takes the same way as the FIFO, which could also hang a careless read.
 rm -f "$SUITE" && mkfifo "$SUITE"
 run_case "a FIFO in place of the suite"
-
-rm -f "$SUITE" && mkdir -p "$SUITE"
-run_case "a directory in place of the suite"
 finish

@@ -16,28 +16,19 @@ make_png() {
   convert -size 900x$((y)) xc:white -font DejaVu-Sans -pointsize 72 -fill black "${args[@]}" "$out"
 }
 
-# records NAME: the staged records for that file name (or, for "PREFIX*", every name starting so),
-# one JSON object per line, with the path and size of its data file added as "_data" and
-# "_dataSize" (absent when there is none).
+# records PATTERN: the staged records of the file names that match, one JSON object a line, each
+# with the path of its data file added as "_data".
 records() {
   python3 - "$STAGING" "$1" <<'PY'
-import json, os, sys
-folder, name = sys.argv[1], sys.argv[2]
-for entry in sorted(os.listdir(folder)) if os.path.isdir(folder) else []:
-    if not entry.endswith(".json"):
-        continue
-    record = json.load(open(os.path.join(folder, entry), encoding="utf-8"))
-    filename = record.get("filename")
-    if filename != name and not (name.endswith("*") and filename.startswith(name[:-1])):
-        continue
-    data = os.path.join(folder, entry[:-5] + ".data")
-    if os.path.exists(data):
-        record["_data"] = data
-        record["_dataSize"] = str(os.path.getsize(data))
-    print(json.dumps(record, sort_keys=True))
+import fnmatch, glob, json, sys
+for path in sorted(glob.glob(sys.argv[1] + "/*.json")):
+    record = json.load(open(path, encoding="utf-8"))
+    if fnmatch.fnmatchcase(record["filename"], sys.argv[2]):
+        print(json.dumps(dict(record, _data=path[:-5] + ".data")))
 PY
 }
 field() { python3 -c 'import json,sys; print(json.loads(sys.stdin.readline()).get(sys.argv[1], ""), end="")' "$1"; }
+data_size() { stat -c %s "$(field _data)"; }
 announced() { objects velko.screenshot.captured | grep -cxF -- "$1" || true; }
 announced_once() { [ "$(announced "$1")" -ge 1 ]; }
 # wait_long WHAT SECONDS COMMAND...: like wait_for, for work that takes longer than 10 s.
@@ -65,22 +56,18 @@ record="$(records "$name")"
 check_eq "one pair for the capture" 1 "$(printf '%s\n' "$record" | grep -c .)"
 check_eq "its text is the two lines" $'Hello\nWorld' "$(field ocrText <<<"$record")"
 check_eq "it is no video" false "$(field isVideo <<<"$record")"
-check_eq "fileSize is the data file's size" "$(field _dataSize <<<"$record")" "$(field fileSize <<<"$record")"
+check_eq "fileSize is the data file's size" "$(data_size <<<"$record")" "$(field fileSize <<<"$record")"
 check "the data is the file, byte for byte" cmp -s "$WORK/hello.png" "$(field _data <<<"$record")"
 check "the timestamp is UTC with whole seconds" \
   grep -qE '^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$' <<<"$(field timestamp <<<"$record")"
 
-# --- names that are no screenshots, then a video that is
-cp "$WORK/hello.png" "$SHOTS/notes.png"
-cp "$WORK/hello.png" "$SHOTS/Screenshot.jpg"
+# --- a video
 cp "$WORK/capture.mov" "$SHOTS/my capture.mov"
 wait_for "the video" announced_once "my capture.mov"
 record="$(records "my capture.mov")"
 check "the video is staged byte for byte" cmp -s "$WORK/capture.mov" "$(field _data <<<"$record")"
 check_eq "the video is marked" true "$(field isVideo <<<"$record")"
 check_eq "the video has no text" "" "$(field ocrText <<<"$record")"
-check_eq "notes.png and Screenshot.jpg give nothing" "0 0 0 0" \
-  "$(announced notes.png) $(announced Screenshot.jpg) $(records notes.png | wc -l) $(records Screenshot.jpg | wc -l)"
 check_eq "a file there before the start is never staged" "0 0" \
   "$(announced "Screenshot old.png") $(records "Screenshot old.png" | wc -l)"
 
@@ -104,7 +91,7 @@ wait_for "the empty capture" announced_once "Screenshot empty.png"
 wait_for "the non-ASCII name" announced_once "Bildschirmfoto äöü 東京.png"
 check_eq "a corrupt PNG is staged without text" "" "$(records "Screenshot corrupt.png" | field ocrText)"
 check_eq "an empty file is staged with size 0" "0 0" \
-  "$(records "Screenshot empty.png" | field fileSize) $(records "Screenshot empty.png" | field _dataSize)"
+  "$(records "Screenshot empty.png" | field fileSize) $(records "Screenshot empty.png" | data_size)"
 check_eq "the non-ASCII name is kept" 1 "$(records "Bildschirmfoto äöü 東京.png" | wc -l)"
 check "a directory is skipped" grep -q 'skipped "Screenshot folder.png": not a regular file' "$HELPER_LOG"
 
@@ -131,14 +118,14 @@ check_eq "and staged once" "1 1" "$(records "Screenshot slow.png" | wc -l) $(ann
 mkdir "$WORK/burst"
 for i in $(seq -w 1 50); do cp "$WORK/burst.png" "$WORK/burst/Screenshot burst $i.png"; done
 mv "$WORK/burst/"* "$SHOTS/"
-burst_done() { [ "$(objects velko.screenshot.captured | grep -c '^Screenshot burst ')" -ge 50 ]; }
+burst_names() { objects velko.screenshot.captured | grep '^Screenshot burst '; }
+burst_done() { [ "$(burst_names | wc -l)" -ge 50 ]; }
 wait_long "50 notifications" 120 burst_done
-check_eq "50 notifications, no name twice" "50 50" \
-  "$(objects velko.screenshot.captured | grep -c '^Screenshot burst ') $(objects velko.screenshot.captured | grep '^Screenshot burst ' | sort -u | wc -l)"
-burst_records="$(records "Screenshot burst *")"
-check_eq "50 pairs, one per capture" "50 50" \
-  "$(wc -l <<<"$burst_records") $(python3 -c 'import json,sys; print(len({json.loads(l)["filename"] for l in sys.stdin}))' <<<"$burst_records")"
-check_eq "each with its text" 50 "$(grep -c '"ocrText": "Burst"' <<<"$burst_records")"
+check_eq "50 notifications, no name twice" "50 50" "$(burst_names | wc -l) $(burst_names | sort -u | wc -l)"
+burst="$(records "Screenshot burst *")"
+distinct="$(grep -o '"filename": "[^"]*"' <<<"$burst" | sort -u | wc -l)"
+check_eq "50 pairs, one per capture, each with its text" "50 50 50" \
+  "$(wc -l <<<"$burst") $distinct $(grep -c '"ocrText": "Burst"' <<<"$burst")"
 
 # --- nothing half-written or readable by others
 check_eq "the staging folder is private" 700 "$(stat -c %a "$STAGING")"

@@ -1,80 +1,48 @@
+#include "Core/AutoPasteRuleEngine.h"
+
 #include <gtest/gtest.h>
 
-#include "Core/AutoPasteRuleEngine.h"
-#include "Core/SharedDataReader.h"
 #include "fakes/FakePlatform.h"
 
 namespace velko::test {
 namespace {
 
-const std::string storePath = "/home/ada/Library/Group Containers/group.app.velko/Velko.store";
-const std::string sig = R"({"abbreviation":";sig","expansion":"Best, {username}","format":"plain","appScope":[]})";
-const std::string addr = R"({"abbreviation":";addr","expansion":"1 Main St","format":"rtf","appScope":["a.b"]})";
-
-struct SharedDataReaderTest : ::testing::Test {
-    FakeFileSystem fs;
-    FakeDefaults defaults;
-
-    std::vector<std::string> loadedAbbreviations(const std::string& json, bool storePresent = true) {
-        if (storePresent) fs.paths.insert(storePath);
-        defaults.setJson("helperSnippetTriggers", json);
-        SharedDataReader reader(fs, defaults);
-        reader.initialize();
-        std::vector<std::string> out;
-        for (const auto& t : reader.snippetTriggers.get()) out.push_back(t.abbreviation);
-        return out;
-    }
-};
-
-using Abbreviations = std::vector<std::string>;
+using Rule = AutoPasteRuleEngine::PasteRule;
+using A = AutoPasteRuleEngine::PasteAction;
 
 struct AutoPasteRuleEngineTest : ::testing::Test {
     FakeDefaults defaults;
-    std::size_t loadedCount(const std::string& json) {
-        defaults.setJson("helperAutoRules", json);
+    std::vector<Rule> loaded(const std::optional<std::string>& json) {
+        if (json) defaults.setJson("helperAutoRules", *json);
         AutoPasteRuleEngine engine(defaults);
         engine.loadRules();
-        return engine.rules.get().size();
+        return engine.rules.get();
     }
 };
 
 TEST_F(AutoPasteRuleEngineTest, ValidRulesLoadInOrderAndExtraKeysAreIgnored) {
-    defaults.setJson("helperAutoRules", R"([{"bundleId":"org.gnome.gedit","action":"lowercase","x":1},
-                                            {"bundleId":"org.gnome.gedit","action":"blockPaste"}])");
-    AutoPasteRuleEngine engine(defaults);
-    engine.loadRules();
-    using Rule = AutoPasteRuleEngine::PasteRule;
-    using A = AutoPasteRuleEngine::PasteAction;
-    EXPECT_EQ(engine.rules.get(),
+    EXPECT_EQ(loaded(R"([{"bundleId":"org.gnome.gedit","action":"lowercase","x":1},
+                        {"bundleId":"org.gnome.gedit","action":"blockPaste"}])"),
               (std::vector<Rule>{{"org.gnome.gedit", A::lowercase}, {"org.gnome.gedit", A::blockPaste}}));
-}
-
-TEST_F(AutoPasteRuleEngineTest, ActionsMatchOnlyTheirExactRawValues) {
-    for (const char* raw :
+    // The main application writes these names, and velkoctl prints them back.
+    for (const std::string raw :
          {"alwaysPlainText", "stripTrackingParams", "trimWhitespace", "blockPaste", "prettyPrintJSON", "lowercase"}) {
-        const auto action = AutoPasteRuleEngine::actionFromRawValue(raw);
-        ASSERT_TRUE(action) << raw;
-        EXPECT_EQ(AutoPasteRuleEngine::rawValue(*action), raw);
+        const auto rules = loaded(R"([{"bundleId":"a","action":")" + raw + "\"}]");
+        ASSERT_EQ(rules.size(), 1u) << raw;
+        EXPECT_EQ(AutoPasteRuleEngine::rawValue(rules[0].action), raw);
     }
-    for (const char* raw : {"AlwaysPlainText", " lowercase", "lowerCase", "", "uppercase"})
-        EXPECT_FALSE(AutoPasteRuleEngine::actionFromRawValue(raw)) << raw;
 }
 
-TEST_F(AutoPasteRuleEngineTest, OneBadRuleRejectsTheList) {
+TEST_F(AutoPasteRuleEngineTest, OneBadRuleOrAMissingKeyOrRefusedSuiteLeavesNoRules) {
+    EXPECT_TRUE(loaded(std::nullopt).empty());
     const std::string good = R"({"bundleId":"a","action":"trimWhitespace"})";
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":"b","action":"AlwaysPlainText"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"action":"lowercase"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":null,"action":"lowercase"}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + R"(,{"bundleId":"b","action":null}])"), 0u);
-    EXPECT_EQ(loadedCount("[" + good + "]"), 1u);
-}
-
-TEST_F(AutoPasteRuleEngineTest, MissingKeyOrRefusedSuiteLeavesNoRules) {
-    AutoPasteRuleEngine engine(defaults);
-    engine.loadRules();
-    EXPECT_TRUE(engine.rules.get().empty());
+    for (const char* bad :
+         {R"({"bundleId":"b","action":"AlwaysPlainText"})", R"({"bundleId":"b","action":" lowercase"})",
+          R"({"bundleId":"b","action":"uppercase"})", R"({"action":"lowercase"})",
+          R"({"bundleId":null,"action":"lowercase"})", R"({"bundleId":"b","action":null})"})
+        EXPECT_TRUE(loaded("[" + good + "," + bad + "]").empty()) << bad;
     defaults.refuseSuite = true;
-    EXPECT_EQ(loadedCount(R"([{"bundleId":"a","action":"lowercase"}])"), 0u);
+    EXPECT_TRUE(loaded("[" + good + "]").empty());
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
+#include "Core/SharedDataReader.h"
+
 #include <gtest/gtest.h>
 
-#include "Core/AutoPasteRuleEngine.h"
-#include "Core/SharedDataReader.h"
 #include "fakes/FakePlatform.h"
 
 namespace velko::test {
@@ -10,31 +10,31 @@ namespace {
 const std::string storePath = "/home/ada/Library/Group Containers/group.app.velko/Velko.store";
 const std::string sig = R"({"abbreviation":";sig","expansion":"Best, {username}","format":"plain","appScope":[]})";
 const std::string addr = R"({"abbreviation":";addr","expansion":"1 Main St","format":"rtf","appScope":["a.b"]})";
+using Abbreviations = std::vector<std::string>;
 
 struct SharedDataReaderTest : ::testing::Test {
     FakeFileSystem fs;
     FakeDefaults defaults;
 
-    std::vector<std::string> loadedAbbreviations(const std::string& json, bool storePresent = true) {
-        if (storePresent) fs.paths.insert(storePath);
+    Abbreviations loadedAbbreviations(const std::string& json, bool storePresent = true) {
+        fs.paths = storePresent ? std::set<std::string>{storePath} : std::set<std::string>{};
         defaults.setJson("helperSnippetTriggers", json);
         SharedDataReader reader(fs, defaults);
         reader.initialize();
-        std::vector<std::string> out;
+        Abbreviations out;
         for (const auto& t : reader.snippetTriggers.get()) out.push_back(t.abbreviation);
         return out;
     }
 };
 
-using Abbreviations = std::vector<std::string>;
-
 TEST_F(SharedDataReaderTest, LoadsValidTriggersInStoredOrderWithDuplicatesAndExtraKeys) {
     const std::string extra = R"({"abbreviation":";x","expansion":"","format":"","appScope":[],"color":"red"})";
     EXPECT_EQ(loadedAbbreviations("[" + addr + "," + sig + "," + extra + "," + sig + "]"),
               (Abbreviations{";addr", ";sig", ";x", ";sig"}));
+    EXPECT_EQ(loadedAbbreviations("[" + sig + "]", false), Abbreviations{}) << "loaded only with the store there";
 }
 
-TEST_F(SharedDataReaderTest, OneBadElementEmptiesTheWholeList) {
+TEST_F(SharedDataReaderTest, OneBadElementOrAnythingButAJsonArrayGivesNothing) {
     const std::vector<std::string> bad = {
         R"({"abbreviation":";a","expansion":"b","format":"plain"})",                 // appScope missing
         R"({"abbreviation":";a","expansion":null,"format":"plain","appScope":[]})",  // null
@@ -45,26 +45,8 @@ TEST_F(SharedDataReaderTest, OneBadElementEmptiesTheWholeList) {
     };
     for (const auto& element : bad)
         EXPECT_EQ(loadedAbbreviations("[" + sig + "," + addr + "," + element + "]"), Abbreviations{}) << element;
-}
-
-TEST_F(SharedDataReaderTest, NotAnArrayOrNotJsonGivesNothing) {
-    EXPECT_EQ(loadedAbbreviations(sig), Abbreviations{});
-    EXPECT_EQ(loadedAbbreviations("[" + sig), Abbreviations{});
-    EXPECT_EQ(loadedAbbreviations("\xff\xfe garbage"), Abbreviations{});
-    EXPECT_EQ(loadedAbbreviations(""), Abbreviations{});
-}
-
-TEST_F(SharedDataReaderTest, TriggersLoadOnlyWhenTheStoreIsThereAtLaunch) {
-    EXPECT_EQ(loadedAbbreviations("[" + sig + "]", false), Abbreviations{});
-}
-
-TEST_F(SharedDataReaderTest, MissingKeyOrRefusedSuiteGivesNoTriggersButStillConnects) {
-    fs.paths.insert(storePath);
-    defaults.refuseSuite = true;
-    SharedDataReader reader(fs, defaults);
-    reader.initialize();
-    EXPECT_TRUE(reader.isConnected);
-    EXPECT_TRUE(reader.snippetTriggers.get().empty());
+    for (const auto& json : {sig, "[" + sig, std::string("\xff\xfe garbage"), std::string()})
+        EXPECT_EQ(loadedAbbreviations(json), Abbreviations{}) << json;
 }
 
 TEST_F(SharedDataReaderTest, ConnectionFollowsTheStoreButTriggersStayAsLoaded) {
@@ -86,12 +68,13 @@ TEST_F(SharedDataReaderTest, ConnectionFollowsTheStoreButTriggersStayAsLoaded) {
     EXPECT_TRUE(reader.verifyConnection());
 }
 
-TEST(SnippetTriggerDecoding, ErrorNamesTheElementAndTheReason) {
-    std::vector<SharedDataReader::SnippetTrigger> out;
-    std::string error;
-    const std::string json = "[" + sig + R"(,{"abbreviation":";a","expansion":"b","format":"p"}])";
-    EXPECT_FALSE(SharedDataReader::decodeTriggers(Bytes(json.begin(), json.end()), out, error));
-    EXPECT_EQ(error, "element 1: missing \"appScope\"");
+TEST_F(SharedDataReaderTest, RefusedSuiteGivesNoTriggersButStillConnects) {
+    fs.paths.insert(storePath);
+    defaults.refuseSuite = true;
+    SharedDataReader reader(fs, defaults);
+    reader.initialize();
+    EXPECT_TRUE(reader.isConnected);
+    EXPECT_TRUE(reader.snippetTriggers.get().empty());
 }
 
 }  // namespace

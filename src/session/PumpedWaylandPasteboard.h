@@ -1,0 +1,30 @@
+#pragma once
+#include <QSocketNotifier>
+#include <memory>
+
+#include "platform/Pasteboard.h"
+
+namespace velko {
+
+class WaylandDataControlPasteboard;
+
+// The data-control clipboard fed by Qt's loop: whenever the compositor writes, its events are handled,
+// so what the helper put on the clipboard is served while the loop runs. Needs a QCoreApplication.
+class PumpedWaylandPasteboard : public Pasteboard {
+public:
+    explicit PumpedWaylandPasteboard(std::unique_ptr<WaylandDataControlPasteboard> pasteboard);
+    ~PumpedWaylandPasteboard() override;
+
+    std::int64_t changeCount() override;
+    std::optional<std::vector<PasteboardItem>> items() override;
+    std::optional<std::string> string() override;
+    void clearContents() override;
+    void writeString(const std::string& text) override;
+    void writeItems(const std::vector<PasteboardItem>& items) override;
+
+private:
+    std::unique_ptr<WaylandDataControlPasteboard> pasteboard_;
+    QSocketNotifier notifier_;
+};
+
+}  // namespace velko

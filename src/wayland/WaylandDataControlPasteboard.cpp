@@ -1,0 +1,401 @@
+#include "wayland/WaylandDataControlPasteboard.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+#include <wayland-client.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "wayland/wlr-data-control-unstable-v1-client-protocol.h"
+
+namespace velko {
+namespace {
+
+// Asked for in this order: the ones that say UTF-8 first.
+constexpr const char* textTypes[] = {"text/plain;charset=utf-8", "UTF8_STRING", "text/plain"};
+
+std::int64_t nowMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+std::string protocolErrorText(wl_display* display) {
+    const wl_interface* interface = nullptr;
+    std::uint32_t id = 0;
+    const std::uint32_t code = wl_display_get_protocol_error(display, &interface, &id);
+    if (!interface) return std::strerror(wl_display_get_error(display));
+    return std::string("protocol error ") + std::to_string(code) + " on " + interface->name;
+}
+
+// Writes all of bytes unless the reader stops taking them for sendStallTimeoutMs, then closes fd.
+void writeAndClose(int fd, const Bytes& bytes) {
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0) fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+    // A pipe that holds everything lets the write finish at once, without waiting on the reader.
+    if (bytes.size() > 65536) fcntl(fd, F_SETPIPE_SZ, static_cast<int>(std::min<std::size_t>(bytes.size(), 1 << 20)));
+    // A reader that went away must not end the process with SIGPIPE.
+    sigset_t pipeSignal, previous;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t n = write(fd, bytes.data() + written, bytes.size() - written);
+        if (n > 0) {
+            written += static_cast<std::size_t>(n);
+        } else if (n < 0 && errno == EAGAIN) {
+            pollfd writable{fd, POLLOUT, 0};
+            if (poll(&writable, 1, WaylandDataControlPasteboard::sendStallTimeoutMs) <= 0) {
+                std::fprintf(stderr, "velko-helper: a program pasting stopped reading; it got %zu of %zu bytes\n",
+                             written, bytes.size());
+                break;
+            }
+        } else if (n < 0 && errno != EINTR) {
+            break;  // the reader went away
+        }
+    }
+    close(fd);
+    if (!sigismember(&previous, SIGPIPE)) {
+        const timespec zero{};
+        while (sigtimedwait(&pipeSignal, nullptr, &zero) > 0) {
+        }
+        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    }
+}
+
+}  // namespace
+
+WaylandDataControlPasteboard::Offer::~Offer() {
+    if (proxy) zwlr_data_control_offer_v1_destroy(proxy);
+}
+
+struct WaylandDataControlPasteboard::Listeners {
+    static WaylandDataControlPasteboard* self(void* data) { return static_cast<WaylandDataControlPasteboard*>(data); }
+
+    static void global(void* data, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t) {
+        auto* p = self(data);
+        // The first seat is the user's, as for the virtual keyboard.
+        if (std::strcmp(interface, wl_seat_interface.name) == 0 && !p->seat_) {
+            p->seat_ = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
+        } else if (std::strcmp(interface, zwlr_data_control_manager_v1_interface.name) == 0 && !p->manager_) {
+            // Version 1: the primary selection is not ours to keep.
+            p->manager_ = static_cast<zwlr_data_control_manager_v1*>(
+                wl_registry_bind(registry, name, &zwlr_data_control_manager_v1_interface, 1));
+        }
+    }
+    static void globalRemove(void*, wl_registry*, std::uint32_t) {}
+    static constexpr wl_registry_listener registry{global, globalRemove};
+
+    static void dataOffer(void* data, zwlr_data_control_device_v1*, zwlr_data_control_offer_v1* proxy) {
+        auto offer = std::make_unique<Offer>();
+        offer->proxy = proxy;
+        zwlr_data_control_offer_v1_add_listener(proxy, &Listeners::offer, offer.get());
+        self(data)->announced_.push_back(std::move(offer));
+    }
+    static void selection(void* data, zwlr_data_control_device_v1*, zwlr_data_control_offer_v1* proxy) {
+        self(data)->select(proxy);
+    }
+    static void finished(void* data, zwlr_data_control_device_v1*) {
+        auto* p = self(data);
+        zwlr_data_control_device_v1_destroy(p->device_);
+        p->device_ = nullptr;
+        std::fputs("velko-helper: the Wayland seat went away; the clipboard is out of reach\n", stderr);
+        p->alive_ = false;
+    }
+    static void primarySelection(void*, zwlr_data_control_device_v1*, zwlr_data_control_offer_v1*) {}
+    static constexpr zwlr_data_control_device_v1_listener device{dataOffer, selection, finished, primarySelection};
+
+    static void offerType(void* data, zwlr_data_control_offer_v1*, const char* type) {
+        static_cast<Offer*>(data)->types.emplace_back(type);
+    }
+    static constexpr zwlr_data_control_offer_v1_listener offer{offerType};
+
+    static void send(void* data, zwlr_data_control_source_v1* source, const char* type, std::int32_t fd) {
+        self(data)->serve(source, type, fd);
+    }
+    static void cancelled(void* data, zwlr_data_control_source_v1* source) {
+        auto* p = self(data);
+        if (source == p->ownSource_) {
+            p->ownSource_ = nullptr;
+            p->ownTypes_.clear();
+        }
+        zwlr_data_control_source_v1_destroy(source);
+    }
+    static constexpr zwlr_data_control_source_v1_listener source{send, cancelled};
+
+    static void done(void* data, wl_callback*, std::uint32_t) { *static_cast<bool*>(data) = true; }
+    static constexpr wl_callback_listener sync{done};
+};
+
+std::unique_ptr<WaylandDataControlPasteboard> WaylandDataControlPasteboard::connect(std::string& reason) {
+    std::unique_ptr<WaylandDataControlPasteboard> self(new WaylandDataControlPasteboard);
+    self->display_ = wl_display_connect(nullptr);
+    if (!self->display_) {
+        const char* name = std::getenv("WAYLAND_DISPLAY");
+        reason = std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(errno);
+        return nullptr;
+    }
+    self->alive_ = true;
+    self->registry_ = wl_display_get_registry(self->display_);
+    wl_registry_add_listener(self->registry_, &Listeners::registry, self.get());
+    if (!self->roundtrip()) {
+        reason = "the compositor did not answer: " + protocolErrorText(self->display_);
+        return nullptr;
+    }
+    if (!self->manager_) {
+        reason = "the compositor offers no zwlr_data_control_manager_v1";
+        return nullptr;
+    }
+    if (!self->seat_) {
+        reason = "the compositor has no seat";
+        return nullptr;
+    }
+    self->device_ = zwlr_data_control_manager_v1_get_data_device(self->manager_, self->seat_);
+    zwlr_data_control_device_v1_add_listener(self->device_, &Listeners::device, self.get());
+    // The device reports the clipboard as it is now: the state counting starts from.
+    if (!self->roundtrip()) {
+        reason = "the compositor refused a clipboard device: " + protocolErrorText(self->display_);
+        return nullptr;
+    }
+    self->count_ = 0;
+    return self;
+}
+
+WaylandDataControlPasteboard::~WaylandDataControlPasteboard() {
+    announced_.clear();
+    current_.reset();
+    if (ownSource_) zwlr_data_control_source_v1_destroy(ownSource_);
+    if (device_) zwlr_data_control_device_v1_destroy(device_);
+    if (manager_) zwlr_data_control_manager_v1_destroy(manager_);
+    if (seat_) wl_seat_destroy(seat_);
+    if (registry_) wl_registry_destroy(registry_);
+    if (display_) {
+        if (alive_) wl_display_flush(display_);
+        wl_display_disconnect(display_);
+    }
+}
+
+int WaylandDataControlPasteboard::fd() const { return display_ ? wl_display_get_fd(display_) : -1; }
+
+bool WaylandDataControlPasteboard::dispatch() { return pump(0); }
+
+bool WaylandDataControlPasteboard::pump(int timeoutMs) {
+    if (!alive_) return false;
+    while (wl_display_prepare_read(display_) != 0)
+        if (wl_display_dispatch_pending(display_) < 0) return lost();
+    pollfd readable{wl_display_get_fd(display_), POLLIN, 0};
+    if (poll(&readable, 1, timeoutMs) > 0) {
+        // An error or end of file marks the display as failed.
+        if (wl_display_read_events(display_) < 0) return lost();
+    } else {
+        wl_display_cancel_read(display_);
+    }
+    if (wl_display_dispatch_pending(display_) < 0) return lost();
+    return alive_;
+}
+
+bool WaylandDataControlPasteboard::roundtrip() {
+    if (!alive_) return false;
+    bool done = false;
+    wl_callback* callback = wl_display_sync(display_);
+    wl_callback_add_listener(callback, &Listeners::sync, &done);
+    const std::int64_t deadline = nowMs() + replyTimeoutMs;
+    if (flush()) {
+        for (std::int64_t left = replyTimeoutMs; !done && left > 0; left = deadline - nowMs())
+            if (!pump(static_cast<int>(left))) break;
+    }
+    // An answer that comes later goes to a destroyed proxy, which drops it.
+    wl_callback_destroy(callback);
+    return done;
+}
+
+bool WaylandDataControlPasteboard::flush() {
+    while (wl_display_flush(display_) < 0) {
+        // A full socket drains as the compositor reads; any other error means it is gone.
+        if (errno != EAGAIN) return lost();
+        pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
+        if (poll(&writable, 1, replyTimeoutMs) <= 0) return false;
+    }
+    return true;
+}
+
+bool WaylandDataControlPasteboard::lost() {
+    if (alive_)
+        std::fprintf(stderr, "velko-helper: the Wayland compositor went away (%s); the clipboard is out of reach\n",
+                     protocolErrorText(display_).c_str());
+    alive_ = false;
+    return false;
+}
+
+void WaylandDataControlPasteboard::select(zwlr_data_control_offer_v1* proxy) {
+    current_.reset();
+    for (auto& offer : announced_)
+        if (proxy && offer->proxy == proxy) current_ = std::move(offer);
+    // Offers that were never selected are of no further use.
+    announced_.clear();
+    ++count_;
+}
+
+std::int64_t WaylandDataControlPasteboard::changeCount() {
+    // A copy the compositor already handled counts even when its news still waits in the socket.
+    roundtrip();
+    return count_;
+}
+
+void WaylandDataControlPasteboard::markSilent() {
+    silentAtCount_ = count_;
+    std::fputs("velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n", stderr);
+}
+
+WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::receive(const std::string& type, Bytes& bytes,
+                                                                         std::int64_t timeoutMs, std::size_t limit) {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) return Read::failed;
+    // The request carries a duplicate of the write end: ours must go for the end of file to come.
+    zwlr_data_control_offer_v1_receive(current_->proxy, type.c_str(), fds[1]);
+    close(fds[1]);
+    Read result = Read::failed;
+    if (flush()) {
+        const std::int64_t deadline = nowMs() + timeoutMs;
+        std::uint8_t buffer[65536];
+        for (;;) {
+            const ssize_t n = read(fds[0], buffer, sizeof buffer);
+            if (n > 0) {
+                if (bytes.size() + static_cast<std::size_t>(n) > limit) {
+                    result = Read::tooLarge;
+                    break;
+                }
+                bytes.insert(bytes.end(), buffer, buffer + n);
+            } else if (n == 0) {
+                result = Read::done;
+                break;
+            } else if (errno != EINTR && errno != EAGAIN) {
+                break;
+            } else if (errno == EAGAIN) {
+                const std::int64_t left = deadline - nowMs();
+                if (left <= 0) {
+                    result = Read::silent;
+                    break;
+                }
+                pollfd readable{fds[0], POLLIN, 0};
+                poll(&readable, 1, static_cast<int>(left));
+            }
+        }
+    }
+    close(fds[0]);
+    return result;
+}
+
+std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::items() {
+    if (!roundtrip()) return std::nullopt;
+    std::vector<PasteboardItem> items;
+    if (ownsSelection()) {
+        items.push_back({ownTypes_});
+        return items;
+    }
+    if (!current_ || current_->types.empty()) return items;
+    if (ownerIsSilent()) return std::nullopt;
+
+    PasteboardItem item;
+    std::size_t kept = 0;
+    const std::int64_t start = nowMs();
+    const std::vector<std::string> types = current_->types;
+    for (const std::string& type : types) {
+        const std::int64_t left = snapshotBudgetMs - (nowMs() - start);
+        if (left <= 0) break;
+        const std::int64_t timeout = std::min<std::int64_t>(typeTimeoutMs, left);
+        Bytes bytes;
+        const Read read = receive(type, bytes, timeout, maxSnapshotBytes - kept);
+        if (read == Read::done) {
+            kept += bytes.size();
+            item.types.emplace_back(type, std::move(bytes));
+        } else if (read == Read::tooLarge) {
+            std::fprintf(stderr, "velko-helper: the clipboard's %s is too large to keep\n", type.c_str());
+        } else if (read == Read::silent) {
+            if (item.types.empty() && timeout == typeTimeoutMs) {
+                markSilent();
+                return std::nullopt;
+            }
+            break;  // out of time: what was read is kept
+        }
+    }
+    if (item.types.empty()) return std::nullopt;
+    items.push_back(std::move(item));
+    return items;
+}
+
+std::optional<std::string> WaylandDataControlPasteboard::string() {
+    if (!roundtrip()) return std::nullopt;
+    for (const char* text : textTypes) {
+        if (ownsSelection()) {
+            for (const auto& [type, bytes] : ownTypes_)
+                if (type == text) return std::string(bytes.begin(), bytes.end());
+            continue;
+        }
+        if (!current_ || ownerIsSilent()) return std::nullopt;
+        if (std::find(current_->types.begin(), current_->types.end(), text) == current_->types.end()) continue;
+        Bytes bytes;
+        const Read read = receive(text, bytes, typeTimeoutMs, maxSnapshotBytes);
+        if (read == Read::done) return std::string(bytes.begin(), bytes.end());
+        if (read == Read::silent) markSilent();
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+void WaylandDataControlPasteboard::serve(zwlr_data_control_source_v1* source, const char* type, int fd) {
+    if (source == ownSource_)
+        for (const auto& [offered, bytes] : ownTypes_)
+            if (offered == type) return writeAndClose(fd, bytes);
+    close(fd);
+}
+
+void WaylandDataControlPasteboard::offer(Types types) {
+    if (!alive_ || !device_) return;
+    auto* source = zwlr_data_control_manager_v1_create_data_source(manager_);
+    zwlr_data_control_source_v1_add_listener(source, &Listeners::source, this);
+    for (const auto& entry : types) zwlr_data_control_source_v1_offer(source, entry.first.c_str());
+    zwlr_data_control_device_v1_set_selection(device_, source);
+    // Already replaced by the new one, so destroying it clears nothing.
+    if (ownSource_) zwlr_data_control_source_v1_destroy(ownSource_);
+    ownSource_ = source;
+    ownTypes_ = std::move(types);
+    // The compositor's report of this change arrives now, so the write has counted when the call returns.
+    roundtrip();
+}
+
+void WaylandDataControlPasteboard::clearContents() {
+    if (!alive_ || !device_) return;
+    zwlr_data_control_device_v1_set_selection(device_, nullptr);
+    if (ownSource_) zwlr_data_control_source_v1_destroy(ownSource_);
+    ownSource_ = nullptr;
+    ownTypes_.clear();
+    roundtrip();
+}
+
+void WaylandDataControlPasteboard::writeString(const std::string& text) {
+    const Bytes bytes(text.begin(), text.end());
+    offer({{"text/plain;charset=utf-8", bytes}, {"text/plain", bytes}, {"UTF8_STRING", bytes}, {"TEXT", bytes}});
+}
+
+void WaylandDataControlPasteboard::writeItems(const std::vector<PasteboardItem>& items) {
+    Types types;
+    for (const auto& item : items)
+        for (const auto& entry : item.types)
+            if (std::none_of(types.begin(), types.end(), [&](const auto& kept) { return kept.first == entry.first; }))
+                types.push_back(entry);
+    if (types.empty()) return clearContents();
+    offer(std::move(types));
+}
+
+}  // namespace velko
