@@ -63,7 +63,8 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {
     // In launch order, except that the hotkeys are picked before the strokes: the helper's own
     // strokes must know the hotkey grabs to get past them.
-    auto hotkeys = HotkeyBackendFactory::choose(session_);
+    auto hotkeys =
+        HotkeyBackendFactory::choose(session_, [this](const std::string& backend) { changed("Hotkeys", backend); });
     auto strokes =
         StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, defaults_.get(),
                                                 [this](const std::string& backend) { changed("Input", backend); }});
@@ -73,7 +74,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     filteringTap_ = std::move(hotkeys.tap);
     chose(hotkeys.choice);
 
-    auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_);
+    auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_, hotkeys.portal);
     keyEventTap_ = std::move(keys.tap);
     chose(keys.choice);
     auto clipboard = ClipboardBackendFactory::choose(session_);
