@@ -7,6 +7,7 @@
 
 #include <cstdio>
 
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
 #include "Core/LocaleDateFormatter.h"
 #include "Core/UUIDGenerator.h"
@@ -24,11 +25,12 @@ void replaceAll(std::string& text, const std::string& placeholder, const std::st
 }  // namespace
 
 TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
-                                         Pasteboard& pasteboard, UserSession& session, KeystrokeInjector& injector,
-                                         MainQueue& mainQueue)
+                                         const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard,
+                                         UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue)
     : trust_(trust),
       reader_(reader),
       tap_(tap),
+      hotkeys_(hotkeys),
       pasteboard_(pasteboard),
       session_(session),
       injector_(injector),
@@ -41,6 +43,8 @@ void TextExpansionEngine::start() {
     loadTriggers();
     const bool tapped = tap_.start([this](const KeyEvent& event) {
         if (!event.characters) return;
+        // The listening tap sees a hotkey's press too, though the grab kept it from every window.
+        if (hotkeys_.takes(event.keyCode, event.flags)) return;
         // The tap's delivery only hands over; the buffer work runs as its own task, in stroke order.
         mainQueue_.async([this, characters = *event.characters] { handleCharacter(characters); });
     });

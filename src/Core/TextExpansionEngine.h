@@ -13,6 +13,7 @@
 namespace velko {
 
 class AccessibilityTrust;
+class GlobalHotkeyManager;
 class KeyEventTap;
 class KeystrokeInjector;
 class MainQueue;
@@ -26,8 +27,10 @@ public:
     // Absent when the pasteboard could not be read: nothing is restored then.
     using Snapshot = std::optional<std::vector<PasteboardItem>>;
 
-    TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap, Pasteboard& pasteboard,
-                        UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue);
+    // Key-downs that `hotkeys` takes never reach a window, so they leave the typed text alone.
+    TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
+                        const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard, UserSession& session,
+                        KeystrokeInjector& injector, MainQueue& mainQueue);
     static TextExpansionEngine& shared();
 
     // Once, at launch: without input access nothing happens; a tap that cannot be made leaves
@@ -55,6 +58,7 @@ private:
     AccessibilityTrust& trust_;
     SharedDataReader& reader_;
     KeyEventTap& tap_;
+    const GlobalHotkeyManager& hotkeys_;
     Pasteboard& pasteboard_;
     UserSession& session_;
     KeystrokeInjector& injector_;

@@ -124,6 +124,25 @@ TEST_F(TextExpansionEngineTest, ControlAndFunctionKeysAndSymbolsClearTheBuffer) 
     EXPECT_EQ(backspaces(), 4);
 }
 
+TEST_F(TextExpansionEngineTest, AHotkeyPressLeavesTheBufferUnlessTheHotkeysAreOff) {
+    startWith(";sig");
+    const auto controlShiftV = [&] {
+        tap.stroke("\x16", KeyCodes::v, Flags::command | Flags::shift);
+        clock.runPending();
+    };
+    // Not grabbed, the press reaches the focused window like any other shortcut.
+    typeEach(";si");
+    controlShiftV();
+    type("g");
+    EXPECT_EQ(backspaces(), 0);
+
+    hotkeys.start();
+    typeEach(";si");
+    controlShiftV();
+    type("g");
+    EXPECT_EQ(backspaces(), 4);
+}
+
 TEST_F(TextExpansionEngineTest, LettersDigitsSpaceAndPunctuationAreKept) {
     start({});  // with no triggers the buffer is still kept
     for (const char* kept : {"-", "_", ";", "/", "!", "#", ".", ",", "(", "]", " ", "7", "\xE2\x85\xAB" /* Ⅻ */,
