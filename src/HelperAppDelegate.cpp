@@ -33,8 +33,10 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
 }
 
 void HelperAppDelegate::applicationDidFinishLaunching() {
-    services_.reader.initialize();
+    // Velko hears of the helper before launch reads a file or waits on the desktop: a pong needs
+    // neither the shared data nor the tray, keyboard or screenshot services.
     services_.link.start();
+    services_.reader.initialize();
 
     auto controller = std::make_unique<HelperStatusBarController>(env_.statusBar);
     controller->setup(*this);

@@ -81,14 +81,15 @@ struct HelperAppDelegateTest : ::testing::Test {
     }
 };
 
-// What launch visibly does, in order: Velko learns of the helper before the tray item shows the
-// state, the keyboard services start only when trusted, before the watcher, and the key is written last.
+// What launch visibly does, in order: Velko learns of the helper before any file is read or the
+// tray item shows the state, the keyboard services start only when trusted, before the watcher,
+// and the key is written last.
 TEST_F(HelperAppDelegateTest, LaunchOrderAsTheDesktopSeesIt) {
     trust.trusted = true;
     launch();
-    EXPECT_EQ(only({"post", "status item", "start", "set"}),
-              (Log{"post velko.helper.pong", "status item paperclip.circle", "start hotkeys", "start expansion",
-                   "start screenshot watcher", "set onboardingComplete"}));
+    EXPECT_EQ(only({"post", "exists", "status item", "start", "set"}),
+              (Log{"post velko.helper.pong", "exists Velko.store", "status item paperclip.circle", "start hotkeys",
+                   "start expansion", "start screenshot watcher", "set onboardingComplete"}));
     EXPECT_TRUE(defaults.own.at("onboardingComplete"));
 
     log.clear();
