@@ -22,6 +22,7 @@
 #include <string>
 
 #include "BenchFigures.h"
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
 #include "Core/TextExpansionEngine.h"
 #include "evdev/EvdevKeyEventTap.h"
@@ -78,9 +79,12 @@ struct Rig {
     FakeDefaults defaults;
     SharedDataReader reader{fs, defaults};
     CountingTap tap;
+    FakeFilteringKeyTap grabs;
+    FakeNotificationCenter center;
+    GlobalHotkeyManager hotkeys{grabs, queue, center};
     FakePasteboard pasteboard;
     FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, queue};
+    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, queue};
 };
 
 struct Drained {

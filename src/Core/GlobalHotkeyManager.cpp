@@ -40,14 +40,22 @@ void GlobalHotkeyManager::registerDefaultBindings() {
     add("save_snippet", KeyCodes::s);
 }
 
+const GlobalHotkeyManager::HotkeyBinding* GlobalHotkeyManager::match(KeyCode keyCode, EventFlags flags) const {
+    for (const auto& binding : bindings)
+        if (binding.keyCode == keyCode && (binding.modifiers & ~flags) == 0) return &binding;
+    return nullptr;
+}
+
+bool GlobalHotkeyManager::takes(KeyCode keyCode, EventFlags flags) const {
+    return isActive.get() && match(keyCode, flags) != nullptr;
+}
+
 FilteringKeyTap::Verdict GlobalHotkeyManager::handleKeyDown(KeyCode keyCode, EventFlags flags) {
-    for (const auto& binding : bindings) {
-        if (binding.keyCode != keyCode || (binding.modifiers & ~flags) != 0) continue;
-        // The tap holds the keyboard until it returns: the action runs after, on its own turn.
-        mainQueue_.async(binding.action);
-        return FilteringKeyTap::Verdict::drop;
-    }
-    return FilteringKeyTap::Verdict::pass;
+    const HotkeyBinding* binding = match(keyCode, flags);
+    if (!binding) return FilteringKeyTap::Verdict::pass;
+    // The tap holds the keyboard until it returns: the action runs after, on its own turn.
+    mainQueue_.async(binding->action);
+    return FilteringKeyTap::Verdict::drop;
 }
 
 }  // namespace velko

@@ -33,6 +33,10 @@ public:
     // Tried in this order; the first match wins. Written only by start() in the helper.
     std::vector<HotkeyBinding> bindings;
 
+    // Whether a key-down with these flags fires a binding and so never reaches the focused
+    // window; false while the manager is inactive (no tap, or not started).
+    bool takes(KeyCode keyCode, EventFlags flags) const;
+
     Published<bool> isActive{false};
 
     static inline const std::string tapFailureMessage =
@@ -40,6 +44,7 @@ public:
 
 private:
     void registerDefaultBindings();
+    const HotkeyBinding* match(KeyCode keyCode, EventFlags flags) const;
     FilteringKeyTap::Verdict handleKeyDown(KeyCode keyCode, EventFlags flags);
 
     FilteringKeyTap& tap_;

@@ -88,21 +88,35 @@ ScreenshotWatcher::~ScreenshotWatcher() = default;
 ScreenshotWatcher& ScreenshotWatcher::shared() { return *HelperServices::current().screenshots; }
 
 std::string ScreenshotWatcher::detectScreenshotDirectory() {
-    const std::string fallback = joinPath(env_.fileSystem.homeDirectory(), "Desktop");
-    const auto output = env_.locationSetting.configuredLocation();
+    return findDirectory(env_.fileSystem, env_.locationSetting);
+}
+
+std::string ScreenshotWatcher::findDirectory(FileSystem& fileSystem, ScreenshotLocationSetting& setting) {
+    const std::string fallback = joinPath(fileSystem.homeDirectory(), "Desktop");
+    const auto output = setting.configuredLocation();
     if (!output) return fallback;
     const std::string_view text(reinterpret_cast<const char*>(output->data()), output->size());
     if (!isValidUtf8(text)) return fallback;
     // Used as written: "~" and relative paths mean nothing here and fall back.
     const std::string path = trimmed(text);
-    if (path.empty() || !env_.fileSystem.exists(path)) return fallback;
+    if (path.empty() || !fileSystem.exists(path)) return fallback;
     return path;
 }
 
 void ScreenshotWatcher::start() {
     if (started_) return;
     started_ = true;
-    const std::string directory = detectScreenshotDirectory();
+    // Off the main loop, which goes on answering the link while the setting is read.
+    env_.background.async([fileSystem = &env_.fileSystem, setting = &env_.locationSetting, queue = &env_.mainQueue,
+                           weakSelf = std::weak_ptr(self_)] {
+        std::string directory = findDirectory(*fileSystem, *setting);
+        queue->async([weakSelf, directory = std::move(directory)] {
+            if (const auto self = weakSelf.lock()) (*self)->watch(directory);
+        });
+    });
+}
+
+void ScreenshotWatcher::watch(const std::string& directory) {
     if (!env_.fileSystem.exists(directory)) {
         std::fprintf(stderr,
                      "velko-helper: no screenshot directory (%s does not exist); screenshots are not picked up\n",

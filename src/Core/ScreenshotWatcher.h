@@ -53,7 +53,9 @@ public:
     ~ScreenshotWatcher();
     static ScreenshotWatcher& shared();
 
-    // Finds the directory once, remembers what is already there and starts watching. Once only.
+    // Finds the directory once, on the background queue (the desktop's setting may take a
+    // subprocess to read), then on the main queue remembers what is already there and starts
+    // watching. Once only.
     void start();
     // The setting's path when it exists, else ~/Desktop (not checked).
     std::string detectScreenshotDirectory();
@@ -69,6 +71,9 @@ public:
     const std::set<std::string>& knownFiles() const { return knownFiles_; }
 
 private:
+    static std::string findDirectory(FileSystem& fileSystem, ScreenshotLocationSetting& setting);
+    void watch(const std::string& directory);
+
     struct PendingFile {
         std::string filename;
         bool isVideo = false;

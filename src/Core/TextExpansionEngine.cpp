@@ -7,6 +7,7 @@
 
 #include <cstdio>
 
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
 #include "Core/LocaleDateFormatter.h"
 #include "Core/UUIDGenerator.h"
@@ -24,11 +25,12 @@ void replaceAll(std::string& text, const std::string& placeholder, const std::st
 }  // namespace
 
 TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
-                                         Pasteboard& pasteboard, UserSession& session, KeystrokeInjector& injector,
-                                         MainQueue& mainQueue)
+                                         const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard,
+                                         UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue)
     : trust_(trust),
       reader_(reader),
       tap_(tap),
+      hotkeys_(hotkeys),
       pasteboard_(pasteboard),
       session_(session),
       injector_(injector),
@@ -41,6 +43,8 @@ void TextExpansionEngine::start() {
     loadTriggers();
     const bool tapped = tap_.start([this](const KeyEvent& event) {
         if (!event.characters) return;
+        // The listening tap sees a hotkey's press too, though the grab kept it from every window.
+        if (hotkeys_.takes(event.keyCode, event.flags)) return;
         // The tap's delivery only hands over; the buffer work runs as its own task, in stroke order.
         mainQueue_.async([this, characters = *event.characters] { handleCharacter(characters); });
     });
@@ -81,37 +85,39 @@ void TextExpansionEngine::handleCharacter(const std::string& characters) {
 }
 
 void TextExpansionEngine::expand(const SnippetTrigger& trigger, std::size_t typedLength) {
-    const std::int64_t savedChangeCount = pasteboard_.changeCount();
-    Snapshot snapshot = pasteboard_.items();
+    // While an earlier expansion holds the clipboard, what is on it is ours: the user's is the
+    // one that expansion noted.
+    if (!borrow_ || pasteboard_.changeCount() != borrow_->expectedCount)
+        borrow_ = std::make_shared<Borrow>(Borrow{pasteboard_.changeCount(), pasteboard_.items()});
+    ++borrow_->unrestored;
     // Before anything is written, so {clipboard} still sees the user's own text.
     std::string text = processDynamicVariables(trigger.expansion);
 
     for (std::size_t i = 0; i < typedLength; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
 
-    mainQueue_.asyncAfter(pasteDelay,
-                          [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {
-                              paste(text, savedChangeCount, std::move(snapshot));
-                          });
+    mainQueue_.asyncAfter(pasteDelay, [this, text = std::move(text), borrow = borrow_] { paste(text, borrow); });
 }
 
-void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot) {
+void TextExpansionEngine::paste(const std::string& text, const std::shared_ptr<Borrow>& borrow) {
+    const bool untouched = pasteboard_.changeCount() == borrow->expectedCount;
     pasteboard_.writeString(text);
+    if (untouched) ++borrow->expectedCount;
     // May be dropped by the rate limit; the clipboard comes back all the same.
     injector_.injectKeystroke(KeyCodes::v, Flags::command, true);
-    mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot = std::move(snapshot)] {
-        restore(savedChangeCount, snapshot);
-    });
+    mainQueue_.asyncAfter(restoreDelay, [this, borrow] { restore(borrow); });
 }
 
-void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot& snapshot) {
-    // Anything but exactly our own write means someone copied since: theirs stays.
-    if (pasteboard_.changeCount() != savedChangeCount + 1) return;
-    if (!snapshot) return;
-    if (snapshot->empty()) {
+void TextExpansionEngine::restore(const std::shared_ptr<Borrow>& borrow) {
+    if (--borrow->unrestored > 0) return;
+    if (borrow_ == borrow) borrow_.reset();
+    // Anything but exactly our own writes means someone copied since: theirs stays.
+    if (pasteboard_.changeCount() != borrow->expectedCount) return;
+    if (!borrow->snapshot) return;
+    if (borrow->snapshot->empty()) {
         pasteboard_.clearContents();
         return;
     }
-    pasteboard_.writeItems(*snapshot);
+    pasteboard_.writeItems(*borrow->snapshot);
 }
 
 std::string TextExpansionEngine::processDynamicVariables(const std::string& text) {

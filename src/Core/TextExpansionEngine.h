@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 namespace velko {
 
 class AccessibilityTrust;
+class GlobalHotkeyManager;
 class KeyEventTap;
 class KeystrokeInjector;
 class MainQueue;
@@ -26,8 +28,10 @@ public:
     // Absent when the pasteboard could not be read: nothing is restored then.
     using Snapshot = std::optional<std::vector<PasteboardItem>>;
 
-    TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap, Pasteboard& pasteboard,
-                        UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue);
+    // Key-downs that `hotkeys` takes never reach a window, so they leave the typed text alone.
+    TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
+                        const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard, UserSession& session,
+                        KeystrokeInjector& injector, MainQueue& mainQueue);
     static TextExpansionEngine& shared();
 
     // Once, at launch: without input access nothing happens; a tap that cannot be made leaves
@@ -48,13 +52,21 @@ private:
     // typedLength: the abbreviation's characters as typed, each erased with one Backspace.
     void expand(const SnippetTrigger& trigger, std::size_t typedLength);
     std::string processDynamicVariables(const std::string& text);
-    void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
-    void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
+    // The user's clipboard while expansions have it borrowed; expansions that overlap share one,
+    // so the last of them restores what the user had, not what an earlier one pasted.
+    struct Borrow {
+        std::int64_t expectedCount;  // the change count while only our own writes followed
+        Snapshot snapshot;
+        int unrestored = 0;
+    };
+    void paste(const std::string& text, const std::shared_ptr<Borrow>& borrow);
+    void restore(const std::shared_ptr<Borrow>& borrow);
     static bool acceptsStroke(const std::string& characters);
 
     AccessibilityTrust& trust_;
     SharedDataReader& reader_;
     KeyEventTap& tap_;
+    const GlobalHotkeyManager& hotkeys_;
     Pasteboard& pasteboard_;
     UserSession& session_;
     KeystrokeInjector& injector_;
@@ -62,6 +74,7 @@ private:
 
     KeystrokeBuffer buffer_{maxBufferLength};
     AbbreviationIndex triggers_;
+    std::shared_ptr<Borrow> borrow_;
 };
 
 }  // namespace velko

@@ -75,7 +75,9 @@ void DBusNotificationCenter::observeAll(NotificationMonitor::Handler handler) {
 void DBusNotificationCenter::subscribe() {
     // One match for every name; dispatch happens here, by name.
     if (subscribed_ || !connection_.isConnected() || (handlers_.empty() && monitors_.empty())) return;
-    subscribed_ = connection_.connect(QString(), path, interface, member, this, SLOT(onPosted(QString, QString)));
+    // Taken whatever its arguments: a slot of (QString, QString) would silently miss every
+    // signal whose object is absent or of another type.
+    subscribed_ = connection_.connect(QString(), path, interface, member, this, SLOT(onPosted(QDBusMessage)));
 }
 
 bool DBusNotificationCenter::sync() {
@@ -94,9 +96,16 @@ void DBusNotificationCenter::post(const std::string& name, const std::string& ob
     connection_.send(message);
 }
 
-void DBusNotificationCenter::onPosted(const QString& name, const QString& object) {
-    const std::string nameText = name.toStdString();
-    const std::string objectText = object.toStdString();
+void DBusNotificationCenter::onPosted(const QDBusMessage& message) {
+    // A notification needs a string name; an object that is missing or not a string reads as
+    // empty, which no inbound notification minds since none reads its object.
+    const QList<QVariant> arguments = message.arguments();
+    const auto isString = [&](qsizetype i) {
+        return arguments.size() > i && arguments[i].metaType() == QMetaType::fromType<QString>();
+    };
+    if (!isString(0)) return;
+    const std::string nameText = arguments[0].toString().toStdString();
+    const std::string objectText = isString(1) ? arguments[1].toString().toStdString() : std::string();
     for (const auto& monitor : monitors_) monitor(nameText, objectText);
     const auto it = handlers_.find(nameText);
     if (it == handlers_.end()) return;

@@ -1,5 +1,6 @@
 #pragma once
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 #include <map>
 #include <vector>
@@ -30,7 +31,7 @@ public:
     bool sync();
 
 private slots:
-    void onPosted(const QString& name, const QString& object);
+    void onPosted(const QDBusMessage& message);
 
 private:
     bool connectToBus();

@@ -8,6 +8,8 @@
 #include <QCursor>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QGuiApplication>
 #include <QMenu>
@@ -15,6 +17,7 @@
 #include <QSystemTrayIcon>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "qt/BundledImages.h"
@@ -33,16 +36,18 @@ QIcon bundledIcon(const std::string& symbolName) {
     return QIcon(new TrayIconEngine(symbolName, QString::fromLatin1(themeIconName), ink));
 }
 
-// A StatusNotifierItem host is registered on the session bus.
-bool statusNotifierHostPresent() {
+// Asks whether a StatusNotifierItem host is registered on the session bus; the answer comes later.
+std::optional<QDBusPendingCall> askForAStatusNotifierHost() {
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) return false;
+    if (!bus.isConnected()) return std::nullopt;
     auto message = QDBusMessage::createMethodCall(
         QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     message << QStringLiteral("org.kde.StatusNotifierWatcher") << QStringLiteral("IsStatusNotifierHostRegistered");
-    // Short: a hung watcher must not freeze the helper's main loop.
-    const QDBusMessage reply = bus.call(message, QDBus::Block, 1000);
+    return bus.asyncCall(message, 1000);
+}
+
+bool isHostRegistered(const QDBusMessage& reply) {
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return false;
     return reply.arguments().first().value<QDBusVariant>().variant().toBool();
 }
@@ -68,9 +73,7 @@ bool xembedTrayPresent() {
 
 QtStatusBar::QtStatusBar() {
     retry_.setInterval(2000);
-    QObject::connect(&retry_, &QTimer::timeout, [this] {
-        if (showWhenATrayIsThere()) retry_.stop();
-    });
+    QObject::connect(&retry_, &QTimer::timeout, [this] { lookForATray(); });
 }
 
 QtStatusBar::~QtStatusBar() {
@@ -83,18 +86,37 @@ bool QtStatusBar::createItem(const std::string& symbolName, const std::string& a
     symbolName_ = symbolName;
     // No tooltip: hosts read the item's title from the application.
     QGuiApplication::setApplicationDisplayName(QString::fromStdString(accessibilityDescription));
-    if (!showWhenATrayIsThere()) retry_.start();
+    retry_.start();
+    lookForATray();
     return BundledImages::has(symbolName);
 }
 
-bool QtStatusBar::showWhenATrayIsThere() {
-    if (tray_) return true;
-    const bool sni = statusNotifierHostPresent();
-    if (!sni && !xembedTrayPresent()) {
+void QtStatusBar::lookForATray() {
+    if (tray_ || asking_) return;
+    // Asked without waiting: a watcher that is slow to answer must not hold up the main loop,
+    // which answers the link.
+    const auto call = askForAStatusNotifierHost();
+    if (!call) {
+        showIfATrayIsThere(false);
+        return;
+    }
+    asking_ = true;
+    auto* watcher = new QDBusPendingCallWatcher(*call, &retry_);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &retry_, [this, watcher] {
+        watcher->deleteLater();
+        asking_ = false;
+        showIfATrayIsThere(isHostRegistered(watcher->reply()));
+    });
+}
+
+void QtStatusBar::showIfATrayIsThere(bool statusNotifierHost) {
+    if (tray_) return;
+    if (!statusNotifierHost && !xembedTrayPresent()) {
         if (!std::exchange(reportedWaiting_, true))
             std::fputs("velko-helper: no system tray yet; the tray item appears when one starts\n", stderr);
-        return false;
+        return;
     }
+    retry_.stop();
     tray_ = std::make_unique<QSystemTrayIcon>();
     const QIcon icon = bundledIcon(symbolName_);
     if (!icon.isNull()) tray_->setIcon(icon);
@@ -104,8 +126,8 @@ bool QtStatusBar::showWhenATrayIsThere() {
     });
     if (menu_) tray_->setContextMenu(menu_);
     tray_->show();
-    std::fprintf(stderr, "velko-helper: tray item shown through %s\n", sni ? "StatusNotifierItem" : "XEmbed");
-    return true;
+    std::fprintf(stderr, "velko-helper: tray item shown through %s\n",
+                 statusNotifierHost ? "StatusNotifierItem" : "XEmbed");
 }
 
 void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {

@@ -15,7 +15,7 @@ namespace velko {
 // The tray item: StatusNotifierItem where a host is on the bus, XEmbed otherwise. Qt settles on
 // one of the two when the first tray icon is made, so the item is made only once a host of
 // either kind is there; until then (a panel that starts after the helper) it is looked for again
-// every two seconds.
+// every two seconds, never waiting on the bus for an answer.
 class QtStatusBar : public StatusBar {
 public:
     QtStatusBar();
@@ -25,11 +25,13 @@ public:
     void setMenu(const MenuModel& menu, MenuTarget& target) override;
 
 private:
-    bool showWhenATrayIsThere();
+    void lookForATray();
+    void showIfATrayIsThere(bool statusNotifierHost);
 
     std::string symbolName_;
     QTimer retry_;
     bool reportedWaiting_ = false;
+    bool asking_ = false;
     std::unique_ptr<QSystemTrayIcon> tray_;
     QPointer<QMenu> menu_;
     MenuModel installed_;

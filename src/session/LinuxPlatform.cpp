@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "dbus/DBusNotificationCenter.h"
 #include "plist/PlistUserDefaults.h"
@@ -28,17 +29,19 @@
 #include "x11/Xcb.h"
 
 namespace velko {
+namespace {
+
+// Kept until Qt has connected: an X server with no other client (a private Xvfb) resets when the
+// last one leaves, and Qt's connection would wait for the reset, keymap compilation included.
+xcb_connection_t* probe = nullptr;
+
+}  // namespace
 
 void LinuxPlatform::chooseQtPlatform() {
     if (std::getenv("QT_QPA_PLATFORM")) return;  // the user knows best
     const char* display = std::getenv("DISPLAY");
-    bool reachable = false;
-    if (display && *display) {
-        if (xcb_connection_t* connection = xcb::connect(display)) {
-            reachable = true;
-            xcb_disconnect(connection);
-        }
-    }
+    if (display && *display) probe = xcb::connect(display);
+    const bool reachable = probe != nullptr;
     // Xwayland included: the clipboard and the tray work through it in Wayland sessions too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
     if (!reachable)
@@ -61,6 +64,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
       backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {
+    if (probe) xcb_disconnect(std::exchange(probe, nullptr));
     // In launch order, except that the hotkeys are picked before the strokes: the helper's own
     // strokes must know the hotkey grabs to get past them.
     auto hotkeys =

@@ -28,7 +28,8 @@ class X11Connection;
 class LinuxPlatform {
 public:
     // Before QApplication exists: without a reachable X display Qt runs offscreen, so the
-    // helper still serves the link in a pure Wayland session or on a headless box.
+    // helper still serves the link in a pure Wayland session or on a headless box. The display's
+    // connection is held until a LinuxPlatform is made.
     static void chooseQtPlatform();
 
     // Needs the QApplication.

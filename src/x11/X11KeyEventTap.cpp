@@ -16,6 +16,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/MainQueue.h"
 #include "xkb/KeyCharacters.h"
@@ -71,7 +72,7 @@ bool X11KeyEventTap::start(Handler handler) {
     const std::uint32_t context = xcb_generate_id(control_);
     xcb_record_range_t range{};
     range.device_events.first = XCB_KEY_PRESS;
-    range.device_events.last = XCB_KEY_RELEASE;
+    range.device_events.last = XCB_KEY_PRESS;
     const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
     if (xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
             control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range))}) {
@@ -97,9 +98,10 @@ bool X11KeyEventTap::start(Handler handler) {
                 const std::uint8_t* bytes = xcb_record_enable_context_data(reply);
                 const int length = xcb_record_enable_context_data_length(reply);
                 for (int i = 0; i + 32 <= length; i += 32) {
-                    const std::uint8_t type = bytes[i] & 0x7f;
-                    if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE)
-                        keys.push_back({type == XCB_KEY_PRESS, bytes[i + 1]});
+                    if ((bytes[i] & 0x7f) != XCB_KEY_PRESS) continue;
+                    xcb_key_press_event_t press;
+                    std::memcpy(&press, bytes + i, sizeof press);
+                    keys.push_back({press.detail, press.state});
                 }
             }
             std::free(reply);
@@ -126,10 +128,9 @@ bool X11KeyEventTap::connect() {
     device_ = xkb_x11_get_core_keyboard_device_id(control_);
     if (!xkb_ || device_ < 0 || !loadKeymap()) return false;
 
-    // A new layout (setxkbmap, a new keyboard) and a layout switched without a key press both
-    // have to reach the keymap, or keys turn into the wrong text.
-    const std::uint16_t events =
-        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    // A new keymap (setxkbmap, a new keyboard) has to be fetched, or keys turn into the wrong
+    // text; a switched layout needs nothing, as every press carries its group.
+    const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     const std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS |
                                    XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_EXPLICIT_COMPONENTS |
                                    XCB_XKB_MAP_PART_KEY_ACTIONS | XCB_XKB_MAP_PART_VIRTUAL_MODS |
@@ -137,8 +138,6 @@ bool X11KeyEventTap::connect() {
     xcb_xkb_select_events_details_t details{};
     details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
-    details.affectState = XCB_XKB_STATE_PART_GROUP_LOCK;
-    details.stateDetails = XCB_XKB_STATE_PART_GROUP_LOCK;
     if (auto* error = xcb_request_check(
             control_, xcb_xkb_select_events_aux_checked(control_, static_cast<xcb_xkb_device_spec_t>(device_), events,
                                                         0, 0, mapParts, mapParts, &details))) {
@@ -151,15 +150,14 @@ bool X11KeyEventTap::connect() {
 bool X11KeyEventTap::loadKeymap() {
     xkb_keymap* keymap = xkb_x11_keymap_new_from_device(xkb_, control_, device_, XKB_KEYMAP_COMPILE_NO_FLAGS);
     if (!keymap) return false;
+    xkb_state* state = xkb_state_new(keymap);
+    if (!state) {
+        xkb_keymap_unref(keymap);
+        return false;
+    }
+    if (state_) xkb_state_unref(state_);
     if (keymap_) xkb_keymap_unref(keymap_);
     keymap_ = keymap;
-    return loadState();
-}
-
-bool X11KeyEventTap::loadState() {
-    xkb_state* state = xkb_x11_state_new_from_device(keymap_, control_, device_);
-    if (!state) return false;
-    if (state_) xkb_state_unref(state_);
     state_ = state;
     return true;
 }
@@ -167,49 +165,32 @@ bool X11KeyEventTap::loadState() {
 void X11KeyEventTap::readXkbEvents() {
     // Drained whole on every wake-up: the notifier fires once for everything already read. A new
     // layout arrives as a burst of notifies; the keymap is fetched once for all of them.
-    bool keymapChanged = false, layoutChanged = false;
+    bool keymapChanged = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(control_)) {
         if ((event->response_type & 0x7f) == xkbFirstEvent_) {
             const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event)[1];
-            if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) {
-                keymapChanged = true;
-            } else if (xkbType == XCB_XKB_STATE_NOTIFY) {
-                const auto* notify = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event);
-                if (xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_LOCKED) != notify->lockedGroup)
-                    layoutChanged = true;
-            }
+            if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) keymapChanged = true;
         }
         std::free(event);
     }
-    if (keymapChanged)
-        loadKeymap();
-    else if (layoutChanged)
-        loadState();
+    if (keymapChanged) loadKeymap();
     if (xcb_connection_has_error(control_)) xkbEvents_->setEnabled(false);
 }
 
 void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
     for (const RawKey& key : keys) {
-        if (!key.press) {
-            if (down_.test(key.keycode)) xkb_state_update_key(state_, key.keycode, XKB_KEY_UP);
-            down_.reset(key.keycode);
-            continue;
-        }
-        // The text comes from the state before this key changes it.
+        // The press's state is the server's from just before the press, held and locked
+        // modifiers merged, which is all that choosing a key's level needs.
+        const std::uint32_t mods = key.state & 0xFF;
+        const std::uint32_t group = (key.state >> 13) & 0x3;
+        xkb_state_update_mask(state_, mods, 0, 0, 0, 0, group);
         const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_, key.keycode);
         std::array<char, 64> text{};
         xkb_state_key_get_utf8(state_, key.keycode, text.data(), text.size());
-        // xkbcommon keeps the eight core modifiers at indices 0-7, in the order of the X state bits.
-        const auto xState =
-            static_cast<std::uint16_t>(xkb_state_serialize_mods(state_, XKB_STATE_MODS_EFFECTIVE) & 0xFF);
-
-        // Auto-repeats are strokes of their own but must not press a modifier twice.
-        if (!down_.test(key.keycode)) xkb_state_update_key(state_, key.keycode, XKB_KEY_DOWN);
-        down_.set(key.keycode);
 
         KeyEvent event;
         event.keyCode = KeyTable::keyCodeForXKeycode(key.keycode).value_or(noKeyCode);
-        event.flags = KeyTable::eventFlags(xState);
+        event.flags = KeyTable::eventFlags(static_cast<std::uint16_t>(mods));
         event.characters = KeyCharacters::forKeysym(keysym, text.data());
         handler_(event);
     }

@@ -1,5 +1,4 @@
 #pragma once
-#include <bitset>
 #include <cstdint>
 #include <memory>
 #include <thread>
@@ -17,10 +16,11 @@ namespace velko {
 
 class MainQueue;
 
-// Listens to every key press and release on the display through the RECORD extension, which
-// sees real and XTEST input alike and can neither change nor drop it. RECORD answers on a
-// connection of its own that blocks, so a reader thread drains it and hands each batch to the
-// main queue; there xkbcommon, fed with the same presses and releases, turns keys into text.
+// Listens to every key press on the display through the RECORD extension, which sees real and
+// XTEST input alike and can neither change nor drop it. RECORD answers on a connection of its
+// own that blocks, so a reader thread drains it and hands each batch to the main queue; there
+// xkbcommon turns each key into text under the modifiers and layout that the press itself
+// carries, so no copy of the keyboard state is kept that could drift from the server's.
 class X11KeyEventTap : public KeyEventTap {
 public:
     explicit X11KeyEventTap(MainQueue& mainQueue);
@@ -32,14 +32,13 @@ public:
     bool start(Handler handler) override;
 
     struct RawKey {
-        bool press;
         std::uint8_t keycode;
+        std::uint16_t state;  // the core event's: modifiers in bits 0-7, the XKB group in bits 13-14
     };
 
 private:
     bool connect();
     bool loadKeymap();
-    bool loadState();
     void readXkbEvents();
     void handle(const std::vector<RawKey>& keys);
     void close();
@@ -54,8 +53,6 @@ private:
     xkb_state* state_ = nullptr;
     std::int32_t device_ = -1;
     std::uint8_t xkbFirstEvent_ = 0;
-    // Keys down as far as the recorded stream tells; a press of a key already down is an auto-repeat.
-    std::bitset<256> down_;
     std::unique_ptr<QSocketNotifier> xkbEvents_;
     std::thread reader_;
     // Batches still queued when the tap goes away find it gone through this.

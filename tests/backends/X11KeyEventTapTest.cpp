@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 #include <QClipboard>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -34,6 +36,24 @@ struct X11KeyEventTapTest : ::testing::Test {
         PrivateDisplay::run("xdotool key --delay 5 " + keys);
         PrivateDisplay::waitUntil([&] { return events.size() >= count; });
         PrivateDisplay::pump(100);  // and nothing more
+        return strokes();
+    }
+    // Raw presses (+keycode) and releases (-keycode) as a keyboard sends them; unlike xdotool's,
+    // they leave the server's layout alone.
+    Strokes pressed(std::initializer_list<int> keys, std::size_t count) {
+        events.clear();
+        xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+        for (const int k : keys)
+            xcb_test_fake_input(c, k > 0 ? XCB_KEY_PRESS : XCB_KEY_RELEASE, static_cast<std::uint8_t>(std::abs(k)),
+                                XCB_CURRENT_TIME, root, 0, 0, 0);
+        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+        xcb_disconnect(c);
+        PrivateDisplay::waitUntil([&] { return events.size() >= count; });
+        PrivateDisplay::pump(100);
+        return strokes();
+    }
+    Strokes strokes() const {
         Strokes out;
         for (const auto& e : events) out.push_back(e.characters);
         return out;
@@ -62,6 +82,20 @@ TEST_F(X11KeyEventTapTest, FollowsALayoutChangedWhileRunning) {
     ASSERT_EQ(typed("z", 1), (Strokes{"z"}));
     EXPECT_EQ(events[0].keyCode, yPosition);
     PrivateDisplay::run("setxkbmap us");
+}
+
+TEST_F(X11KeyEventTapTest, LayoutSwitchesLeaveNoModifierBehind) {
+    constexpr int alt = 64, shift = 50, semicolon = 47;
+    PrivateDisplay::run("setxkbmap -layout us,de -option grp:alt_shift_toggle");
+    PrivateDisplay::pump(300);
+    // Alt+Shift switches to German, where the key right of L types ö: neither modifier stays on.
+    EXPECT_EQ(pressed({alt, shift, -shift, -alt, semicolon, -semicolon}, 3),
+              (Strokes{std::nullopt, std::nullopt, "\xC3\xB6"}));
+    // A keymap loaded while Shift is down, as when the desktop applies its layouts.
+    EXPECT_EQ(pressed({shift}, 1), (Strokes{std::nullopt}));
+    PrivateDisplay::run("setxkbmap -layout us");
+    PrivateDisplay::pump(300);
+    EXPECT_EQ(pressed({-shift, semicolon, -semicolon}, 1), (Strokes{";"}));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
 #include "Core/TextExpansionEngine.h"
 #include "fakes/FakePlatform.h"
@@ -22,8 +23,8 @@ public:
         return true;
     }
     // One key-down reporting exactly these characters (nullopt: a modifier key alone).
-    void stroke(std::optional<std::string> characters) {
-        if (handler_) handler_(KeyEvent{0, 0, std::move(characters)});
+    void stroke(std::optional<std::string> characters, KeyCode keyCode = 0, EventFlags flags = 0) {
+        if (handler_) handler_(KeyEvent{keyCode, flags, std::move(characters)});
     }
     bool canTap = true;
     int starts = 0;
@@ -92,9 +93,12 @@ struct ExpansionRig {
     FakeDefaults defaults;
     SharedDataReader reader{fs, defaults};
     FakeKeyEventTap tap;
+    FakeFilteringKeyTap grabs;
+    FakeNotificationCenter center;
+    GlobalHotkeyManager hotkeys{grabs, clock, center};
     FakePasteboard pasteboard;
     FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, pasteboard, session, injector, clock};
+    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock};
 };
 
 }  // namespace velko::test

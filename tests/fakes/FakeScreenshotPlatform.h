@@ -33,10 +33,12 @@ public:
     }
     bool watch(const std::string& path, std::function<void()> h) override {
         if (refuseWatch || path != directory) return false;
+        watched.push_back(path);
         handler = std::move(h);
         return true;
     }
     void sleep(double seconds) override { sleeps.push_back(seconds); }
+    std::vector<std::string> watched;
     void fire() {
         if (handler) handler();
     }

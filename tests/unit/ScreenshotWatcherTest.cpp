@@ -56,7 +56,10 @@ struct ScreenshotWatcherTest : ::testing::Test {
             [] { return std::chrono::system_clock::time_point(std::chrono::seconds(1714552212)); }});
         return *watcher;
     }
-    void start() { make().start(); }
+    void start() {
+        make().start();
+        while (background.runOne()) clock.runPending();
+    }
     void add(const std::string& name, const std::string& content = "",
              FileLook::Writers writers = FileLook::Writers::none) {
         files.entries[shots + "/" + name] = {FileLook::Kind::regular, content.empty() ? "bytes of " + name : content, 1,
@@ -127,8 +130,13 @@ TEST_F(ScreenshotWatcherTest, AfterAFailedFirstListingTheFirstCheckTakesEverythi
     EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot old.png"}));
 }
 
-TEST_F(ScreenshotWatcherTest, EachChangeSleepsOnTheWatchThreadThenChecksOnTheMainQueue) {
-    start();
+TEST_F(ScreenshotWatcherTest, FolderFoundInTheBackgroundEachChangeSleepsOnTheWatchThreadThenChecksOnTheMainQueue) {
+    make().start();
+    EXPECT_TRUE(monitor.watched.empty()) << "the setting may take a subprocess: read in the background";
+    background.runOne();
+    EXPECT_TRUE(monitor.watched.empty()) << "the watch itself begins on the main queue";
+    clock.runPending();
+    EXPECT_TRUE(watcher->isActive);
     add("Screenshot 1.png");
     const int listings = monitor.listings;
     monitor.fire();

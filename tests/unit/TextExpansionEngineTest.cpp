@@ -124,6 +124,25 @@ TEST_F(TextExpansionEngineTest, ControlAndFunctionKeysAndSymbolsClearTheBuffer) 
     EXPECT_EQ(backspaces(), 4);
 }
 
+TEST_F(TextExpansionEngineTest, AHotkeyPressLeavesTheBufferUnlessTheHotkeysAreOff) {
+    startWith(";sig");
+    const auto controlShiftV = [&] {
+        tap.stroke("\x16", KeyCodes::v, Flags::command | Flags::shift);
+        clock.runPending();
+    };
+    // Not grabbed, the press reaches the focused window like any other shortcut.
+    typeEach(";si");
+    controlShiftV();
+    type("g");
+    EXPECT_EQ(backspaces(), 0);
+
+    hotkeys.start();
+    typeEach(";si");
+    controlShiftV();
+    type("g");
+    EXPECT_EQ(backspaces(), 4);
+}
+
 TEST_F(TextExpansionEngineTest, LettersDigitsSpaceAndPunctuationAreKept) {
     start({});  // with no triggers the buffer is still kept
     for (const char* kept : {"-", "_", ";", "/", "!", "#", ".", ",", "(", "]", " ", "7", "\xE2\x85\xAB" /* Ⅻ */,
@@ -259,6 +278,17 @@ TEST_F(TextExpansionEngineTest, RestoreLeavesACopyMadeMeanwhileAlone) {
     pasteboard.userCopies({image});
     clock.advance(1);
     EXPECT_EQ(pasteboard.string(), "EXPANDED");
+}
+
+TEST_F(TextExpansionEngineTest, ExpansionsInQuickSuccessionGiveBackTheUsersClipboard) {
+    start({{";a", "A", "plain", {}}, {";b", "B", "plain", {}}});
+    pasteboard.userCopies({image});
+    typeEach(";a");
+    clock.advance(0.1);  // A is on the clipboard, its restore still to come
+    typeEach(";b");
+    clock.advance(1);
+    EXPECT_EQ(pasted(), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(pasteboard.contents, std::vector<PasteboardItem>{image});
 }
 
 TEST_F(TextExpansionEngineTest, AbsentSnapshotKeepsTheTextEmptyOneEndsEmpty) {

@@ -14,17 +14,20 @@
 #include <string>
 #include <string_view>
 
+#include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
 #include "Core/SharedDataReader.h"
 #include "Core/TextExpansionEngine.h"
 #include "platform/AccessibilityTrust.h"
 #include "platform/KeyEventTap.h"
+#include "platform/NotificationCenter.h"
 #include "plist/PlistUserDefaults.h"
 #include "posix/PosixFileSystem.h"
 #include "posix/PosixUserSession.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
 #include "session/ClipboardBackendFactory.h"
+#include "session/NoFilteringKeyTap.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace {
@@ -73,6 +76,13 @@ private:
     QSocketNotifier input_{STDIN_FILENO, QSocketNotifier::Read};
 };
 
+// Hotkeys are not part of this test: none are bound, and nothing is posted.
+class Unposted : public NotificationCenter {
+public:
+    void observe(const std::string&, Handler) override {}
+    void post(const std::string&, const std::string&) override {}
+};
+
 class Granted : public AccessibilityTrust {
 public:
     bool isProcessTrusted() override { return true; }
@@ -102,7 +112,10 @@ int main(int argc, char** argv) {
     PosixUserSession session;
     ScriptedKeyTap tap(*keyboard);
     Granted trust;
-    TextExpansionEngine engine(trust, reader, tap, *clipboard.pasteboard, session, injector, mainQueue);
+    NoFilteringKeyTap noHotkeys;
+    Unposted unposted;
+    GlobalHotkeyManager hotkeys(noHotkeys, mainQueue, unposted);
+    TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue);
     engine.start();
     return app.exec();
 }
