@@ -85,39 +85,37 @@ void TextExpansionEngine::handleCharacter(const std::string& characters) {
 }
 
 void TextExpansionEngine::expand(const SnippetTrigger& trigger, std::size_t typedLength) {
-    // While an earlier expansion holds the clipboard, what is on it is ours: the user's is the
-    // one that expansion noted.
-    if (!borrow_ || pasteboard_.changeCount() != borrow_->expectedCount)
-        borrow_ = std::make_shared<Borrow>(Borrow{pasteboard_.changeCount(), pasteboard_.items()});
-    ++borrow_->unrestored;
+    const std::int64_t savedChangeCount = pasteboard_.changeCount();
+    Snapshot snapshot = pasteboard_.items();
     // Before anything is written, so {clipboard} still sees the user's own text.
     std::string text = processDynamicVariables(trigger.expansion);
 
     for (std::size_t i = 0; i < typedLength; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
 
-    mainQueue_.asyncAfter(pasteDelay, [this, text = std::move(text), borrow = borrow_] { paste(text, borrow); });
+    mainQueue_.asyncAfter(pasteDelay,
+                          [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {
+                              paste(text, savedChangeCount, std::move(snapshot));
+                          });
 }
 
-void TextExpansionEngine::paste(const std::string& text, const std::shared_ptr<Borrow>& borrow) {
-    const bool untouched = pasteboard_.changeCount() == borrow->expectedCount;
+void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot) {
     pasteboard_.writeString(text);
-    if (untouched) ++borrow->expectedCount;
     // May be dropped by the rate limit; the clipboard comes back all the same.
     injector_.injectKeystroke(KeyCodes::v, Flags::command, true);
-    mainQueue_.asyncAfter(restoreDelay, [this, borrow] { restore(borrow); });
+    mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot = std::move(snapshot)] {
+        restore(savedChangeCount, snapshot);
+    });
 }
 
-void TextExpansionEngine::restore(const std::shared_ptr<Borrow>& borrow) {
-    if (--borrow->unrestored > 0) return;
-    if (borrow_ == borrow) borrow_.reset();
-    // Anything but exactly our own writes means someone copied since: theirs stays.
-    if (pasteboard_.changeCount() != borrow->expectedCount) return;
-    if (!borrow->snapshot) return;
-    if (borrow->snapshot->empty()) {
+void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot& snapshot) {
+    // Anything but exactly our own write means someone copied since: theirs stays.
+    if (pasteboard_.changeCount() != savedChangeCount + 1) return;
+    if (!snapshot) return;
+    if (snapshot->empty()) {
         pasteboard_.clearContents();
         return;
     }
-    pasteboard_.writeItems(*borrow->snapshot);
+    pasteboard_.writeItems(*snapshot);
 }
 
 std::string TextExpansionEngine::processDynamicVariables(const std::string& text) {

@@ -1,6 +1,5 @@
 #pragma once
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,15 +51,8 @@ private:
     // typedLength: the abbreviation's characters as typed, each erased with one Backspace.
     void expand(const SnippetTrigger& trigger, std::size_t typedLength);
     std::string processDynamicVariables(const std::string& text);
-    // The user's clipboard while expansions have it borrowed; expansions that overlap share one,
-    // so the last of them restores what the user had, not what an earlier one pasted.
-    struct Borrow {
-        std::int64_t expectedCount;  // the change count while only our own writes followed
-        Snapshot snapshot;
-        int unrestored = 0;
-    };
-    void paste(const std::string& text, const std::shared_ptr<Borrow>& borrow);
-    void restore(const std::shared_ptr<Borrow>& borrow);
+    void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
+    void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
     static bool acceptsStroke(const std::string& characters);
 
     AccessibilityTrust& trust_;
@@ -74,7 +66,6 @@ private:
 
     KeystrokeBuffer buffer_{maxBufferLength};
     AbbreviationIndex triggers_;
-    std::shared_ptr<Borrow> borrow_;
 };
 
 }  // namespace velko

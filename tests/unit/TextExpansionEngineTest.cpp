@@ -280,17 +280,6 @@ TEST_F(TextExpansionEngineTest, RestoreLeavesACopyMadeMeanwhileAlone) {
     EXPECT_EQ(pasteboard.string(), "EXPANDED");
 }
 
-TEST_F(TextExpansionEngineTest, ExpansionsInQuickSuccessionGiveBackTheUsersClipboard) {
-    start({{";a", "A", "plain", {}}, {";b", "B", "plain", {}}});
-    pasteboard.userCopies({image});
-    typeEach(";a");
-    clock.advance(0.1);  // A is on the clipboard, its restore still to come
-    typeEach(";b");
-    clock.advance(1);
-    EXPECT_EQ(pasted(), (std::vector<std::string>{"A", "B"}));
-    EXPECT_EQ(pasteboard.contents, std::vector<PasteboardItem>{image});
-}
-
 TEST_F(TextExpansionEngineTest, AbsentSnapshotKeepsTheTextEmptyOneEndsEmpty) {
     startWith(";sig");
     pasteboard.contents = std::nullopt;  // unreadable
