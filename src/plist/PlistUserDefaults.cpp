@@ -33,18 +33,14 @@ bool renameWithoutReplacing(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
-std::optional<std::string> moveAside(const std::string& path, std::string* error) {
+Result<std::string> moveAside(const std::string& path) {
     for (int n = 0; n < 100; ++n) {
         std::string aside = path + ".corrupt";
         if (n > 0) aside += "." + std::to_string(n);
         if (renameWithoutReplacing(path, aside)) return aside;
-        if (errno != EEXIST) {
-            *error = std::strerror(errno);
-            return std::nullopt;
-        }
+        if (errno != EEXIST) return Failure{std::strerror(errno), errno};
     }
-    *error = "every .corrupt name is taken";
-    return std::nullopt;
+    return Failure{"every .corrupt name is taken", EEXIST};
 }
 
 }  // namespace
@@ -100,39 +96,32 @@ bool PlistUserDefaults::setBool(const std::string& key, bool value) {
             return false;
         }
         const std::string path = ownDefaultsPath();
-        std::string why;
-        if (!SafeFile::createDirectories(config_ + "/velko-helper", 0700, &why)) {
-            report("cannot store " + key + ": " + why);
+        if (const auto made = SafeFile::createDirectories(config_ + "/velko-helper", 0700); !made) {
+            report("cannot store " + key + ": " + made.error());
             return false;
         }
 
         PlistFile file;
-        switch (file.load(path, &why)) {
-            case PlistFile::LoadStatus::ok:
-            case PlistFile::LoadStatus::missing:
-                break;
-            case PlistFile::LoadStatus::invalid: {
-                std::string moveError;
-                const auto aside = moveAside(path, &moveError);
-                if (!aside) {
-                    report(path + " is unusable (" + why + ") and could not be moved aside (" + moveError +
-                           "); left it untouched");
-                    return false;
-                }
-                report(path + " was unusable (" + why + "); moved it to " + *aside + " and started afresh");
-                break;
-            }
-            case PlistFile::LoadStatus::unreadable:
-                report("cannot read " + path + " (" + why + "); left it untouched");
+        if (const auto loaded = file.load(path); !loaded) {
+            if (!PlistFile::isInvalid(loaded.failure())) {
+                report("cannot read " + path + " (" + loaded.error() + "); left it untouched");
                 return false;
+            }
+            const auto aside = moveAside(path);
+            if (!aside) {
+                report(path + " is unusable (" + loaded.error() + ") and could not be moved aside (" + aside.error() +
+                       "); left it untouched");
+                return false;
+            }
+            report(path + " was unusable (" + loaded.error() + "); moved it to " + *aside + " and started afresh");
         }
 
         if (!file.setBool(key, value)) {
             report("cannot store a key with a NUL character in it");
             return false;
         }
-        if (!file.save(path, &why, PlistFile::Format::xml, 0600)) {
-            report("cannot write " + path + ": " + why);
+        if (const auto saved = file.save(path, PlistFile::Format::xml, 0600); !saved) {
+            report("cannot write " + path + ": " + saved.error());
             return false;
         }
         return true;

@@ -278,29 +278,24 @@ int ControlRunner::setList(List list, const Request& request) {
 bool ControlRunner::writeSuiteData(const std::string& key, const Bytes& value) {
     const std::string path = suitePath();
     PlistFile suite;
-    std::string why;
-    switch (suite.load(path, &why)) {
-        case PlistFile::LoadStatus::ok:
-        case PlistFile::LoadStatus::missing:
-            break;
-        case PlistFile::LoadStatus::invalid:
-            fail(path + " is not shared settings velkoctl can keep (" + why + "); left it untouched");
-            return false;
-        case PlistFile::LoadStatus::unreadable:
-            fail("cannot read " + path + " (" + why + "); left it untouched");
-            return false;
+    if (const auto loaded = suite.load(path); !loaded) {
+        if (PlistFile::isInvalid(loaded.failure()))
+            warn(path + " is not shared settings velkoctl can keep (" + loaded.error() + "); left it untouched");
+        else
+            warn("cannot read " + path + " (" + loaded.error() + "); left it untouched");
+        return false;
     }
     suite.setData(key, value);
-    if (!SafeFile::createDirectories(path.substr(0, path.rfind('/')), 0700, &why)) {
-        fail("cannot create the folder of " + path + ": " + why);
+    if (const auto made = SafeFile::createDirectories(path.substr(0, path.rfind('/')), 0700); !made) {
+        fail("cannot create the folder of " + path + ": " + made.error());
         return false;
     }
     // Velko may have chosen who can read its settings; a new file is private.
     mode_t mode = 0600;
     struct stat st {};
     if (::stat(path.c_str(), &st) == 0) mode = st.st_mode & 07777;
-    if (!suite.save(path, &why, suite.format(), mode)) {
-        fail("cannot write " + path + ": " + why);
+    if (const auto saved = suite.save(path, suite.format(), mode); !saved) {
+        fail("cannot write " + path + ": " + saved.error());
         return false;
     }
     return true;
@@ -309,15 +304,9 @@ bool ControlRunner::writeSuiteData(const std::string& key, const Bytes& value) {
 int ControlRunner::showList(List list, const Request& request) {
     const std::string path = suitePath();
     PlistFile suite;
+    if (const auto loaded = suite.load(path); !loaded)
+        return fail("cannot use the shared settings " + path + ": " + loaded.error());
     std::string why;
-    switch (suite.load(path, &why)) {
-        case PlistFile::LoadStatus::ok:
-        case PlistFile::LoadStatus::missing:
-            break;
-        case PlistFile::LoadStatus::invalid:
-        case PlistFile::LoadStatus::unreadable:
-            return fail("cannot use the shared settings " + path + ": " + why);
-    }
     const bool snippets = list == List::snippets;
     const auto bytes = suite.data(snippets ? SharedDataReader::triggersKey : AutoPasteRuleEngine::rulesKey);
     const char* what = snippets ? "snippet triggers" : "auto-paste rules";
@@ -343,9 +332,8 @@ int ControlRunner::store(const Request& request) {
             return printed("not connected: no " + path + "\n");
         case Command::storeConnect: {
             if (::stat(path.c_str(), &st) == 0) return printed("already connected: " + path + " is there\n");
-            std::string why;
-            if (!SafeFile::createDirectories(groupContainer(), 0700, &why))
-                return fail("cannot create " + groupContainer() + ": " + why);
+            if (const auto made = SafeFile::createDirectories(groupContainer(), 0700); !made)
+                return fail("cannot create " + groupContainer() + ": " + made.error());
             const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, 0600);
             if (fd < 0) return fail("cannot create " + path + ": " + std::strerror(errno));
             ::close(fd);
@@ -381,12 +369,12 @@ int ControlRunner::screenshots(const Request& request) {
         const std::string name = it->path().filename().string();
         if (name.starts_with(".") || !name.ends_with(".json") || name.size() == 5) continue;
         const std::string identifier = name.substr(0, name.size() - 5);
-        std::string why;
-        const auto bytes = SafeFile::readRegularFile(it->path().string(), maxMetadataBytes, &why);
+        const auto bytes = SafeFile::readRegularFile(it->path().string(), maxMetadataBytes);
         if (!bytes) {
-            warn("skipping " + ControlOutput::escaped(name) + ": " + why);
+            warn("skipping " + ControlOutput::escaped(name) + ": " + bytes.error());
             continue;
         }
+        std::string why;
         auto screenshot = StagedScreenshot::fromMetadata(identifier, *bytes, why);
         if (!screenshot) {
             warn("skipping " + ControlOutput::escaped(name) + ": " + why);

@@ -265,7 +265,7 @@ TEST_F(SharedSuite, HostileStructuresAreRefusedBeforeLibplistSeesThem) {
                                                           {"small fan", binaryChain(10, 2)}}) {
         SCOPED_TRACE(name);
         PlistFile file;
-        EXPECT_EQ(file.parse(bytesOf(text)), PlistFile::LoadStatus::ok);
+        EXPECT_TRUE(file.parse(bytesOf(text)));
         EXPECT_EQ(file.size(), name == "shallow xml" ? 2u : 1u);
     }
 
@@ -460,13 +460,18 @@ TEST_F(HelperDefaults, UnreadableFileIsLeftAlone) {
 TEST(PlistFileEditing, LoadStatusesTellMissingFromUnusable) {
     TempDir dir;
     PlistFile file;
-    std::string why;
-    EXPECT_EQ(file.load(dir / "none.plist", &why), PlistFile::LoadStatus::missing);
+    const auto none = file.load(dir / "none.plist");
+    ASSERT_TRUE(none);
+    EXPECT_FALSE(*none);
     writeFile(dir / "bad.plist", "{}");
-    EXPECT_EQ(file.load(dir / "bad.plist", &why), PlistFile::LoadStatus::invalid);
-    EXPECT_FALSE(why.empty());
+    const auto bad = file.load(dir / "bad.plist");
+    ASSERT_FALSE(bad);
+    EXPECT_TRUE(PlistFile::isInvalid(bad.failure()));
+    EXPECT_FALSE(bad.error().empty());
     EXPECT_EQ(file.size(), 0u);
-    EXPECT_EQ(file.load(dir.path(), &why), PlistFile::LoadStatus::invalid);
+    const auto folder = file.load(dir.path());
+    ASSERT_FALSE(folder);
+    EXPECT_TRUE(PlistFile::isInvalid(folder.failure()));
 }
 
 TEST(PlistFileEditing, SetDataThenSaveKeepsTheOtherKeysAndCanKeepTheFormat) {
@@ -479,7 +484,7 @@ TEST(PlistFileEditing, SetDataThenSaveKeepsTheOtherKeysAndCanKeepTheFormat) {
     writeFile(path, encode(root.get(), true));
 
     PlistFile file;
-    ASSERT_EQ(file.load(path), PlistFile::LoadStatus::ok);
+    ASSERT_TRUE(file.load(path).value());
     EXPECT_EQ(file.format(), PlistFile::Format::binary);
     EXPECT_EQ(file.boolValue("flag"), false);
     EXPECT_EQ(file.boolValue("autoPasteRules"), std::nullopt);
@@ -487,8 +492,8 @@ TEST(PlistFileEditing, SetDataThenSaveKeepsTheOtherKeysAndCanKeepTheFormat) {
     ASSERT_TRUE(file.setData("helperSnippetTriggers", triggers));
     ASSERT_TRUE(file.setData("flag", bytesOf("now data")));
     EXPECT_FALSE(file.setBool(std::string("a\0b", 3), true));
-    std::string why;
-    ASSERT_TRUE(file.save(path, &why, file.format())) << why;
+    const auto saved = file.save(path, file.format());
+    ASSERT_TRUE(saved) << saved.error();
 
     const std::string text = readFile(path);
     EXPECT_EQ(text.rfind("bplist00", 0), 0u);

@@ -50,20 +50,19 @@ TEST(SafeFileRead, ReadsRegularFilesDirectlyOrThroughSymlinks) {
     ASSERT_EQ(::symlink((dir / "file").c_str(), (dir / "link").c_str()), 0);
     writeFile(dir / "empty", "");
 
-    std::string error;
-    EXPECT_EQ(SafeFile::readRegularFile(dir / "file", 100, &error), bytesOf(binary));
-    EXPECT_EQ(SafeFile::readRegularFile(dir / "link", 100, &error), bytesOf(binary));
-    const auto empty = SafeFile::readRegularFile(dir / "empty", 100, &error);
-    ASSERT_TRUE(empty) << error;
+    EXPECT_EQ(SafeFile::readRegularFile(dir / "file", 100).value(), bytesOf(binary));
+    EXPECT_EQ(SafeFile::readRegularFile(dir / "link", 100).value(), bytesOf(binary));
+    const auto empty = SafeFile::readRegularFile(dir / "empty", 100);
+    ASSERT_TRUE(empty) << empty.error();
     EXPECT_TRUE(empty->empty());
 }
 
 TEST(SafeFileRead, MissingFileFailsWithEnoent) {
     TempDir dir;
-    std::string error;
-    EXPECT_FALSE(SafeFile::readRegularFile(dir / "nothing", 100, &error));
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(error.empty());
+    const auto missing = SafeFile::readRegularFile(dir / "nothing", 100);
+    EXPECT_FALSE(missing);
+    EXPECT_EQ(missing.cause(), ENOENT);
+    EXPECT_FALSE(missing.error().empty());
 }
 
 TEST(SafeFileRead, RefusesEverythingThatIsNotARegularFile) {
@@ -77,37 +76,36 @@ TEST(SafeFileRead, RefusesEverythingThatIsNotARegularFile) {
     for (const std::string& path :
          {dir / "dir", dir / "fifo", dir / "link-to-fifo", std::string("/dev/null"), std::string("/dev/zero")}) {
         SCOPED_TRACE(path);
-        std::string error;
-        EXPECT_FALSE(SafeFile::readRegularFile(path, 1 << 20, &error));
-        EXPECT_EQ(errno, EINVAL);
-        EXPECT_EQ(error, "not a regular file");
+        const auto refused = SafeFile::readRegularFile(path, 1 << 20);
+        EXPECT_FALSE(refused);
+        EXPECT_EQ(refused.cause(), EINVAL);
+        EXPECT_EQ(refused.error(), "not a regular file");
     }
 }
 
 TEST(SafeFileRead, SizeCapIsInclusive) {
     TempDir dir;
     writeFile(dir / "ten", "0123456789");
-    EXPECT_TRUE(SafeFile::readRegularFile(dir / "ten", 10, nullptr));
+    EXPECT_TRUE(SafeFile::readRegularFile(dir / "ten", 10));
 
-    std::string error;
-    EXPECT_FALSE(SafeFile::readRegularFile(dir / "ten", 9, &error));
-    EXPECT_EQ(errno, EFBIG);
-    EXPECT_FALSE(error.empty());
-    EXPECT_FALSE(SafeFile::readRegularFile(dir / "ten", 0, nullptr));
+    const auto tooLarge = SafeFile::readRegularFile(dir / "ten", 9);
+    EXPECT_FALSE(tooLarge);
+    EXPECT_EQ(tooLarge.cause(), EFBIG);
+    EXPECT_FALSE(tooLarge.error().empty());
+    EXPECT_FALSE(SafeFile::readRegularFile(dir / "ten", 0));
 }
 
 TEST(SafeFileRead, HugeSparseFileIsRefusedWithoutReadingIt) {
     TempDir dir;
     writeFile(dir / "huge", "");
     ASSERT_EQ(::truncate((dir / "huge").c_str(), off_t{8} << 30), 0);
-    EXPECT_FALSE(SafeFile::readRegularFile(dir / "huge", 64 << 20, nullptr));
-    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(SafeFile::readRegularFile(dir / "huge", 64 << 20).cause(), EFBIG);
 }
 
 TEST(SafeFileWrite, CreatesTheFileWithItsModeAndNothingElse) {
     TempDir dir;
-    std::string error;
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", std::string_view("hello"), 0600, &error)) << error;
+    const auto written = SafeFile::writeAtomically(dir / "out", std::string_view("hello"), 0600);
+    ASSERT_TRUE(written) << written.error();
     EXPECT_EQ(readFile(dir / "out"), "hello");
     struct stat st {};
     ASSERT_EQ(::stat((dir / "out").c_str(), &st), 0);
@@ -121,13 +119,13 @@ TEST(SafeFileWrite, ReplacesContentsCompletely) {
 
     Bytes large(10 * 1000 * 1000);
     for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<std::uint8_t>(i * 31 + i / 251);
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", large, 0600, nullptr));
-    EXPECT_EQ(SafeFile::readRegularFile(dir / "out", large.size(), nullptr), large);
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", large, 0600));
+    EXPECT_EQ(SafeFile::readRegularFile(dir / "out", large.size()).value(), large);
 
     // Shorter than before: nothing of the old contents may survive past the end.
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", std::string_view("short"), 0600, nullptr));
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", std::string_view("short"), 0600));
     EXPECT_EQ(readFile(dir / "out"), "short");
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", Bytes{}, 0600, nullptr));
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", Bytes{}, 0600));
     EXPECT_EQ(readFile(dir / "out"), "");
     EXPECT_EQ(entries(dir.path()), std::vector<std::string>{"out"});
 }
@@ -138,7 +136,7 @@ TEST(SafeFileWrite, ReplacesASymlinkTargetAndKeepsTheLink) {
     writeFile(dir / "real/file", "old");
     ASSERT_EQ(::symlink("real/file", (dir / "link").c_str()), 0);
 
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "link", std::string_view("new"), 0600, nullptr));
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "link", std::string_view("new"), 0600));
     EXPECT_TRUE(fs::is_symlink(dir / "link"));
     EXPECT_EQ(readFile(dir / "real/file"), "new");
     EXPECT_EQ(entries(dir / "real"), std::vector<std::string>{"file"});
@@ -146,22 +144,17 @@ TEST(SafeFileWrite, ReplacesASymlinkTargetAndKeepsTheLink) {
 
 TEST(SafeFileWrite, FailuresLeaveNoTemporaryBehind) {
     TempDir dir;
-    std::string error;
-
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "missing/out", std::string_view("x"), 0600, &error));
-    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(SafeFile::writeAtomically(dir / "missing/out", std::string_view("x"), 0600).error().empty());
     EXPECT_TRUE(entries(dir.path()).empty());
 
     // The temporary file is written in full before the rename onto a directory fails.
     ASSERT_EQ(::mkdir((dir / "target").c_str(), 0700), 0);
     writeFile(dir / "target/kept", "kept");
-    error.clear();
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target", std::string_view("x"), 0600, &error));
-    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target", std::string_view("x"), 0600).error().empty());
     EXPECT_EQ(entries(dir.path()), std::vector<std::string>{"target"});
     EXPECT_EQ(readFile(dir / "target/kept"), "kept");
 
-    EXPECT_FALSE(SafeFile::writeAtomically(dir.path() + "/", std::string_view("x"), 0600, nullptr));
+    EXPECT_FALSE(SafeFile::writeAtomically(dir.path() + "/", std::string_view("x"), 0600));
 }
 
 TEST(SafeFileWrite, ReadOnlyDirectoryFailsAndKeepsTheOldFile) {
@@ -171,9 +164,7 @@ TEST(SafeFileWrite, ReadOnlyDirectoryFailsAndKeepsTheOldFile) {
     writeFile(dir / "ro/out", "old");
     ASSERT_EQ(::chmod((dir / "ro").c_str(), 0500), 0);
 
-    std::string error;
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "ro/out", std::string_view("new"), 0600, &error));
-    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(SafeFile::writeAtomically(dir / "ro/out", std::string_view("new"), 0600).error().empty());
     ::chmod((dir / "ro").c_str(), 0700);
     EXPECT_EQ(readFile(dir / "ro/out"), "old");
     EXPECT_EQ(entries(dir / "ro"), std::vector<std::string>{"out"});
@@ -181,14 +172,14 @@ TEST(SafeFileWrite, ReadOnlyDirectoryFailsAndKeepsTheOldFile) {
 
 TEST(SafeFileDirectories, CreatesMissingLevelsAndAcceptsExistingOnes) {
     TempDir dir;
-    std::string error;
-    ASSERT_TRUE(SafeFile::createDirectories(dir / "a/b//c/", 0700, &error)) << error;
+    const auto made = SafeFile::createDirectories(dir / "a/b//c/", 0700);
+    ASSERT_TRUE(made) << made.error();
     EXPECT_TRUE(fs::is_directory(dir / "a/b/c"));
-    EXPECT_TRUE(SafeFile::createDirectories(dir / "a/b", 0700, &error));
+    EXPECT_TRUE(SafeFile::createDirectories(dir / "a/b", 0700));
 
     // A symlink to a directory is as good as the directory.
     ASSERT_EQ(::symlink((dir / "a").c_str(), (dir / "alias").c_str()), 0);
-    EXPECT_TRUE(SafeFile::createDirectories(dir / "alias/b/d", 0700, &error));
+    EXPECT_TRUE(SafeFile::createDirectories(dir / "alias/b/d", 0700));
     EXPECT_TRUE(fs::is_directory(dir / "a/b/d"));
 
     struct stat st {};
@@ -199,12 +190,10 @@ TEST(SafeFileDirectories, CreatesMissingLevelsAndAcceptsExistingOnes) {
 TEST(SafeFileDirectories, FileInTheWayFails) {
     TempDir dir;
     writeFile(dir / "file", "data");
-    std::string error;
-    EXPECT_FALSE(SafeFile::createDirectories(dir / "file", 0700, &error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_FALSE(SafeFile::createDirectories(dir / "file/sub", 0700, nullptr));
+    EXPECT_FALSE(SafeFile::createDirectories(dir / "file", 0700).error().empty());
+    EXPECT_FALSE(SafeFile::createDirectories(dir / "file/sub", 0700));
     EXPECT_EQ(readFile(dir / "file"), "data");
-    EXPECT_FALSE(SafeFile::createDirectories("", 0700, nullptr));
+    EXPECT_FALSE(SafeFile::createDirectories("", 0700));
 }
 
 }  // namespace

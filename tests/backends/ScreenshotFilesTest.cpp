@@ -80,15 +80,14 @@ TEST(CaptureCopy, FifosDevicesAndMissingFilesFailAtOnceAndBlameTheSource) {
     ASSERT_EQ(::symlink("/dev/zero", (source / "Screenshot 2.png").c_str()), 0);
     for (const auto* name : {"Screenshot 1.png", "Screenshot 2.png", "missing.png"}) {
         bool sourceAtFault = false;
-        std::string error;
-        EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, &error, &sourceAtFault)) << name;
+        EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, &sourceAtFault)) << name;
         EXPECT_TRUE(sourceAtFault) << name;
     }
     EXPECT_EQ(staging.count(), 0u);
 
     writeFile(source / "a.png", "x");
     bool sourceAtFault = true;
-    EXPECT_FALSE(SafeFile::copyIntoDirectory(source / "a.png", staging / "missing", 0600, nullptr, &sourceAtFault));
+    EXPECT_FALSE(SafeFile::copyIntoDirectory(source / "a.png", staging / "missing", 0600, &sourceAtFault));
     EXPECT_FALSE(sourceAtFault);
 }
 
