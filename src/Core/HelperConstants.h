@@ -46,9 +46,8 @@ struct HelperConstants {
     static PongPayload currentPong();
     static PongPayload currentPong(Workspace& workspace);
 
-    // $HOME/Library/Group Containers/<AppGroupIdentifier>
-    static std::string groupContainerPath(FileSystem& fileSystem);
-    // The staging directory, created (with its parents) when missing; returned even when that fails.
+    // The group container's staging directory, created (with its parents) when missing;
+    // returned even when that fails.
     static std::string screenshotStagingURL();
     static std::string screenshotStagingURL(FileSystem& fileSystem);
 };

@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "Core/GroupContainer.h"
 #include "plist/PlistDefaultsSuite.h"
 #include "plist/PlistFile.h"
 #include "posix/PosixFileSystem.h"
@@ -71,11 +72,6 @@ bool PlistUserDefaults::isValidSuiteName(const std::string& suiteName) {
            suiteName.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-std::string PlistUserDefaults::suitePath(const std::string& homeDirectory, const std::string& suiteName) {
-    const std::string home = homeDirectory == "/" ? std::string() : homeDirectory;
-    return home + "/Library/Group Containers/" + suiteName + "/Library/Preferences/" + suiteName + ".plist";
-}
-
 std::string PlistUserDefaults::ownDefaultsPath() const {
     return config_ + "/velko-helper/" + std::string(helperDefaultsName) + ".plist";
 }
@@ -83,7 +79,7 @@ std::string PlistUserDefaults::ownDefaultsPath() const {
 std::unique_ptr<DefaultsSuite> PlistUserDefaults::openSuite(const std::string& suiteName) {
     if (!isValidSuiteName(suiteName)) return nullptr;
     try {
-        return std::make_unique<PlistDefaultsSuite>(suitePath(home_, suiteName));
+        return std::make_unique<PlistDefaultsSuite>(GroupContainer(home_, suiteName).suitePath());
     } catch (...) {
         return nullptr;
     }

@@ -18,12 +18,12 @@
 #include <vector>
 
 #include "Core/AutoPasteRuleEngine.h"
+#include "Core/GroupContainer.h"
 #include "Core/HelperConstants.h"
 #include "Core/SharedDataReader.h"
 #include "Core/StagedScreenshot.h"
 #include "dbus/DBusNotificationCenter.h"
 #include "plist/PlistFile.h"
-#include "plist/PlistUserDefaults.h"
 #include "posix/SafeFile.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
@@ -113,13 +113,9 @@ const char* plural(std::size_t n, const char* one, const char* many) { return n 
 ControlRunner::ControlRunner(std::string homeDirectory) : home_(std::move(homeDirectory)) {}
 ControlRunner::~ControlRunner() = default;
 
-std::string ControlRunner::groupContainer() const {
-    return (home_ == "/" ? std::string() : home_) + "/Library/Group Containers/" + std::string(AppGroupIdentifier);
-}
-std::string ControlRunner::suitePath() const {
-    return PlistUserDefaults::suitePath(home_, std::string(AppGroupIdentifier));
-}
-std::string ControlRunner::storePath() const { return groupContainer() + "/" + SharedDataReader::storeFileName; }
+std::string ControlRunner::groupContainer() const { return GroupContainer(home_).path(); }
+std::string ControlRunner::suitePath() const { return GroupContainer(home_).suitePath(); }
+std::string ControlRunner::storePath() const { return GroupContainer(home_).storePath(); }
 
 int ControlRunner::run(const Request& request) {
     const bool needsHome =
@@ -357,7 +353,7 @@ int ControlRunner::store(const Request& request) {
 
 int ControlRunner::screenshots(const Request& request) {
     namespace fs = std::filesystem;
-    const fs::path folder = groupContainer() + "/pending_screenshots";
+    const fs::path folder = GroupContainer(home_).stagingPath();
     std::vector<StagedScreenshot> staged;
     std::error_code error;
     fs::directory_iterator it(folder, error);
@@ -374,10 +370,9 @@ int ControlRunner::screenshots(const Request& request) {
             warn("skipping " + ControlOutput::escaped(name) + ": " + bytes.error());
             continue;
         }
-        std::string why;
-        auto screenshot = StagedScreenshot::fromMetadata(identifier, *bytes, why);
+        auto screenshot = StagedScreenshot::fromMetadata(identifier, *bytes);
         if (!screenshot) {
-            warn("skipping " + ControlOutput::escaped(name) + ": " + why);
+            warn("skipping " + ControlOutput::escaped(name) + ": " + screenshot.error());
             continue;
         }
         struct stat st {};
