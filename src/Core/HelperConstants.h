@@ -26,6 +26,9 @@ struct HelperConstants {
         static inline const std::string hotkeyActivated = "helper.hotkey.activated";
         static inline const std::string helperDegraded = "velko.helper.degraded";
     };
+    // The hotkeys' binding identifiers, in order; the object of Notification::hotkeyActivated.
+    static inline const std::vector<std::string> hotkeyIdentifiers = {"open_popover", "spotlight_launcher",
+                                                                      "save_snippet"};
 
     struct PongPayload {
         std::string version;

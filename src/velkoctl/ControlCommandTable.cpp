@@ -47,6 +47,19 @@ Result<Request> parsePaste(const ControlArguments& a) {
     return Failure{"'" + request.action + "' is not now, plain or match"};
 }
 
+Result<Request> parseHotkey(const ControlArguments& a) {
+    const auto& ids = HelperConstants::hotkeyIdentifiers;
+    const std::string known = ids[0] + ", " + ids[1] + " or " + ids[2];
+    Request request;
+    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    if (a.count() == 0) return Failure{"needs an identifier: " + known};
+    request.action = a.at(0);
+    request.notification = Names::hotkeyActivated;
+    for (const auto& id : ids)
+        if (request.action == id) return request;
+    return Failure{"'" + request.action + "' is not " + known};
+}
+
 Result<Request> parseList(const ControlArguments& a) {
     Request request;
     request.action = a.at(0);
@@ -114,6 +127,32 @@ the watch says so and carries on once it is back.
 Exit status: 0 when interrupted, 3 when there is no session bus.
 )text";
 
+constexpr std::string_view statusHelp = R"text(Usage: velkoctl status [--json] [--timeout S]
+
+Asks the running helper which backend each capability uses in this session, as its
+preferences window shows them, and prints one line per capability, e.g. "Input: X11 (XTEST)".
+
+  --json            a JSON array of {"capability", "backend"}
+  -t, --timeout S   how long to wait for the answer, in seconds (default 2)
+
+Exit status: 0 answered, 1 the answer was not a list of lines, 3 no session bus, no helper
+on it or no answer in time.
+)text";
+
+constexpr std::string_view hotkeyHelp = R"text(Usage: velkoctl hotkey open_popover|spotlight_launcher|save_snippet
+
+Posts helper.hotkey.activated with the identifier, exactly as the helper does when one of
+its hotkeys is pressed; Velko answers it whoever posts it. For Wayland compositors without a
+global-shortcuts portal (sway, river): bind a key in the compositor to run it, e.g. in sway
+  bindsym Ctrl+Shift+v exec velkoctl hotkey open_popover
+
+  open_popover         Velko's popover (Ctrl+Shift+V)
+  spotlight_launcher   Velko's launcher (Ctrl+Shift+Space)
+  save_snippet         save the selection as a snippet (Ctrl+Shift+S)
+
+Exit status: 0 posted, 3 no session bus.
+)text";
+
 constexpr std::string_view snippetsHelp = R"text(Usage: velkoctl snippets set FILE|-
        velkoctl snippets list [--json]
 
@@ -170,12 +209,14 @@ text, separated by tabs. A metadata file that cannot be read is skipped with a w
 Exit status: 0 done, 1 the staging folder cannot be read.
 )text";
 
-const std::array<ControlCommand, 7> table{{
+const std::array<ControlCommand, 9> table{{
     {"ping", "ping [--timeout S]", "ask the helper for its pong and time the answer", pingHelp,
      parseOptions<true, false>},
     {"paste", "paste [now|plain|match]", "ask the helper to paste into the focused window", pasteHelp, parsePaste},
     {"watch", "watch [--json]", "print every notification on the link as it arrives", watchHelp,
      parseOptions<false, true>},
+    {"status", "status [--json]", "show which backend each capability uses", statusHelp, parseOptions<true, true>},
+    {"hotkey", "hotkey IDENTIFIER", "press one of the helper's hotkeys for Velko", hotkeyHelp, parseHotkey},
     {"snippets", "snippets set FILE|- | list", "store or show the snippet triggers", snippetsHelp, parseList},
     {"rules", "rules set FILE|- | list", "store or show the auto-paste rules", rulesHelp, parseList},
     {"store", "store connect|disconnect|status", "create, remove or test Velko's store marker", storeHelp, parseStore},

@@ -24,10 +24,12 @@ struct Runner {
     int (*run)(const Request& request, const GroupContainer& container);
 };
 
-const std::array<Runner, 7> runners{{
+const std::array<Runner, 9> runners{{
     {"ping", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().ping(r); }},
     {"paste", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().paste(r); }},
     {"watch", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().watch(r); }},
+    {"status", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().status(r); }},
+    {"hotkey", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().hotkey(r); }},
     {"snippets", true,
      [](const Request& r, const GroupContainer& c) {
          return ControlRunnerLists(c).run(ControlRunnerLists::List::snippets, r);

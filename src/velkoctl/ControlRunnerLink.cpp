@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusError>
+#include <QDBusMessage>
+#include <QStringList>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -10,6 +12,8 @@
 
 #include "Core/HelperConstants.h"
 #include "dbus/DBusNotificationCenter.h"
+#include "dbus/HelperStatusService.h"
+#include "dbus/SingleInstance.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
 #include "qt/UnixSignalWatcher.h"
@@ -49,6 +53,30 @@ QDBusConnection connectToSessionBus(const QString& name) {
                       Code::noHelper);
     }
     return connection;
+}
+
+// The exit status for the helper's reply to Backends(), after printing it or saying what was wrong.
+int backendsAnswer(const QDBusMessage& reply, const ControlRequest& request) {
+    const QDBusError error(reply);
+    switch (error.type()) {
+        case QDBusError::NoError:
+            break;
+        case QDBusError::ServiceUnknown:
+            return Console::fail("no helper on this session bus: velko-helper is not running", Code::noHelper);
+        case QDBusError::NoReply:
+        case QDBusError::Timeout:
+        case QDBusError::TimedOut:
+        case QDBusError::Disconnected:
+            return noAnswer(request.timeout);
+        default:
+            return Console::fail("the helper did not say its backends: " + error.message().toStdString());
+    }
+    if (reply.signature() != QStringLiteral("as"))
+        return Console::fail("the helper's backends came as '" + reply.signature().toStdString() +
+                             "', not a list of lines");
+    std::vector<std::string> lines;
+    for (const QString& line : reply.arguments().value(0).toStringList()) lines.push_back(line.toStdString());
+    return Console::printed(ControlOutput::backends(lines, request.json));
 }
 
 }  // namespace
@@ -120,6 +148,35 @@ int ControlRunnerLink::watch(const ControlRequest& request) {
     if (!link->sync()) return Console::fail("lost the session bus before the watch was in place", Code::noHelper);
     std::fputs("velkoctl: watching the link; Ctrl+C stops\n", stderr);
     return QCoreApplication::exec();
+}
+
+int ControlRunnerLink::status(const ControlRequest& request) {
+    const QString name = QStringLiteral("velkoctl-status");
+    int code = Code::noHelper;
+    if (const QDBusConnection bus = connectToSessionBus(name); bus.isConnected()) {
+        const QDBusMessage reply =
+            bus.call(QDBusMessage::createMethodCall(
+                         QString::fromLatin1(SingleInstance::busName), QString::fromLatin1(HelperStatusService::path),
+                         QString::fromLatin1(HelperStatusService::interface), QStringLiteral("Backends")),
+                     QDBus::Block, static_cast<int>(request.timeout * 1000));
+        code = backendsAnswer(reply, request);
+        // A round trip drains what the bus still has for us (a quick error leaves its signals
+        // queued), which Qt's bus thread would otherwise handle while the program is ending.
+        bus.call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                QStringLiteral("/org/freedesktop/DBus"),
+                                                QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")));
+    }
+    QDBusConnection::disconnectFromBus(name);
+    return code;
+}
+
+int ControlRunnerLink::hotkey(const ControlRequest& request) {
+    auto link = openLink();
+    if (!link) return Code::noHelper;
+    link->post(request.notification, request.action);
+    // The round trip returns once the bus has taken the signal, so it is not lost when we exit.
+    if (!link->sync()) return Console::fail("lost the session bus before the hotkey was posted", Code::noHelper);
+    return Console::printed(request.notification + " " + request.action + " posted\n");
 }
 
 }  // namespace velko

@@ -7,13 +7,15 @@ namespace velko {
 
 class DBusNotificationCenter;
 
-// The commands that talk to the helper over the session bus: ping, paste, watch.
+// The commands that talk to the helper over the session bus: ping, paste, watch, status, hotkey.
 // Each returns the exit status; no bus, or no helper where one must answer, is noHelper.
 class ControlRunnerLink {
 public:
     int ping(const ControlRequest& request);
     int paste(const ControlRequest& request);
     int watch(const ControlRequest& request);
+    int status(const ControlRequest& request);
+    int hotkey(const ControlRequest& request);
 
 private:
     // nullptr, after saying why, when the session bus cannot be reached.

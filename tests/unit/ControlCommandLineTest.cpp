@@ -53,7 +53,7 @@ TEST(ControlCommandLineTest, EveryCommandHasItsHelpItsOverviewLineAndItsWordInMi
 TEST(ControlCommandLineTest, CommandsParseWithTheirOptions) {
     EXPECT_EQ(accepted({"ping"}).timeout, ControlRequest::defaultTimeout);
     EXPECT_EQ(accepted({"ping", "--timeout=3"}).timeout, 3.0);
-    EXPECT_EQ(accepted({"paste", "-t", "1"}).timeout, 1.0);
+    EXPECT_EQ(accepted({"status", "-t", "1", "--json"}).timeout, 1.0);
 
     const auto now = accepted({"paste"});
     EXPECT_EQ(now.command, "paste");
@@ -63,6 +63,12 @@ TEST(ControlCommandLineTest, CommandsParseWithTheirOptions) {
     const auto match = accepted({"paste", "--timeout", "5", "match"});
     EXPECT_EQ(match.notification, "velko.paste.match");
     EXPECT_EQ(match.timeout, 5.0);
+
+    for (const std::string id : {"open_popover", "spotlight_launcher", "save_snippet"}) {
+        const auto hotkey = accepted({"hotkey", id});
+        EXPECT_EQ(hotkey.notification, "helper.hotkey.activated");
+        EXPECT_EQ(hotkey.action, id);
+    }
 
     const auto fromStdin = accepted({"snippets", "set", "-"});
     EXPECT_EQ(fromStdin.action, "set");
@@ -84,6 +90,8 @@ TEST(ControlCommandLineTest, MistakesAreRefusedWithTheCommandAndWhereToLook) {
         {{"ping", "--timeout"}, "ping: --timeout needs a number of seconds"},
         {{"paste", "sideways"}, "paste: 'sideways' is not now, plain or match"},
         {{"watch", "--timeout", "1"}, "watch: takes no --timeout"},
+        {{"hotkey"}, "hotkey: needs an identifier: open_popover, spotlight_launcher or save_snippet"},
+        {{"hotkey", "open"}, "hotkey: 'open' is not open_popover, spotlight_launcher or save_snippet"},
         {{"snippets"}, "snippets: needs 'set FILE' or 'list'"},
         {{"snippets", "set"}, "snippets: set needs a FILE"},
         {{"rules", "get"}, "rules: unknown subcommand 'get'"},
