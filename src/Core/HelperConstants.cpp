@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Core/GroupContainer.h"
 #include "Core/JsonFields.h"
 #include "platform/Platform.h"
 
@@ -39,14 +40,10 @@ HelperConstants::PongPayload HelperConstants::currentPong(Workspace& workspace) 
     };
 }
 
-std::string HelperConstants::groupContainerPath(FileSystem& fileSystem) {
-    return fileSystem.homeDirectory() + "/Library/Group Containers/" + std::string(AppGroupIdentifier);
-}
-
 std::string HelperConstants::screenshotStagingURL() { return screenshotStagingURL(*Platform::current().fileSystem); }
 
 std::string HelperConstants::screenshotStagingURL(FileSystem& fileSystem) {
-    std::string path = groupContainerPath(fileSystem) + "/pending_screenshots";
+    std::string path = GroupContainer(fileSystem.homeDirectory()).stagingPath();
     fileSystem.createDirectories(path);  // a failure shows up at the write that follows
     return path;
 }

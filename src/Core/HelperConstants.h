@@ -26,6 +26,9 @@ struct HelperConstants {
         static inline const std::string hotkeyActivated = "helper.hotkey.activated";
         static inline const std::string helperDegraded = "velko.helper.degraded";
     };
+    // The hotkeys' binding identifiers, in order; the object of Notification::hotkeyActivated.
+    static inline const std::vector<std::string> hotkeyIdentifiers = {"open_popover", "spotlight_launcher",
+                                                                      "save_snippet"};
 
     struct PongPayload {
         std::string version;
@@ -46,9 +49,8 @@ struct HelperConstants {
     static PongPayload currentPong();
     static PongPayload currentPong(Workspace& workspace);
 
-    // $HOME/Library/Group Containers/<AppGroupIdentifier>
-    static std::string groupContainerPath(FileSystem& fileSystem);
-    // The staging directory, created (with its parents) when missing; returned even when that fails.
+    // The group container's staging directory, created (with its parents) when missing;
+    // returned even when that fails.
     static std::string screenshotStagingURL();
     static std::string screenshotStagingURL(FileSystem& fileSystem);
 };

@@ -9,9 +9,9 @@
 
 namespace velko {
 
-// Leaves one screenshot for the main application: <id>.data, then <id>.json, in the given staging
-// directory. Files are published whole (moved or renamed into place), so a reader that lists the
-// directory never sees half of one.
+// Leaves one screenshot for the main application: <id>.data, then its StagedScreenshot record as
+// <id>.json, in the given staging directory. Files are published whole (moved or renamed into
+// place), so a reader that lists the directory never sees half of one.
 class ScreenshotStaging {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
@@ -23,13 +23,6 @@ public:
     // never stop the other write. Returns the identifier used.
     std::string stage(const std::string& directory, const std::string& filename, const FileCopy& data,
                       const std::optional<std::string>& ocrText, bool isVideo);
-
-    // UTC, whole seconds, "Z": 2024-05-01T08:30:12Z
-    static std::string isoTimestamp(std::chrono::system_clock::time_point moment);
-    // The five members, every value a string, compact. Bytes of filename or text that are not
-    // UTF-8 become U+FFFD rather than losing the record.
-    static std::string metadataJson(const std::string& filename, const std::string& timestamp,
-                                    const std::optional<std::string>& ocrText, bool isVideo, std::uint64_t fileSize);
 
 private:
     CaptureFiles& files_;

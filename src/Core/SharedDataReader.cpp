@@ -2,6 +2,7 @@
 
 #include "Core/HelperServices.h"
 
+#include "Core/GroupContainer.h"
 #include "Core/HelperConstants.h"
 #include "Core/JsonFields.h"
 
@@ -14,9 +15,7 @@ SharedDataReader::~SharedDataReader() = default;
 
 SharedDataReader& SharedDataReader::shared() { return *HelperServices::current().reader; }
 
-std::string SharedDataReader::storePath() const {
-    return HelperConstants::groupContainerPath(fileSystem_) + "/" + storeFileName;
-}
+std::string SharedDataReader::storePath() const { return GroupContainer(fileSystem_.homeDirectory()).storePath(); }
 
 void SharedDataReader::initialize() {
     isConnected = fileSystem_.exists(storePath());

@@ -25,7 +25,6 @@ public:
     };
 
     static inline const std::string triggersKey = "helperSnippetTriggers";
-    static inline const std::string storeFileName = "Velko.store";
 
     SharedDataReader(FileSystem& fileSystem, UserDefaults& userDefaults);
     ~SharedDataReader();

@@ -40,24 +40,19 @@ void PlistDefaultsSuite::refresh() {
     }
     if (loaded_ && *loaded_ == now) return;
 
-    std::string why;
-    switch (file_.load(path_, &why, maxBytes_)) {
-        case PlistFile::LoadStatus::ok:
-        case PlistFile::LoadStatus::missing:
-            loaded_ = now;
-            lastReport_.clear();
-            break;
-        case PlistFile::LoadStatus::invalid:
-            loaded_ = now;
-            report("shared defaults " + path_ + " read as empty: " + why);
-            // A later bad version with the same reason still deserves its own line.
-            lastReport_.clear();
-            break;
-        case PlistFile::LoadStatus::unreadable:
-            // Not remembered: a passing failure (descriptors, I/O) is retried on the next key.
-            loaded_.reset();
-            report("shared defaults " + path_ + " read as empty: " + why);
-            break;
+    const auto loaded = file_.load(path_, maxBytes_);
+    if (loaded) {
+        loaded_ = now;
+        lastReport_.clear();
+    } else if (PlistFile::isInvalid(loaded.failure())) {
+        loaded_ = now;
+        report("shared defaults " + path_ + " read as empty: " + loaded.error());
+        // A later bad version with the same reason still deserves its own line.
+        lastReport_.clear();
+    } else {
+        // Not remembered: a passing failure (descriptors, I/O) is retried on the next key.
+        loaded_.reset();
+        report("shared defaults " + path_ + " read as empty: " + loaded.error());
     }
 }
 

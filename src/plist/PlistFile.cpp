@@ -48,16 +48,14 @@ const char* typeName(plist_type type) {
 constexpr std::size_t maxDepth = 512;
 constexpr std::uint64_t maxValues = std::uint64_t{1} << 20;
 
-bool refuse(std::string* error, const std::string& why) {
-    if (error) *error = why;
-    return false;
-}
+// Content that can never load: EINVAL, as for a file that is not a regular file.
+Failure invalid(std::string why) { return Failure{std::move(why), EINVAL}; }
 
-bool tooDeep(std::string* error) { return refuse(error, "nested deeper than " + std::to_string(maxDepth) + " levels"); }
+Failure tooDeep() { return invalid("nested deeper than " + std::to_string(maxDepth) + " levels"); }
 
-bool tooMany(std::string* error) { return refuse(error, "more than " + std::to_string(maxValues) + " values"); }
+Failure tooMany() { return invalid("more than " + std::to_string(maxValues) + " values"); }
 
-bool xmlWithinLimits(std::string_view text, std::string* error) {
+Result<void> xmlWithinLimits(std::string_view text) {
     std::size_t depth = 0;
     std::uint64_t elements = 0;
     std::size_t at = 0;
@@ -79,13 +77,13 @@ bool xmlWithinLimits(std::string_view text, std::string* error) {
             if (rest.starts_with("</")) {
                 if (depth > 0) --depth;
             } else {
-                if (++elements > maxValues) return tooMany(error);
-                if (text[close - 1] != '/' && ++depth > maxDepth) return tooDeep(error);
+                if (++elements > maxValues) return tooMany();
+                if (text[close - 1] != '/' && ++depth > maxDepth) return tooDeep();
             }
             at = close + 1;
         }
     }
-    return true;
+    return {};
 }
 
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size) {
@@ -95,10 +93,10 @@ std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size) {
 }
 
 // Walks the object graph of a binary plist without libplist: depth, expanded size and cycles.
-bool binaryWithinLimits(const std::uint8_t* data, std::size_t size, std::string* error) {
+Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t headerSize = 8;
     constexpr std::size_t trailerSize = 32;
-    const auto malformed = [&] { return refuse(error, "not a property list (malformed binary)"); };
+    const auto malformed = [] { return invalid("not a property list (malformed binary)"); };
     if (size < headerSize + trailerSize) return malformed();
     const std::uint8_t* trailer = data + size - trailerSize;
     const std::size_t offsetSize = trailer[6];
@@ -110,7 +108,7 @@ bool binaryWithinLimits(const std::uint8_t* data, std::size_t size, std::string*
     if (offsetSize < 1 || offsetSize > 8 || refSize < 1 || refSize > 8 || count == 0 || top >= count ||
         table < headerSize || table > tableEnd || (tableEnd - table) / offsetSize < count)
         return malformed();
-    if (count > maxValues) return tooMany(error);
+    if (count > maxValues) return tooMany();
 
     // Where an object's references start and how many there are; none for scalars.
     const auto references = [&](std::uint64_t index, std::uint64_t& at, std::uint64_t& n) {
@@ -166,7 +164,7 @@ bool binaryWithinLimits(const std::uint8_t* data, std::size_t size, std::string*
             if (!stack.empty()) {
                 Frame& parent = stack.back();
                 parent.childDepth = std::max(parent.childDepth, finished.childDepth + 1);
-                if ((parent.values += finished.values) > maxValues) return tooMany(error);
+                if ((parent.values += finished.values) > maxValues) return tooMany();
             }
             continue;
         }
@@ -174,17 +172,17 @@ bool binaryWithinLimits(const std::uint8_t* data, std::size_t size, std::string*
         frame.at += refSize;
         --frame.left;
         if (child >= count) return malformed();
-        if (state[child] == visiting) return refuse(error, "not a property list (an object contains itself)");
+        if (state[child] == visiting) return invalid("not a property list (an object contains itself)");
         if (state[child] == visited) {
             // Shared objects count once per reference: that is how many libplist will build.
             frame.childDepth = std::max<std::size_t>(frame.childDepth, depthOf[child]);
-            if ((frame.values += valuesOf[child]) > maxValues) return tooMany(error);
+            if ((frame.values += valuesOf[child]) > maxValues) return tooMany();
             continue;
         }
-        if (stack.size() >= maxDepth) return tooDeep(error);
+        if (stack.size() >= maxDepth) return tooDeep();
         if (!enter(child)) return malformed();
     }
-    return true;
+    return {};
 }
 
 }  // namespace
@@ -196,59 +194,51 @@ PlistFile::~PlistFile() = default;
 PlistFile::PlistFile(PlistFile&& other) noexcept = default;
 PlistFile& PlistFile::operator=(PlistFile&& other) noexcept = default;
 
-PlistFile::LoadStatus PlistFile::load(const std::string& path, std::string* error, std::size_t maxBytes) {
+Result<bool> PlistFile::load(const std::string& path, std::size_t maxBytes) {
     root_.reset(plist_new_dict());
     format_ = Format::xml;
-    std::string why;
-    auto bytes = SafeFile::readRegularFile(path, maxBytes, &why);
+    auto bytes = SafeFile::readRegularFile(path, maxBytes);
     if (!bytes) {
-        const int cause = errno;
-        if (cause == ENOENT) return LoadStatus::missing;
-        if (error) *error = why;
-        return cause == EINVAL || cause == EFBIG ? LoadStatus::invalid : LoadStatus::unreadable;
+        if (bytes.cause() == ENOENT) return false;
+        return bytes.failure();
     }
     const std::size_t size = bytes->size();
     bytes->push_back(0);
-    return adopt(*bytes, size, error);
+    if (auto adopted = adopt(*bytes, size); !adopted) return adopted.failure();
+    return true;
 }
 
-PlistFile::LoadStatus PlistFile::parse(const Bytes& bytes, std::string* error) {
+bool PlistFile::isInvalid(const Failure& failure) { return failure.cause == EINVAL || failure.cause == EFBIG; }
+
+Result<void> PlistFile::parse(const Bytes& bytes) {
     Bytes terminated;
     terminated.reserve(bytes.size() + 1);
     terminated.assign(bytes.begin(), bytes.end());
     terminated.push_back(0);
-    return adopt(terminated, bytes.size(), error);
+    return adopt(terminated, bytes.size());
 }
 
-PlistFile::LoadStatus PlistFile::adopt(const Bytes& terminated, std::size_t size, std::string* error) {
+Result<void> PlistFile::adopt(const Bytes& terminated, std::size_t size) {
     root_.reset(plist_new_dict());
     format_ = Format::xml;
-    if (size > UINT32_MAX) {
-        if (error) *error = "too large for a property list";
-        return LoadStatus::invalid;
-    }
+    if (size > UINT32_MAX) return Failure{"too large for a property list", EFBIG};
     const auto* text = reinterpret_cast<const char*>(terminated.data());
     const auto length = static_cast<std::uint32_t>(size);
 
     const bool binary = plist_is_binary(text, length);
-    const bool withinLimits = binary ? binaryWithinLimits(terminated.data(), size, error)
-                                     : xmlWithinLimits(std::string_view(text, size), error);
-    if (!withinLimits) return LoadStatus::invalid;
+    auto withinLimits =
+        binary ? binaryWithinLimits(terminated.data(), size) : xmlWithinLimits(std::string_view(text, size));
+    if (!withinLimits) return withinLimits;
 
     plist_t parsed = nullptr;
     plist_from_memory(text, length, &parsed);
     std::unique_ptr<void, Free> owned(parsed);
-    if (!parsed) {
-        if (error) *error = "not a property list";
-        return LoadStatus::invalid;
-    }
-    if (plist_get_node_type(parsed) != PLIST_DICT) {
-        if (error) *error = std::string("its root is ") + typeName(plist_get_node_type(parsed)) + ", not a dictionary";
-        return LoadStatus::invalid;
-    }
+    if (!parsed) return invalid("not a property list");
+    if (plist_get_node_type(parsed) != PLIST_DICT)
+        return invalid(std::string("its root is ") + typeName(plist_get_node_type(parsed)) + ", not a dictionary");
     root_ = std::move(owned);
     format_ = binary ? Format::binary : Format::xml;
-    return LoadStatus::ok;
+    return {};
 }
 
 std::size_t PlistFile::size() const { return root_ ? plist_dict_get_size(root_.get()) : 0; }
@@ -308,7 +298,7 @@ bool PlistFile::setBool(const std::string& key, bool value) {
     return true;
 }
 
-std::optional<Bytes> PlistFile::serialize(Format format, std::string* error) const {
+Result<Bytes> PlistFile::serialize(Format format) const {
     PlistFile empty;
     const plist_t root = root_ ? root_.get() : empty.root_.get();
     char* out = nullptr;
@@ -317,10 +307,7 @@ std::optional<Bytes> PlistFile::serialize(Format format, std::string* error) con
         plist_to_bin(root, &out, &length);
     else
         plist_to_xml(root, &out, &length);
-    if (!out) {
-        if (error) *error = "libplist could not encode the dictionary";
-        return std::nullopt;
-    }
+    if (!out) return Failure{"libplist could not encode the dictionary"};
     const auto* begin = reinterpret_cast<const std::uint8_t*>(out);
     Bytes bytes(begin, begin + length);
     if (format == Format::binary)
@@ -330,9 +317,10 @@ std::optional<Bytes> PlistFile::serialize(Format format, std::string* error) con
     return bytes;
 }
 
-bool PlistFile::save(const std::string& path, std::string* error, Format format, mode_t mode) const {
-    const auto bytes = serialize(format, error);
-    return bytes && SafeFile::writeAtomically(path, *bytes, mode, error);
+Result<void> PlistFile::save(const std::string& path, Format format, mode_t mode) const {
+    const auto bytes = serialize(format);
+    if (!bytes) return bytes.failure();
+    return SafeFile::writeAtomically(path, *bytes, mode);
 }
 
 }  // namespace velko

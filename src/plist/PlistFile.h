@@ -8,18 +8,13 @@
 #include <optional>
 #include <string>
 
+#include "platform/Result.h"
 #include "platform/Types.h"
 
 namespace velko {
 
 class PlistFile {
 public:
-    enum class LoadStatus {
-        ok,
-        missing,     // Nothing at the path.
-        invalid,     // Something is there but can never load: not a dictionary plist, not a file, too large.
-        unreadable,  // The system refused the read (permissions, I/O); trying again may work.
-    };
     enum class Format { xml, binary };
 
     // Far above any real defaults file, yet bounded so a stray huge file cannot exhaust memory.
@@ -33,11 +28,14 @@ public:
     PlistFile(const PlistFile&) = delete;
     PlistFile& operator=(const PlistFile&) = delete;
 
-    // Replaces the contents with the file's; anything but ok leaves an empty dictionary and, for
-    // invalid and unreadable, the reason in error.
-    LoadStatus load(const std::string& path, std::string* error = nullptr, std::size_t maxBytes = maxFileBytes);
-    // The same from bytes already in memory: ok or invalid.
-    LoadStatus parse(const Bytes& bytes, std::string* error = nullptr);
+    // Replaces the contents with the file's: true when loaded, false when nothing is at path.
+    // A failure leaves an empty dictionary; see isInvalid for which failures may pass.
+    Result<bool> load(const std::string& path, std::size_t maxBytes = maxFileBytes);
+    // The same from bytes already in memory; a failure is always invalid.
+    Result<void> parse(const Bytes& bytes);
+    // Something is there but can never load (not a dictionary plist, not a file, too large), as
+    // opposed to a refused read (permissions, I/O) that may work when tried again.
+    static bool isInvalid(const Failure& failure);
 
     // The encoding of what was last loaded; xml for a dictionary that never was.
     Format format() const { return format_; }
@@ -54,10 +52,10 @@ public:
     // Also false for a value with a NUL inside, which a property-list string cannot hold.
     bool setString(const std::string& key, const std::string& value);
 
-    std::optional<Bytes> serialize(Format format, std::string* error = nullptr) const;
+    // Fails only when libplist cannot encode the dictionary.
+    Result<Bytes> serialize(Format format) const;
     // Atomic: the file at path is either the old one or the complete new one.
-    bool save(const std::string& path, std::string* error = nullptr, Format format = Format::xml,
-              mode_t mode = 0600) const;
+    Result<void> save(const std::string& path, Format format = Format::xml, mode_t mode = 0600) const;
 
 private:
     struct Free {
@@ -65,7 +63,7 @@ private:
     };
     void* item(const std::string& key) const;
     // terminated holds size bytes and a NUL after them, in case the parser peeks one byte too far.
-    LoadStatus adopt(const Bytes& terminated, std::size_t size, std::string* error);
+    Result<void> adopt(const Bytes& terminated, std::size_t size);
 
     std::unique_ptr<void, Free> root_;
     Format format_ = Format::xml;

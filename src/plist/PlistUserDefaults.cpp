@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "Core/GroupContainer.h"
 #include "plist/PlistDefaultsSuite.h"
 #include "plist/PlistFile.h"
 #include "posix/PosixFileSystem.h"
@@ -33,18 +34,14 @@ bool renameWithoutReplacing(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
-std::optional<std::string> moveAside(const std::string& path, std::string* error) {
+Result<std::string> moveAside(const std::string& path) {
     for (int n = 0; n < 100; ++n) {
         std::string aside = path + ".corrupt";
         if (n > 0) aside += "." + std::to_string(n);
         if (renameWithoutReplacing(path, aside)) return aside;
-        if (errno != EEXIST) {
-            *error = std::strerror(errno);
-            return std::nullopt;
-        }
+        if (errno != EEXIST) return Failure{std::strerror(errno), errno};
     }
-    *error = "every .corrupt name is taken";
-    return std::nullopt;
+    return Failure{"every .corrupt name is taken", EEXIST};
 }
 
 }  // namespace
@@ -75,11 +72,6 @@ bool PlistUserDefaults::isValidSuiteName(const std::string& suiteName) {
            suiteName.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-std::string PlistUserDefaults::suitePath(const std::string& homeDirectory, const std::string& suiteName) {
-    const std::string home = homeDirectory == "/" ? std::string() : homeDirectory;
-    return home + "/Library/Group Containers/" + suiteName + "/Library/Preferences/" + suiteName + ".plist";
-}
-
 std::string PlistUserDefaults::ownDefaultsPath() const {
     return config_ + "/velko-helper/" + std::string(helperDefaultsName) + ".plist";
 }
@@ -87,7 +79,7 @@ std::string PlistUserDefaults::ownDefaultsPath() const {
 std::unique_ptr<DefaultsSuite> PlistUserDefaults::openSuite(const std::string& suiteName) {
     if (!isValidSuiteName(suiteName)) return nullptr;
     try {
-        return std::make_unique<PlistDefaultsSuite>(suitePath(home_, suiteName));
+        return std::make_unique<PlistDefaultsSuite>(GroupContainer(home_, suiteName).suitePath());
     } catch (...) {
         return nullptr;
     }
@@ -104,7 +96,8 @@ bool PlistUserDefaults::setString(const std::string& key, const std::string& val
 std::optional<std::string> PlistUserDefaults::ownString(const std::string& key) const {
     if (config_.empty()) return std::nullopt;
     PlistFile file;
-    if (file.load(ownDefaultsPath()) != PlistFile::LoadStatus::ok) return std::nullopt;
+    const auto loaded = file.load(ownDefaultsPath());
+    if (!loaded || !*loaded) return std::nullopt;
     return file.stringValue(key);
 }
 
@@ -115,39 +108,32 @@ bool PlistUserDefaults::store(const std::string& key, const std::function<bool(P
             return false;
         }
         const std::string path = ownDefaultsPath();
-        std::string why;
-        if (!SafeFile::createDirectories(config_ + "/velko-helper", 0700, &why)) {
-            report("cannot store " + key + ": " + why);
+        if (const auto made = SafeFile::createDirectories(config_ + "/velko-helper", 0700); !made) {
+            report("cannot store " + key + ": " + made.error());
             return false;
         }
 
         PlistFile file;
-        switch (file.load(path, &why)) {
-            case PlistFile::LoadStatus::ok:
-            case PlistFile::LoadStatus::missing:
-                break;
-            case PlistFile::LoadStatus::invalid: {
-                std::string moveError;
-                const auto aside = moveAside(path, &moveError);
-                if (!aside) {
-                    report(path + " is unusable (" + why + ") and could not be moved aside (" + moveError +
-                           "); left it untouched");
-                    return false;
-                }
-                report(path + " was unusable (" + why + "); moved it to " + *aside + " and started afresh");
-                break;
-            }
-            case PlistFile::LoadStatus::unreadable:
-                report("cannot read " + path + " (" + why + "); left it untouched");
+        if (const auto loaded = file.load(path); !loaded) {
+            if (!PlistFile::isInvalid(loaded.failure())) {
+                report("cannot read " + path + " (" + loaded.error() + "); left it untouched");
                 return false;
+            }
+            const auto aside = moveAside(path);
+            if (!aside) {
+                report(path + " is unusable (" + loaded.error() + ") and could not be moved aside (" + aside.error() +
+                       "); left it untouched");
+                return false;
+            }
+            report(path + " was unusable (" + loaded.error() + "); moved it to " + *aside + " and started afresh");
         }
 
         if (!set(file)) {
             report("cannot store " + key + ": a NUL character in it");
             return false;
         }
-        if (!file.save(path, &why, PlistFile::Format::xml, 0600)) {
-            report("cannot write " + path + ": " + why);
+        if (const auto saved = file.save(path, PlistFile::Format::xml, 0600); !saved) {
+            report("cannot write " + path + ": " + saved.error());
             return false;
         }
         return true;

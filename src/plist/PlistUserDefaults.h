@@ -26,7 +26,6 @@ public:
 
     // Rejects what would not stay a single file name: empty, ".", "..", '/' or NUL inside.
     static bool isValidSuiteName(const std::string& suiteName);
-    static std::string suitePath(const std::string& homeDirectory, const std::string& suiteName);
     std::string ownDefaultsPath() const;
 
     std::unique_ptr<DefaultsSuite> openSuite(const std::string& suiteName) override;

@@ -56,25 +56,25 @@ CopyResult PosixCaptureFiles::copyInto(const std::string& source, const std::str
     sweepOnce(directory);
     CopyResult result;
     bool sourceAtFault = false;
-    if (const auto copy = SafeFile::copyIntoDirectory(source, directory, privateFile, &result.error, &sourceAtFault))
+    if (const auto copy = SafeFile::copyIntoDirectory(source, directory, privateFile, &sourceAtFault)) {
         result.copy = FileCopy{copy->path, copy->size};
-    else
+    } else {
+        result.error = copy.error();
         result.failure = sourceAtFault ? CopyResult::Failure::source : CopyResult::Failure::destination;
+    }
     return result;
 }
 
 bool PosixCaptureFiles::moveInto(const std::string& copyPath, const std::string& destination) {
-    std::string error;
-    if (SafeFile::renameWithoutReplacing(copyPath, destination, &error)) return true;
-    std::fprintf(stderr, "velko-helper: %s\n", error.c_str());
-    return false;
+    const auto moved = SafeFile::renameWithoutReplacing(copyPath, destination);
+    if (!moved) std::fprintf(stderr, "velko-helper: %s\n", moved.error().c_str());
+    return bool(moved);
 }
 
 bool PosixCaptureFiles::writeAtomically(const std::string& path, const std::string& contents) {
-    std::string error;
-    if (SafeFile::writeAtomically(path, std::string_view(contents), privateFile, &error)) return true;
-    std::fprintf(stderr, "velko-helper: %s\n", error.c_str());
-    return false;
+    const auto written = SafeFile::writeAtomically(path, std::string_view(contents), privateFile);
+    if (!written) std::fprintf(stderr, "velko-helper: %s\n", written.error().c_str());
+    return bool(written);
 }
 
 void PosixCaptureFiles::discard(const std::string& copyPath) { ::unlink(copyPath.c_str()); }

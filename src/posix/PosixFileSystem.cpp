@@ -47,6 +47,8 @@ bool PosixFileSystem::exists(const std::string& path) {
     return !path.empty() && ::stat(path.c_str(), &st) == 0;
 }
 
-bool PosixFileSystem::createDirectories(const std::string& path) { return SafeFile::createDirectories(path, 0700); }
+bool PosixFileSystem::createDirectories(const std::string& path) {
+    return bool(SafeFile::createDirectories(path, 0700));
+}
 
 }  // namespace velko

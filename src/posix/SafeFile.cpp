@@ -22,16 +22,7 @@
 namespace velko {
 namespace {
 
-// Sets the caller's error and leaves errno as the cause, whatever ran in between.
-bool fail(std::string* error, int cause, std::string phrase) {
-    if (error) *error = std::move(phrase);
-    errno = cause;
-    return false;
-}
-
-bool failErrno(std::string* error, int cause, const std::string& what) {
-    return fail(error, cause, what + ": " + std::strerror(cause));
-}
+Failure systemFailure(int cause, const std::string& what) { return Failure{what + ": " + std::strerror(cause), cause}; }
 
 class Descriptor {
 public:
@@ -48,22 +39,13 @@ private:
     int fd_;
 };
 
-// An open descriptor of a regular file, or -1 with the error set. O_NONBLOCK so that a FIFO with
-// no writer is refused at once instead of waiting for one.
-int openRegularFile(const std::string& path, struct stat* st, std::string* error) {
+// An open descriptor of a regular file. O_NONBLOCK so that a FIFO with no writer is refused at
+// once instead of waiting for one.
+Result<int> openRegularFile(const std::string& path, struct stat* st) {
     Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    if (file.get() < 0) {
-        failErrno(error, errno, "cannot open");
-        return -1;
-    }
-    if (::fstat(file.get(), st) != 0) {
-        failErrno(error, errno, "cannot stat");
-        return -1;
-    }
-    if (!S_ISREG(st->st_mode)) {
-        fail(error, EINVAL, "not a regular file");
-        return -1;
-    }
+    if (file.get() < 0) return systemFailure(errno, "cannot open");
+    if (::fstat(file.get(), st) != 0) return systemFailure(errno, "cannot stat");
+    if (!S_ISREG(st->st_mode)) return Failure{"not a regular file", EINVAL};
     return file.release();
 }
 
@@ -112,22 +94,17 @@ bool isTemporaryName(std::string_view name) {
     return name.substr(mark + temporaryMark.size()).find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-// A new, empty file beside the others in dir under a hidden unique name; -1 with error on failure.
-int createTemporary(const std::string& dir, const std::string& base, mode_t mode, std::string* temp,
-                    std::string* error) {
+// A new, empty file beside the others in dir under a hidden unique name, its name in *temp.
+Result<int> createTemporary(const std::string& dir, const std::string& base, mode_t mode, std::string* temp) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         char suffix[temporarySuffixLength + 1];
         std::snprintf(suffix, sizeof suffix, "%016llx", static_cast<unsigned long long>(uniqueSuffix()));
         *temp = dir + "/." + base + std::string(temporaryMark) + suffix;
         const int fd = ::open(temp->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
         if (fd >= 0) return fd;
-        if (errno != EEXIST) {
-            failErrno(error, errno, "cannot create a file in " + dir);
-            return -1;
-        }
+        if (errno != EEXIST) return systemFailure(errno, "cannot create a file in " + dir);
     }
-    fail(error, EEXIST, "no free temporary name in " + dir);
-    return -1;
+    return Failure{"no free temporary name in " + dir, EEXIST};
 }
 
 bool writeAll(int fd, const std::uint8_t* data, std::size_t size, int* cause) {
@@ -148,21 +125,21 @@ bool writeAll(int fd, const std::uint8_t* data, std::size_t size, int* cause) {
     return true;
 }
 
-bool writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std::size_t size, mode_t mode,
-                         std::string* error) {
-    if (path.empty() || path.back() == '/') return fail(error, EINVAL, "not a file path");
+Result<void> writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std::size_t size, mode_t mode) {
+    if (path.empty() || path.back() == '/') return Failure{"not a file path", EINVAL};
     const std::string target = replacementTarget(path);
     const std::string dir = parentOf(target);
     // Leaves room for the prefix and suffix within NAME_MAX.
     const std::string base = baseNameOf(target).substr(0, 200);
 
     std::string temp;
-    Descriptor file(createTemporary(dir, base, mode, &temp, error));
-    if (file.get() < 0) return false;
-    const auto abandon = [&](int cause, const std::string& what) {
+    const auto created = createTemporary(dir, base, mode, &temp);
+    if (!created) return created.failure();
+    Descriptor file(*created);
+    const auto abandon = [&](int cause, const std::string& what) -> Result<void> {
         if (file.get() >= 0) ::close(file.release());
         ::unlink(temp.c_str());
-        return failErrno(error, cause, what);
+        return systemFailure(cause, what);
     };
 
     int cause = 0;
@@ -178,20 +155,18 @@ bool writeAtomicallyImpl(const std::string& path, const std::uint8_t* data, std:
         ::fsync(dirFd);
         ::close(dirFd);
     }
-    return true;
+    return {};
 }
 
 }  // namespace
 
-std::optional<Bytes> SafeFile::readRegularFile(const std::string& path, std::size_t maxBytes, std::string* error) {
+Result<Bytes> SafeFile::readRegularFile(const std::string& path, std::size_t maxBytes) {
     struct stat st {};
-    Descriptor file(openRegularFile(path, &st, error));
-    if (file.get() < 0) return std::nullopt;
-    const std::string tooLarge = "larger than " + std::to_string(maxBytes) + " bytes";
-    if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
-        fail(error, EFBIG, tooLarge);
-        return std::nullopt;
-    }
+    const auto opened = openRegularFile(path, &st);
+    if (!opened) return opened.failure();
+    Descriptor file(*opened);
+    const Failure tooLarge{"larger than " + std::to_string(maxBytes) + " bytes", EFBIG};
+    if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) return tooLarge;
 
     // The size is only a hint: the file may grow or shrink while it is read. One byte past the cap
     // is enough to tell that it grew too large.
@@ -200,59 +175,52 @@ std::optional<Bytes> SafeFile::readRegularFile(const std::string& path, std::siz
     std::size_t used = 0;
     for (;;) {
         if (used == contents.size()) {
-            if (used > maxBytes) {
-                fail(error, EFBIG, tooLarge);
-                return std::nullopt;
-            }
+            if (used > maxBytes) return tooLarge;
             contents.resize(std::min(limit, std::max<std::size_t>(used * 2, 4096)));
         }
         const ssize_t got = ::read(file.get(), contents.data() + used, contents.size() - used);
         if (got < 0) {
             if (errno == EINTR) continue;
-            failErrno(error, errno, "cannot read");
-            return std::nullopt;
+            return systemFailure(errno, "cannot read");
         }
         if (got == 0) break;
         used += static_cast<std::size_t>(got);
     }
-    if (used > maxBytes) {
-        fail(error, EFBIG, tooLarge);
-        return std::nullopt;
-    }
+    if (used > maxBytes) return tooLarge;
     contents.resize(used);
     return contents;
 }
 
-bool SafeFile::writeAtomically(const std::string& path, const Bytes& contents, mode_t mode, std::string* error) {
-    return writeAtomicallyImpl(path, contents.data(), contents.size(), mode, error);
+Result<void> SafeFile::writeAtomically(const std::string& path, const Bytes& contents, mode_t mode) {
+    return writeAtomicallyImpl(path, contents.data(), contents.size(), mode);
 }
 
-bool SafeFile::writeAtomically(const std::string& path, std::string_view contents, mode_t mode, std::string* error) {
-    return writeAtomicallyImpl(path, reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size(), mode,
-                               error);
+Result<void> SafeFile::writeAtomically(const std::string& path, std::string_view contents, mode_t mode) {
+    return writeAtomicallyImpl(path, reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size(), mode);
 }
 
-std::optional<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& source, const std::string& directory,
-                                                          mode_t mode, std::string* error, bool* sourceAtFault) {
+Result<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& source, const std::string& directory, mode_t mode,
+                                                   bool* sourceAtFault) {
     bool ignored = false;
     bool& sourceFault = sourceAtFault ? *sourceAtFault : ignored;
     sourceFault = true;
     struct stat st {};
-    Descriptor in(openRegularFile(source, &st, error));
-    if (in.get() < 0) return std::nullopt;
+    const auto opened = openRegularFile(source, &st);
+    if (!opened) return opened.failure();
+    Descriptor in(*opened);
 
     std::string temp;
-    Descriptor out(createTemporary(directory, "capture", mode, &temp, error));
-    if (out.get() < 0) {
+    const auto created = createTemporary(directory, "capture", mode, &temp);
+    if (!created) {
         sourceFault = false;
-        return std::nullopt;
+        return created.failure();
     }
-    const auto abandon = [&](bool sourceCause, int cause, const std::string& what) -> std::optional<Copy> {
+    Descriptor out(*created);
+    const auto abandon = [&](bool sourceCause, int cause, const std::string& what) -> Result<Copy> {
         if (out.get() >= 0) ::close(out.release());
         ::unlink(temp.c_str());
         sourceFault = sourceCause;
-        failErrno(error, cause, what);
-        return std::nullopt;
+        return systemFailure(cause, what);
     };
 
     // Until end of file rather than the size seen above, so that nothing appended is cut off.
@@ -298,17 +266,17 @@ std::optional<bool> SafeFile::hasWriters(int fd) {
     return std::nullopt;
 }
 
-bool SafeFile::renameWithoutReplacing(const std::string& from, const std::string& to, std::string* error) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS) return failErrno(error, errno, "cannot rename to " + to);
+Result<void> SafeFile::renameWithoutReplacing(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return {};
+    if (errno != EINVAL && errno != ENOSYS) return systemFailure(errno, "cannot rename to " + to);
     // Filesystems without the flag: a hard link refuses an existing name just the same.
-    if (::link(from.c_str(), to.c_str()) != 0) return failErrno(error, errno, "cannot rename to " + to);
+    if (::link(from.c_str(), to.c_str()) != 0) return systemFailure(errno, "cannot rename to " + to);
     ::unlink(from.c_str());
-    return true;
+    return {};
 }
 
-bool SafeFile::createDirectories(const std::string& path, mode_t mode, std::string* error) {
-    if (path.empty()) return fail(error, ENOENT, "empty directory path");
+Result<void> SafeFile::createDirectories(const std::string& path, mode_t mode) {
+    if (path.empty()) return Failure{"empty directory path", ENOENT};
     std::size_t end = 0;
     while (end != std::string::npos) {
         end = path.find('/', end + 1);
@@ -316,18 +284,18 @@ bool SafeFile::createDirectories(const std::string& path, mode_t mode, std::stri
         if (prefix.empty() || prefix.back() == '/') continue;
         struct stat st {};
         if (::stat(prefix.c_str(), &st) == 0) {
-            if (!S_ISDIR(st.st_mode)) return fail(error, ENOTDIR, prefix + " is not a directory");
+            if (!S_ISDIR(st.st_mode)) return Failure{prefix + " is not a directory", ENOTDIR};
             continue;
         }
-        if (errno != ENOENT) return failErrno(error, errno, "cannot look at " + prefix);
+        if (errno != ENOENT) return systemFailure(errno, "cannot look at " + prefix);
         // EEXIST here means another process won the race; the stat below settles what it made.
         if (::mkdir(prefix.c_str(), mode) != 0 && errno != EEXIST)
-            return failErrno(error, errno, "cannot create " + prefix);
+            return systemFailure(errno, "cannot create " + prefix);
     }
     struct stat st {};
-    if (::stat(path.c_str(), &st) != 0) return failErrno(error, errno, "cannot look at " + path);
-    if (!S_ISDIR(st.st_mode)) return fail(error, ENOTDIR, path + " is not a directory");
-    return true;
+    if (::stat(path.c_str(), &st) != 0) return systemFailure(errno, "cannot look at " + path);
+    if (!S_ISDIR(st.st_mode)) return Failure{path + " is not a directory", ENOTDIR};
+    return {};
 }
 
 }  // namespace velko

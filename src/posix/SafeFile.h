@@ -9,25 +9,23 @@
 #include <string>
 #include <string_view>
 
+#include "platform/Result.h"
 #include "platform/Types.h"
 
 namespace velko {
 
 class SafeFile {
 public:
-    // The whole content of the regular file at path (symlinks followed), or nullopt with a short
-    // phrase in error. On failure errno tells the cause apart: ENOENT when nothing is there,
-    // EINVAL when it is not a regular file, EFBIG when larger than maxBytes, else the system's.
-    static std::optional<Bytes> readRegularFile(const std::string& path, std::size_t maxBytes,
-                                                std::string* error = nullptr);
+    // The whole content of the regular file at path (symlinks followed), or a failure whose cause
+    // tells it apart: ENOENT when nothing is there, EINVAL when it is not a regular file, EFBIG
+    // when larger than maxBytes, else the system's.
+    static Result<Bytes> readRegularFile(const std::string& path, std::size_t maxBytes);
 
     // Replaces path with exactly contents, or leaves it as it was: the data goes to a temporary
     // file beside it (created with mode, less the umask), is synced, then renamed over path.
     // A symlink at path keeps pointing where it did; its target is what gets replaced.
-    static bool writeAtomically(const std::string& path, const Bytes& contents, mode_t mode,
-                                std::string* error = nullptr);
-    static bool writeAtomically(const std::string& path, std::string_view contents, mode_t mode,
-                                std::string* error = nullptr);
+    static Result<void> writeAtomically(const std::string& path, const Bytes& contents, mode_t mode);
+    static Result<void> writeAtomically(const std::string& path, std::string_view contents, mode_t mode);
 
     struct Copy {
         std::string path;
@@ -37,8 +35,8 @@ public:
     // device fails at once) into a new file in directory under a hidden unique name, created with
     // mode (less the umask) and synced. Never holds more than a small buffer of it in memory.
     // On failure nothing is left behind and *sourceAtFault tells whether source was the cause.
-    static std::optional<Copy> copyIntoDirectory(const std::string& source, const std::string& directory, mode_t mode,
-                                                 std::string* error = nullptr, bool* sourceAtFault = nullptr);
+    static Result<Copy> copyIntoDirectory(const std::string& source, const std::string& directory, mode_t mode,
+                                          bool* sourceAtFault = nullptr);
 
     // Whether any process holds the regular file behind fd (opened read-only by the caller) open
     // for writing; nullopt when the system cannot tell (no lease support, a file of another owner,
@@ -48,11 +46,11 @@ public:
     // Removes the temporary files an interrupted write or copy left in directory; how many.
     static int removeTemporaryFiles(const std::string& directory);
 
-    // Renames from to to, unless something already exists at to; false with error otherwise.
-    static bool renameWithoutReplacing(const std::string& from, const std::string& to, std::string* error = nullptr);
+    // Renames from to to, unless something already exists at to (a failure with EEXIST then).
+    static Result<void> renameWithoutReplacing(const std::string& from, const std::string& to);
 
-    // Creates path and its missing parents with mode; true when it is a directory afterwards.
-    static bool createDirectories(const std::string& path, mode_t mode, std::string* error = nullptr);
+    // Creates path and its missing parents with mode; succeeds when it is a directory afterwards.
+    static Result<void> createDirectories(const std::string& path, mode_t mode);
 };
 
 }  // namespace velko

@@ -1,12 +1,16 @@
 #pragma once
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "platform/Result.h"
+#include "velkoctl/ControlRequest.h"
 
 namespace velko {
 
-// velkoctl's arguments, help texts and exit codes. Parsing never touches the system, so every
-// mistake a user can type is answered before anything is posted or written.
+// velkoctl's arguments, help texts and exit codes, all driven by the command table. Parsing never
+// touches the system, so every mistake a user can type is answered before anything is posted or
+// written.
 class ControlCommandLine {
 public:
     enum ExitCode : int {
@@ -17,49 +21,11 @@ public:
         noHelper = 3,
     };
 
-    enum class Command {
-        help,
-        version,
-        ping,
-        paste,
-        watch,
-        snippetsSet,
-        snippetsList,
-        rulesSet,
-        rulesList,
-        storeConnect,
-        storeDisconnect,
-        storeStatus,
-        screenshots,
-    };
-
-    // What --help explains: the overview or one command with its subcommands.
-    enum class Topic { overview, ping, paste, watch, snippets, rules, store, screenshots };
-
-    static constexpr double defaultTimeout = 2.0;
-    static constexpr double maxTimeout = 3600.0;
-
-    struct Request {
-        Command command = Command::help;
-        Topic topic = Topic::overview;
-        double timeout = defaultTimeout;
-        // For paste: the notification to post and the keys the helper will press.
-        std::string pasteNotification;
-        std::string pasteKeys;
-        bool json = false;
-        // For set: a path, or "-" for standard input.
-        std::string input;
-    };
-
-    // A request, or a one-line reason (already naming the command and where to find help).
-    struct Parsed {
-        std::optional<Request> request;
-        std::string error;
-    };
-
-    // args without the program name.
-    static Parsed parse(const std::vector<std::string>& args);
-    static std::string help(Topic topic);
+    // args without the program name. A failure is one line that names the command and where to
+    // find help.
+    static Result<ControlRequest> parse(const std::vector<std::string>& args);
+    // The help of the command named word, or the overview of all of them for an empty word.
+    static std::string help(std::string_view word);
 };
 
 }  // namespace velko

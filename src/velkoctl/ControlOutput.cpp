@@ -119,4 +119,17 @@ std::string ControlOutput::screenshots(const std::vector<StagedScreenshot>& scre
     return out;
 }
 
+std::string ControlOutput::backends(const std::vector<std::string>& lines, bool json) {
+    std::string out;
+    auto array = nlohmann::ordered_json::array();
+    for (const auto& line : lines) {
+        const auto colon = line.find(": ");
+        const bool split = colon != std::string::npos;
+        array.push_back({{"capability", split ? line.substr(0, colon) : line},
+                         {"backend", split ? line.substr(colon + 2) : std::string()}});
+        out += escaped(line) + "\n";
+    }
+    return json ? dump(array) : out;
+}
+
 }  // namespace velko

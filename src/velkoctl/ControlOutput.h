@@ -29,6 +29,9 @@ public:
     static std::string triggers(const std::vector<SharedDataReader::SnippetTrigger>& triggers, bool json);
     static std::string rules(const std::vector<AutoPasteRuleEngine::PasteRule>& rules, bool json);
     static std::string screenshots(const std::vector<StagedScreenshot>& screenshots, bool json);
+    // The helper's "Capability: backend" lines; as JSON, {"capability","backend"} objects (a line
+    // without the separator is all capability).
+    static std::string backends(const std::vector<std::string>& lines, bool json);
 };
 
 }  // namespace velko

@@ -9,14 +9,19 @@
 #include "velkoctl/ControlRunner.h"
 
 int main(int argc, char** argv) {
+    // A command in the table that nothing runs is a build fault: refuse every use, not only its own.
+    if (const auto missing = velko::ControlRunner::commandsWithoutRunner(); !missing.empty()) {
+        std::fprintf(stderr, "velkoctl: built without a runner for '%s'\n", missing.front().c_str());
+        return velko::ControlCommandLine::failed;
+    }
     const std::vector<std::string> args(argv + 1, argv + argc);
     const auto parsed = velko::ControlCommandLine::parse(args);
-    if (!parsed.request) {
-        std::fprintf(stderr, "velkoctl: %s\n", parsed.error.c_str());
+    if (!parsed) {
+        std::fprintf(stderr, "velkoctl: %s\n", parsed.error().c_str());
         return velko::ControlCommandLine::usage;
     }
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("velkoctl"));
     velko::ControlRunner runner(velko::PosixFileSystem::currentHomeDirectory());
-    return runner.run(*parsed.request);
+    return runner.run(*parsed);
 }

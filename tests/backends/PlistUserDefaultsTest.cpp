@@ -175,7 +175,7 @@ TEST_F(SharedSuite, UnusableAndHostileFilesReadAsEmptyAndSaySoOnce) {
     // Within the limits the hostile shapes load, so their refusals below are about size alone.
     for (const std::string& text : {nestedXml(100), binaryChain(100, 1), binaryChain(10, 2)}) {
         PlistFile file;
-        EXPECT_EQ(file.parse(bytesOf(text)), PlistFile::LoadStatus::ok);
+        EXPECT_TRUE(file.parse(bytesOf(text)));
     }
     Plist array(plist_new_array());
     const std::string binary = plistOf({{"k", dataNode("[]")}}, true);

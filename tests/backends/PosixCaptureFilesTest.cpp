@@ -48,13 +48,12 @@ TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide
     ASSERT_EQ(::symlink("/dev/zero", (source / "Screenshot 3.png").c_str()), 0);
     for (const auto* name : {"Screenshot 2.png", "Screenshot 3.png", "missing.png"}) {
         bool sourceAtFault = false;
-        EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, nullptr, &sourceAtFault));
+        EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, &sourceAtFault));
         EXPECT_TRUE(sourceAtFault) << name;
     }
     EXPECT_EQ(count(staging), 1u);
     bool sourceAtFault = true;
-    EXPECT_FALSE(
-        SafeFile::copyIntoDirectory(source / "Screenshot 1.mov", staging / "missing", 0600, nullptr, &sourceAtFault));
+    EXPECT_FALSE(SafeFile::copyIntoDirectory(source / "Screenshot 1.mov", staging / "missing", 0600, &sourceAtFault));
     EXPECT_FALSE(sourceAtFault);
 }
 

@@ -69,23 +69,22 @@ TEST(SafeFileRead, ReadsRegularFilesAndRefusesEverythingElseWithoutBlockingOrRea
                                                             {"/dev/null", 8, EINVAL},
                                                             {"/dev/zero", 1 << 20, EINVAL}}) {
         SCOPED_TRACE(path + " within " + std::to_string(cap));
-        std::string error;
-        const auto read = SafeFile::readRegularFile(path, cap, &error);
-        const int errorNumber = errno;
+        const auto read = SafeFile::readRegularFile(path, cap);
         if (cause == 0) {
-            EXPECT_EQ(read, bytesOf(path == dir / "empty" ? "" : binary)) << error;
+            ASSERT_TRUE(read) << read.error();
+            EXPECT_EQ(read.value(), bytesOf(path == dir / "empty" ? "" : binary));
         } else {
             EXPECT_FALSE(read);
-            EXPECT_EQ(errorNumber, cause);
-            EXPECT_FALSE(error.empty());
+            EXPECT_EQ(read.cause(), cause);
+            EXPECT_FALSE(read.error().empty());
         }
     }
 }
 
 TEST(SafeFileWrite, ReplacesContentsCompletelyWithItsModeAndNothingElse) {
     TempDir dir;
-    std::string error;
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", std::string_view("hello"), 0600, &error)) << error;
+    const auto written = SafeFile::writeAtomically(dir / "out", std::string_view("hello"), 0600);
+    ASSERT_TRUE(written) << written.error();
     EXPECT_EQ(readFile(dir / "out"), "hello");
     struct stat st {};
     ASSERT_EQ(::stat((dir / "out").c_str(), &st), 0);
@@ -93,17 +92,17 @@ TEST(SafeFileWrite, ReplacesContentsCompletelyWithItsModeAndNothingElse) {
 
     Bytes large(10 * 1000 * 1000);
     for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<std::uint8_t>(i * 31 + i / 251);
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", large, 0600, nullptr));
-    EXPECT_EQ(SafeFile::readRegularFile(dir / "out", large.size(), nullptr), large);
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", large, 0600));
+    EXPECT_EQ(SafeFile::readRegularFile(dir / "out", large.size()).value(), large);
     // Shorter than before: nothing of the old contents may survive past the end.
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", Bytes{}, 0600, nullptr));
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "out", Bytes{}, 0600));
     EXPECT_EQ(readFile(dir / "out"), "");
 
     // Through a symlink, the target is replaced and the link stays.
     ASSERT_EQ(::mkdir((dir / "real").c_str(), 0700), 0);
     writeFile(dir / "real/file", "old");
     ASSERT_EQ(::symlink("real/file", (dir / "link").c_str()), 0);
-    ASSERT_TRUE(SafeFile::writeAtomically(dir / "link", std::string_view("new"), 0600, nullptr));
+    ASSERT_TRUE(SafeFile::writeAtomically(dir / "link", std::string_view("new"), 0600));
     EXPECT_TRUE(fs::is_symlink(dir / "link"));
     EXPECT_EQ(readFile(dir / "real/file"), "new");
     EXPECT_EQ(entries(dir / "real"), std::vector<std::string>{"file"});
@@ -112,22 +111,22 @@ TEST(SafeFileWrite, ReplacesContentsCompletelyWithItsModeAndNothingElse) {
 
 TEST(SafeFileWrite, FailuresKeepTheOldFileAndLeaveNoTemporaryBehind) {
     TempDir dir;
-    std::string error;
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "missing/out", std::string_view("x"), 0600, &error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_FALSE(SafeFile::writeAtomically(dir.path() + "/", std::string_view("x"), 0600, nullptr));
+    const auto missing = SafeFile::writeAtomically(dir / "missing/out", std::string_view("x"), 0600);
+    EXPECT_FALSE(missing);
+    EXPECT_FALSE(missing.error().empty());
+    EXPECT_FALSE(SafeFile::writeAtomically(dir.path() + "/", std::string_view("x"), 0600));
     EXPECT_TRUE(entries(dir.path()).empty());
 
     // The temporary file is written in full before the rename onto a directory fails.
     ASSERT_EQ(::mkdir((dir / "target").c_str(), 0700), 0);
     writeFile(dir / "target/kept", "kept");
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target", std::string_view("x"), 0600, nullptr));
+    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target", std::string_view("x"), 0600));
     EXPECT_EQ(entries(dir.path()), std::vector<std::string>{"target"});
     EXPECT_EQ(readFile(dir / "target/kept"), "kept");
 
     if (::geteuid() == 0) return;  // root ignores directory permissions
     ASSERT_EQ(::chmod((dir / "target").c_str(), 0500), 0);
-    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target/kept", std::string_view("new"), 0600, nullptr));
+    EXPECT_FALSE(SafeFile::writeAtomically(dir / "target/kept", std::string_view("new"), 0600));
     ::chmod((dir / "target").c_str(), 0700);
     EXPECT_EQ(readFile(dir / "target/kept"), "kept");
     EXPECT_EQ(entries(dir / "target"), std::vector<std::string>{"kept"});
@@ -135,24 +134,25 @@ TEST(SafeFileWrite, FailuresKeepTheOldFileAndLeaveNoTemporaryBehind) {
 
 TEST(SafeFileDirectories, CreatesMissingLevelsPrivatelyAndFailsOnAFileInTheWay) {
     TempDir dir;
-    std::string error;
-    ASSERT_TRUE(SafeFile::createDirectories(dir / "a/b//c/", 0700, &error)) << error;
+    const auto made = SafeFile::createDirectories(dir / "a/b//c/", 0700);
+    ASSERT_TRUE(made) << made.error();
     EXPECT_TRUE(fs::is_directory(dir / "a/b/c"));
     struct stat st {};
     ASSERT_EQ(::stat((dir / "a/b/c").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 077, 0u);
-    EXPECT_TRUE(SafeFile::createDirectories(dir / "a/b", 0700, &error));
+    EXPECT_TRUE(SafeFile::createDirectories(dir / "a/b", 0700));
     // A symlink to a directory is as good as the directory.
     ASSERT_EQ(::symlink((dir / "a").c_str(), (dir / "alias").c_str()), 0);
-    EXPECT_TRUE(SafeFile::createDirectories(dir / "alias/b/d", 0700, &error));
+    EXPECT_TRUE(SafeFile::createDirectories(dir / "alias/b/d", 0700));
     EXPECT_TRUE(fs::is_directory(dir / "a/b/d"));
 
     writeFile(dir / "file", "data");
-    EXPECT_FALSE(SafeFile::createDirectories(dir / "file", 0700, &error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_FALSE(SafeFile::createDirectories(dir / "file/sub", 0700, nullptr));
+    const auto inTheWay = SafeFile::createDirectories(dir / "file", 0700);
+    EXPECT_FALSE(inTheWay);
+    EXPECT_FALSE(inTheWay.error().empty());
+    EXPECT_FALSE(SafeFile::createDirectories(dir / "file/sub", 0700));
     EXPECT_EQ(readFile(dir / "file"), "data");
-    EXPECT_FALSE(SafeFile::createDirectories("", 0700, nullptr));
+    EXPECT_FALSE(SafeFile::createDirectories("", 0700));
 }
 
 }  // namespace

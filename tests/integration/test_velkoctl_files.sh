@@ -153,13 +153,13 @@ rm -r "$staging" && touch "$staging"
 refuses "a staging folder that is a file" 1 "cannot read the staging folder .*pending_screenshots: Not a directory" \
   screenshots
 
-# --- usage mistakes, and help everywhere
+# --- usage mistakes, and help for every command the overview lists
 refuses "no command" 2 "no command given"
 refuses "an unknown subcommand" 2 "store: unknown subcommand 'open' \(see 'velkoctl store --help'\)" store open
-for command in ping paste watch snippets rules store screenshots; do
+succeeds "the overview documents the exit status for a missing helper" --help
+check "exit status 3 is explained" grep -q '3  no helper answered' <(out)
+for command in $(sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p' "$WORK/ctl.out"); do
   ctl "$command" --help
   check "$command --help" bash -c "[ $ctl_status -eq 0 ] && grep -q '^Usage: velkoctl $command' '$WORK/ctl.out'"
 done
-succeeds "the overview documents the exit status for a missing helper" --help
-check "exit status 3 is explained" grep -q '3  no helper answered' <(out)
 finish

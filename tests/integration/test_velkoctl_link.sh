@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# velkoctl against the real helper on a private bus: ping, paste and watch, and what each says
-# when no helper answers or there is no bus at all.
+# velkoctl against the real helper on a private bus: ping, paste, watch, status and hotkey, and
+# what each says when no helper answers or there is no bus at all.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/velkoctl_lib.sh"
 start_x
@@ -19,6 +19,13 @@ refuses "ping without a helper" 3 "no helper answered within 0.5 s" ping --timeo
 refuses "paste without a helper" 3 "no helper answered within 0.5 s" paste --timeout 0.5
 check_eq "the paste request went out all the same, then a ping" "velko.paste.now velko.helper.ping" \
   "$(notifications | cut -f1 | tail -2 | tr '\n' ' ' | sed 's/ $//')"
+refuses "status without a helper" 3 "no helper on this session bus" status
+# A compositor binding needs no helper: Velko takes the notification from whoever posts it.
+succeeds "hotkey without a helper" hotkey save_snippet
+wait_for "the posted hotkey on the bus" bash -c "grep -q '\"save_snippet\"' '$MONITOR_LOG'"
+check_eq "the hotkey went out as the helper posts it" "helper.hotkey.activated	save_snippet" "$(notifications | tail -1)"
+refuses "an unknown hotkey is wrong usage" 2 "hotkey: 'open' is not open_popover, spotlight_launcher or save_snippet" \
+  hotkey open
 
 # --- no bus at all
 nobus="unix:path=$WORK/no-bus-here"
@@ -26,6 +33,7 @@ CTL_ENV=(env DBUS_SESSION_BUS_ADDRESS="$nobus")
 refuses "ping without a bus" 3 "cannot reach the session bus \(.*no-bus-here" ping
 refuses "paste without a bus" 3 "cannot reach the session bus" paste plain
 refuses "watch without a bus" 3 "cannot reach the session bus" watch --json
+refuses "status without a bus" 3 "cannot reach the session bus" status
 CTL_ENV=(env -u DBUS_SESSION_BUS_ADDRESS -u DISPLAY XDG_RUNTIME_DIR="$WORK/no-runtime-dir")
 refuses "ping with no bus address" 3 "cannot reach the session bus.*DBUS_SESSION_BUS_ADDRESS is not set" ping
 CTL_ENV=()
@@ -47,6 +55,15 @@ assert printed["protocolVersion"] == 1 and len(printed) == 4
 ' "$(out | head -1)" "$(objects velko.helper.pong | tail -1)"
 check "the second line is the round-trip time" grep -qE '^round trip: [0-9]+\.[0-9]{2} ms$' <(out | tail -1)
 
+succeeds "status is answered" status
+check_eq "status prints the helper's own lines" "$(dbus-send --session --print-reply \
+  --dest=app.velko.HelperInstance /app/velko/Helper app.velko.Helper.Backends | sed -n 's/^ *string "\(.*\)"$/\1/p')" "$(out)"
+check "status names the input backend" grep -qx 'Input: X11 (XTEST)' <(out)
+plain_status="$(out)"
+succeeds "status --json is answered" status --json
+check_eq "status --json holds the same lines" "$plain_status" "$(python3 -c 'import json, sys
+print("\n".join(b["capability"] + ": " + b["backend"] for b in json.load(sys.stdin)))' <"$WORK/ctl.out")"
+
 succeeds "paste now is taken" paste
 check "paste now says what the helper presses" grep -q '^velko.paste.now taken: the helper presses Ctrl+V' <(out)
 wait_for "V with Ctrl in the window" grep -q 'state 0x4, keycode 55 ' "$WORK/xev.log"
@@ -59,7 +76,7 @@ check_eq "no degraded notice with input access" 0 "$(count velko.helper.degraded
 xdotool key ctrl+shift+space
 convert -size 200x80 xc:white "$WORK/shot.png"
 cp "$WORK/shot.png" "$HOME/Desktop/.part" && mv "$HOME/Desktop/.part" "$HOME/Desktop/Screenshot from helper.png"
-wait_for "the helper's hotkey notification" at_least 1 helper.hotkey.activated
+wait_for "the helper's hotkey notification" at_least 2 helper.hotkey.activated
 wait_for "the helper's screenshot notification" at_least 1 velko.screenshot.captured
 
 # --- a helper without input access (no X display)

@@ -70,5 +70,15 @@ TEST(ControlOutputTest, ScreenshotsShowOneLineEachAndTypedJson) {
     EXPECT_EQ(json[0]["filename"], "Shot\tone.png");
 }
 
+TEST(ControlOutputTest, BackendLinesSplitAtTheFirstSeparatorForJson) {
+    const std::vector<std::string> lines{"Input: X11 (XTEST)", "Hotkeys: velkoctl hotkey: bind it", "odd\tline"};
+    EXPECT_EQ(ControlOutput::backends(lines, false),
+              "Input: X11 (XTEST)\nHotkeys: velkoctl hotkey: bind it\nodd\\tline\n");
+    const auto json = nlohmann::json::parse(ControlOutput::backends(lines, true));
+    EXPECT_EQ(json[0], (nlohmann::json{{"capability", "Input"}, {"backend", "X11 (XTEST)"}}));
+    EXPECT_EQ(json[1]["backend"], "velkoctl hotkey: bind it");
+    EXPECT_EQ(json[2], (nlohmann::json{{"capability", "odd\tline"}, {"backend", ""}}));
+}
+
 }  // namespace
 }  // namespace velko::test

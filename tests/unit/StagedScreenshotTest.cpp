@@ -1,41 +1,59 @@
+#include "Core/StagedScreenshot.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
-#include "Core/StagedScreenshot.h"
+#include <cstdlib>
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <set>
 
 namespace velko::test {
 namespace {
+
+using namespace std::chrono;
 
 const std::string id = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
 
 Bytes bytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
-std::optional<StagedScreenshot> decode(const std::string& json, std::string* why = nullptr) {
-    std::string error;
-    auto s = StagedScreenshot::fromMetadata(id, bytes(json), error);
-    if (why) *why = error;
-    return s;
+Result<StagedScreenshot> decode(const std::string& json) { return StagedScreenshot::fromMetadata(id, bytes(json)); }
+
+TEST(StagedScreenshotTest, WhatIsWrittenIsFiveCompactStringMembersThatReadBackTheSame) {
+    const std::vector<StagedScreenshot> records = {
+        {id, "Bildschirmfoto äöü 東京 a/b.png", "2024-05-01T08:30:12Z", "Hello\n\tWorld \"x\"", false, 512},
+        {id, "Screen Recording.mov", "t", "", true, 5000000000ULL},  // beyond 32 bits
+    };
+    for (const auto& record : records) {
+        const std::string text = record.toMetadata();
+        EXPECT_EQ(text, nlohmann::json::parse(text).dump()) << "compact";
+        std::set<std::string> keys;
+        const auto json = nlohmann::json::parse(text);
+        for (const auto& [key, value] : json.items()) {
+            keys.insert(key);
+            EXPECT_TRUE(value.is_string()) << key;
+        }
+        EXPECT_EQ(keys, (std::set<std::string>{"filename", "timestamp", "ocrText", "isVideo", "fileSize"}));
+        const auto back = decode(text);
+        ASSERT_TRUE(back) << back.error();
+        EXPECT_EQ(*back, record);
+    }
+    EXPECT_NE(records[1].toMetadata().find(R"("fileSize":"5000000000")"), std::string::npos);
+
+    // A name that is not UTF-8 still gets its record, with the odd byte replaced.
+    const auto odd = decode(StagedScreenshot{id, "Screenshot \xff.png", "t", "\xfe"}.toMetadata());
+    ASSERT_TRUE(odd);
+    EXPECT_EQ(odd->filename, "Screenshot \xEF\xBF\xBD.png");
+    EXPECT_EQ(odd->ocrText, "\xEF\xBF\xBD");
 }
 
-TEST(StagedScreenshotTest, ReadsTheFiveStringMembersInAnyOrderAndEscaping) {
-    const auto s =
-        decode(R"({"fileSize":"512","isVideo":"false","ocrText":"Hello\nWorld","timestamp":"2024-05-01T08:30:12Z",)"
-               R"("filename":"Screenshot 2024-05-01 at 08.30.12 \u00e9t\u00e9 a\/b.png","extra":1})");
-    ASSERT_TRUE(s);
+TEST(StagedScreenshotTest, ReadsMembersInAnyOrderAndEscaping) {
+    const auto s = decode(R"({"fileSize":"512","isVideo":"true","ocrText":"Hi","timestamp":"2024-05-01T08:30:12Z",)"
+                          R"("filename":"\u00e9t\u00e9 a\/b.png","extra":1})");
+    ASSERT_TRUE(s) << s.error();
     EXPECT_EQ(s->identifier, id);
-    EXPECT_EQ(s->filename, "Screenshot 2024-05-01 at 08.30.12 \xc3\xa9t\xc3\xa9 a/b.png");
-    EXPECT_EQ(s->timestamp, "2024-05-01T08:30:12Z");
-    EXPECT_EQ(s->fileSize, 512u);
-    EXPECT_FALSE(s->isVideo);
-    EXPECT_EQ(s->firstLine(), "Hello");
-
-    const auto video =
-        decode(R"({"filename":"Screen Recording.mov","timestamp":"t","ocrText":"","isVideo":"true","fileSize":"0"})");
-    ASSERT_TRUE(video);
-    EXPECT_TRUE(video->isVideo);
-    EXPECT_EQ(video->fileSize, 0u);
-    EXPECT_EQ(video->firstLine(), "");
+    EXPECT_EQ(s->filename, "\xc3\xa9t\xc3\xa9 a/b.png");
+    EXPECT_TRUE(s->isVideo);
 }
 
 TEST(StagedScreenshotTest, RefusesMetadataThatIsNotInItsWrittenForm) {
@@ -54,10 +72,22 @@ TEST(StagedScreenshotTest, RefusesMetadataThatIsNotInItsWrittenForm) {
         {"{\"filename\":", "not valid JSON"},
     };
     for (const auto& [json, why] : cases) {
-        std::string error;
-        EXPECT_FALSE(decode(json, &error)) << json;
-        EXPECT_EQ(error.rfind(why, 0), 0u) << error;
+        const auto refused = decode(json);
+        ASSERT_FALSE(refused) << json;
+        EXPECT_EQ(refused.error().rfind(why, 0), 0u) << refused.error();
     }
+}
+
+TEST(StagedScreenshotTest, TimestampIsUtcWithWholeSeconds) {
+    const char* previous = std::getenv("TZ");
+    const std::string saved = previous ? previous : "";
+    ::setenv("TZ", "America/New_York", 1);
+    ::tzset();
+    const auto mayFirst = system_clock::time_point(seconds(1714552212)) + milliseconds(900);
+    EXPECT_EQ(StagedScreenshot::timestampOf(mayFirst), "2024-05-01T08:30:12Z");
+    EXPECT_EQ(StagedScreenshot::timestampOf(system_clock::time_point(seconds(0))), "1970-01-01T00:00:00Z");
+    previous ? ::setenv("TZ", saved.c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST(StagedScreenshotTest, FirstLineStopsAtAnyLineBreakAndListingGoesOldestFirst) {

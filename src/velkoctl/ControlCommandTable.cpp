@@ -1,0 +1,237 @@
+#include "velkoctl/ControlCommandTable.h"
+
+#include <array>
+#include <utility>
+
+#include "Core/HelperConstants.h"
+
+namespace velko {
+
+namespace {
+
+using Request = ControlRequest;
+using Accepts = ControlArguments::Accepts;
+using Names = HelperConstants::Notification;
+
+// A command with options only: --timeout and --json as it takes them, no arguments.
+template <bool timeout, bool json>
+Result<Request> parseOptions(const ControlArguments& a) {
+    Request request;
+    if (auto refused = a.refuse({.timeout = timeout, .json = json})) return *refused;
+    if (auto bad = a.readTimeout(request)) return *bad;
+    request.json = a.json();
+    return request;
+}
+
+Result<Request> parsePaste(const ControlArguments& a) {
+    struct Kind {
+        const char* word;
+        const std::string& notification;
+        const char* keys;
+    };
+    static const std::array<Kind, 3> kinds{{
+        {"now", Names::pasteNow, "Ctrl+V"},
+        {"plain", Names::pastePlain, "Ctrl+Alt+Shift+V"},
+        {"match", Names::pasteMatch, "Ctrl+Shift+V"},
+    }};
+    Request request;
+    if (auto refused = a.refuse({.timeout = true, .positional = 1})) return *refused;
+    if (auto bad = a.readTimeout(request)) return *bad;
+    request.action = a.count() == 0 ? "now" : a.at(0);
+    for (const auto& kind : kinds) {
+        if (request.action != kind.word) continue;
+        request.notification = kind.notification;
+        request.keys = kind.keys;
+        return request;
+    }
+    return Failure{"'" + request.action + "' is not now, plain or match"};
+}
+
+Result<Request> parseHotkey(const ControlArguments& a) {
+    const auto& ids = HelperConstants::hotkeyIdentifiers;
+    const std::string known = ids[0] + ", " + ids[1] + " or " + ids[2];
+    Request request;
+    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    if (a.count() == 0) return Failure{"needs an identifier: " + known};
+    request.action = a.at(0);
+    request.notification = Names::hotkeyActivated;
+    for (const auto& id : ids)
+        if (request.action == id) return request;
+    return Failure{"'" + request.action + "' is not " + known};
+}
+
+Result<Request> parseList(const ControlArguments& a) {
+    Request request;
+    request.action = a.at(0);
+    if (request.action == "set") {
+        if (auto refused = a.refuse({.positional = 2})) return *refused;
+        if (a.count() < 2) return Failure{"set needs a FILE, or - for standard input"};
+        request.input = a.at(1);
+        return request;
+    }
+    if (request.action == "list") {
+        if (auto refused = a.refuse({.json = true, .positional = 1})) return *refused;
+        request.json = a.json();
+        return request;
+    }
+    if (request.action.empty()) return Failure{"needs 'set FILE' or 'list'"};
+    return Failure{"unknown subcommand '" + request.action + "'"};
+}
+
+Result<Request> parseStore(const ControlArguments& a) {
+    Request request;
+    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    request.action = a.at(0);
+    if (request.action == "connect" || request.action == "disconnect" || request.action == "status") return request;
+    if (request.action.empty()) return Failure{"needs connect, disconnect or status"};
+    return Failure{"unknown subcommand '" + request.action + "'"};
+}
+
+constexpr std::string_view pingHelp = R"text(Usage: velkoctl ping [--timeout S]
+
+Posts a ping on the link and waits for the helper's pong. Prints the pong's JSON on the
+first line and the round-trip time on the second.
+
+  -t, --timeout S   how long to wait for the pong, in seconds (default 2)
+
+Exit status: 0 answered, 1 the answer was malformed, 3 no session bus or no answer in time.
+)text";
+
+constexpr std::string_view pasteHelp = R"text(Usage: velkoctl paste [now|plain|match] [--timeout S]
+
+Asks the helper to paste into the focused window, as Velko does:
+  now     Ctrl+V (the default)
+  plain   Ctrl+Alt+Shift+V, paste as plain text
+  match   Ctrl+Shift+V, paste matching the style
+
+A ping follows the request, so the helper's answer is known: a degraded notice before the
+pong means it has no input access (no X display) and pasted nothing.
+
+  -t, --timeout S   how long to wait for the answer, in seconds (default 2)
+
+Exit status: 0 the request reached a helper with input access, 1 the helper has no input
+access, 3 no session bus or no answer in time.
+)text";
+
+constexpr std::string_view watchHelp = R"text(Usage: velkoctl watch [--json]
+
+Prints every notification on the link as it arrives, one per line, until interrupted
+(Ctrl+C, SIGTERM): the name, the object and the time it arrived (UTC), separated by tabs.
+Tabs, line breaks and other control characters in the object are written as \t, \n, \xHH.
+
+  --json   one JSON object per line: {"name":...,"object":...,"time":...}
+
+A line on standard error says when the watch is in place. When the session bus goes away
+the watch says so and carries on once it is back.
+
+Exit status: 0 when interrupted, 3 when there is no session bus.
+)text";
+
+constexpr std::string_view statusHelp = R"text(Usage: velkoctl status [--json] [--timeout S]
+
+Asks the running helper which backend each capability uses in this session, as its
+preferences window shows them, and prints one line per capability, e.g. "Input: X11 (XTEST)".
+
+  --json            a JSON array of {"capability", "backend"}
+  -t, --timeout S   how long to wait for the answer, in seconds (default 2)
+
+Exit status: 0 answered, 1 the answer was not a list of lines, 3 no session bus, no helper
+on it or no answer in time.
+)text";
+
+constexpr std::string_view hotkeyHelp = R"text(Usage: velkoctl hotkey open_popover|spotlight_launcher|save_snippet
+
+Posts helper.hotkey.activated with the identifier, exactly as the helper does when one of
+its hotkeys is pressed; Velko answers it whoever posts it. For Wayland compositors without a
+global-shortcuts portal (sway, river): bind a key in the compositor to run it, e.g. in sway
+  bindsym Ctrl+Shift+v exec velkoctl hotkey open_popover
+
+  open_popover         Velko's popover (Ctrl+Shift+V)
+  spotlight_launcher   Velko's launcher (Ctrl+Shift+Space)
+  save_snippet         save the selection as a snippet (Ctrl+Shift+S)
+
+Exit status: 0 posted, 3 no session bus.
+)text";
+
+constexpr std::string_view snippetsHelp = R"text(Usage: velkoctl snippets set FILE|-
+       velkoctl snippets list [--json]
+
+set   reads a JSON array of snippet triggers from FILE (or standard input for -), each
+      {"abbreviation": "...", "expansion": "...", "format": "...", "appScope": ["..."]},
+      checks it exactly as the helper will read it, and stores it as helperSnippetTriggers
+      in the shared settings, keeping every other key. One bad element is reported as
+      "element N: reason" (counted from 0) and nothing is written.
+list  prints the stored triggers, one per line: abbreviation, expansion, format and the
+      comma-separated appScope, separated by tabs; --json prints them as a JSON array.
+
+The helper reads the triggers when it starts, and only while Velko's store is present
+(see velkoctl store).
+
+Exit status: 0 done, 1 unreadable file, bad list or shared settings that cannot be used.
+)text";
+
+constexpr std::string_view rulesHelp = R"text(Usage: velkoctl rules set FILE|-
+       velkoctl rules list [--json]
+
+set   reads a JSON array of auto-paste rules from FILE (or standard input for -), each
+      {"bundleId": "...", "action": "..."} with one of the actions alwaysPlainText,
+      stripTrackingParams, trimWhitespace, blockPaste, prettyPrintJSON, lowercase
+      (spelled exactly so), checks it exactly as the helper will read it, and stores it as
+      helperAutoRules in the shared settings, keeping every other key. One bad element is
+      reported as "element N: reason" (counted from 0) and nothing is written.
+list  prints the stored rules, one per line: bundle identifier and action, separated by a
+      tab; --json prints them as a JSON array.
+
+The helper reads the rules when it starts.
+
+Exit status: 0 done, 1 unreadable file, bad list or shared settings that cannot be used.
+)text";
+
+constexpr std::string_view storeHelp = R"text(Usage: velkoctl store connect|disconnect|status
+
+The helper shows Velko as connected while Velko's store exists in the group container.
+connect     creates an empty marker file there
+disconnect  removes it again; a store that is not an empty file is left alone
+status      says whether the store is there
+
+Exit status: 0 done, 1 the store could not be created or removed.
+)text";
+
+constexpr std::string_view screenshotsHelp = R"text(Usage: velkoctl screenshots [--json]
+
+Lists the screenshots the helper has staged for Velko, oldest first, one per line:
+identifier, time staged, size in bytes, file name and the first line of the recognised
+text, separated by tabs. A metadata file that cannot be read is skipped with a warning.
+
+  --json   a JSON array of {"identifier", "filename", "timestamp", "fileSize" (a number),
+           "isVideo" (a Boolean), "ocrText", "firstLine"}
+
+Exit status: 0 done, 1 the staging folder cannot be read.
+)text";
+
+const std::array<ControlCommand, 9> table{{
+    {"ping", "ping [--timeout S]", "ask the helper for its pong and time the answer", pingHelp,
+     parseOptions<true, false>},
+    {"paste", "paste [now|plain|match]", "ask the helper to paste into the focused window", pasteHelp, parsePaste},
+    {"watch", "watch [--json]", "print every notification on the link as it arrives", watchHelp,
+     parseOptions<false, true>},
+    {"status", "status [--json]", "show which backend each capability uses", statusHelp, parseOptions<true, true>},
+    {"hotkey", "hotkey IDENTIFIER", "press one of the helper's hotkeys for Velko", hotkeyHelp, parseHotkey},
+    {"snippets", "snippets set FILE|- | list", "store or show the snippet triggers", snippetsHelp, parseList},
+    {"rules", "rules set FILE|- | list", "store or show the auto-paste rules", rulesHelp, parseList},
+    {"store", "store connect|disconnect|status", "create, remove or test Velko's store marker", storeHelp, parseStore},
+    {"screenshots", "screenshots [--json]", "list the screenshots staged for Velko", screenshotsHelp,
+     parseOptions<false, true>},
+}};
+
+}  // namespace
+
+std::span<const ControlCommand> ControlCommandTable::commands() { return table; }
+
+const ControlCommand* ControlCommandTable::find(std::string_view word) {
+    for (const auto& command : table)
+        if (command.word == word) return &command;
+    return nullptr;
+}
+
+}  // namespace velko
