@@ -72,7 +72,6 @@ void writeAndClose(int fd, const Bytes& bytes) {
         pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     }
 }
-
 }  // namespace
 
 WaylandDataControlPasteboard::Offer::~Offer() {

@@ -51,11 +51,11 @@ std::string answer(WaylandDataControlPasteboard& clipboard, const std::string& l
     if (command == "clear") clipboard.clearContents();
     if (command == "own") {
         PasteboardItem item;
-        std::istringstream specs(argument);
-        for (std::string spec; specs >> spec;) {
-            const auto equals = spec.rfind('=');  // types may hold '=' themselves (charset=utf-8)
-            std::ifstream file(spec.substr(equals + 1), std::ios::binary);
-            item.types.emplace_back(spec.substr(0, equals), Bytes(std::istreambuf_iterator<char>(file), {}));
+        std::istringstream entries(argument);
+        for (std::string entry; entries >> entry;) {
+            const auto equals = entry.rfind('=');  // types may hold '=' themselves (charset=utf-8)
+            std::ifstream file(entry.substr(equals + 1), std::ios::binary);
+            item.types.emplace_back(entry.substr(0, equals), Bytes(std::istreambuf_iterator<char>(file), {}));
         }
         clipboard.writeItems({item});
     }
