@@ -2,7 +2,6 @@
 
 #include "Core/HelperServices.h"
 
-
 namespace velko {
 
 KeystrokeInjector::KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard) : clock_(clock), keyboard_(keyboard) {}

@@ -11,8 +11,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "xkb/KeyTable.h"
 #include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
+#include "xkb/KeyTable.h"
 
 namespace velko {
 namespace {
