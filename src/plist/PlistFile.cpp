@@ -310,6 +310,12 @@ std::optional<Bytes> PlistFile::serialize(Format format, std::string* error) con
         plist_to_bin_free(out);
     else
         plist_to_xml_free(out);
+    // libplist can write what it cannot read (a binary string holding bytes that are not UTF-8);
+    // such a file must never replace one that reads.
+    if (PlistFile check; check.parse(bytes) != LoadStatus::ok) {
+        if (error) *error = "libplist could not encode the dictionary so that it reads back";
+        return std::nullopt;
+    }
     return bytes;
 }
 

@@ -51,6 +51,7 @@ public:
     bool setData(const std::string& key, const Bytes& value);
     bool setBool(const std::string& key, bool value);
 
+    // nullopt, with the reason in error, unless the bytes read back as a dictionary.
     std::optional<Bytes> serialize(Format format, std::string* error = nullptr) const;
     // Atomic: the file at path is either the old one or the complete new one.
     bool save(const std::string& path, std::string* error = nullptr, Format format = Format::xml,
