@@ -180,7 +180,8 @@ void X11KeyEventTap::readXkbEvents() {
 void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
     for (const RawKey& key : keys) {
         // The press's state is the server's from just before the press, held and locked
-        // modifiers merged, which is all that choosing a key's level needs.
+        // modifiers merged, which is all that choosing a key's level needs. A keymap read from
+        // the server keeps the eight core modifiers at indices 0-7, in the order of the state bits.
         const std::uint32_t mods = key.state & 0xFF;
         const std::uint32_t group = (key.state >> 13) & 0x3;
         xkb_state_update_mask(state_, mods, 0, 0, 0, 0, group);
