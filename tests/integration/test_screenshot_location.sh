@@ -15,10 +15,11 @@ glib-compile-schemas "$GSETTINGS_SCHEMA_DIR"
 start_bus
 unset DISPLAY WAYLAND_DISPLAY
 
-run_helper() {  # run_helper: a fresh helper, once its launch is done
+run_helper() {  # run_helper: a fresh helper, once its launch is done and its folder found
   : >"$HELPER_LOG"
   start_helper
   wait_for "the launch summary" grep -q 'auto-paste rules' "$HELPER_LOG"
+  wait_for "the screenshot folder" grep -qE 'for screenshots|no screenshot directory|screenshots are not' "$HELPER_LOG"
 }
 stop_helper() { kill "$HELPER_PID"; wait "$HELPER_PID" 2>/dev/null || true; }
 
