@@ -314,6 +314,10 @@ Result<Bytes> PlistFile::serialize(Format format) const {
         plist_to_bin_free(out);
     else
         plist_to_xml_free(out);
+    // libplist can write what it cannot read (a binary string holding bytes that are not UTF-8);
+    // such a file must never replace one that reads.
+    if (PlistFile check; !check.parse(bytes))
+        return Failure{"libplist could not encode the dictionary so that it reads back"};
     return bytes;
 }
 

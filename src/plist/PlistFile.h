@@ -52,7 +52,7 @@ public:
     // Also false for a value with a NUL inside, which a property-list string cannot hold.
     bool setString(const std::string& key, const std::string& value);
 
-    // Fails only when libplist cannot encode the dictionary.
+    // Fails when libplist cannot encode the dictionary so that its bytes read back.
     Result<Bytes> serialize(Format format) const;
     // Atomic: the file at path is either the old one or the complete new one.
     Result<void> save(const std::string& path, Format format = Format::xml, mode_t mode = 0600) const;
