@@ -90,18 +90,23 @@ Card makeBackendsCard(double y, const BackendChoices& backends) {
         r.status = Label{choice.backend, {124, top, 210, 18}, {11, FontWeight::medium}, color, TextAlignment::right};
         rows.push_back(std::move(r));
         top += pitch;
-        if (choice.advice.empty()) continue;
+        if (choice.note.empty()) continue;
         // Under its capability, across the card; the height allows for about 56 characters a line.
-        CardRow advice;
-        advice.top = top;
-        const double lines = static_cast<double>(choice.advice.size() / 56 + 1);
-        advice.title = Label{choice.advice,
-                             {14, top, cardWidth - 28, lines * 14},
-                             {11, FontWeight::regular},
-                             NamedColor::secondaryLabelColor,
-                             TextAlignment::natural,
-                             true};
-        rows.push_back(std::move(advice));
+        CardRow note;
+        note.top = top;
+        double lines = 0;
+        for (std::size_t begin = 0; begin <= choice.note.size();) {
+            const std::size_t end = std::min(choice.note.find('\n', begin), choice.note.size());
+            lines += static_cast<double>((end - begin) / 56 + 1);
+            begin = end + 1;
+        }
+        note.title = Label{choice.note,
+                           {14, top, cardWidth - 28, lines * 14},
+                           {11, FontWeight::regular},
+                           NamedColor::secondaryLabelColor,
+                           TextAlignment::natural,
+                           true};
+        rows.push_back(std::move(note));
         top += lines * 14 + pitch - 18;
     }
     Card c;

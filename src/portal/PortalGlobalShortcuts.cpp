@@ -239,10 +239,7 @@ void PortalGlobalShortcuts::onResponse(uint response, const QVariantMap& results
     } else if (step == Step::bindShortcuts) {
         takeTriggers(results.value(QStringLiteral("shortcuts")));
         if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
-        std::string line;
-        for (const auto& [id, trigger] : triggers_)
-            line += (line.empty() ? "" : ", ") + id + " " + (trigger.empty() ? "(no keys)" : trigger);
-        std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", line.c_str());
+        std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
         setStatus({State::ready, {}});
     }
 }
@@ -275,7 +272,7 @@ void PortalGlobalShortcuts::takeTriggers(const QVariant& shortcuts) {
     }
     if (triggers == triggers_) return;
     triggers_ = std::move(triggers);
-    if (triggersHandler_) triggersHandler_();
+    for (const auto& handler : triggersHandlers_) handler();
 }
 
 void PortalGlobalShortcuts::onActivated(const QDBusObjectPath& session, const QString& id, qulonglong,
@@ -293,7 +290,28 @@ void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage& message) {
     const auto arguments = message.arguments();
     if (status_.state != State::ready || arguments.size() < 2) return;
     if (pathText(arguments[0]) != sessionPath_) return;
+    const auto before = triggers_;
     takeTriggers(arguments[1]);
+    if (triggers_ != before)
+        std::fprintf(stderr, "velko-helper: the desktop changed the hotkeys: %s\n", triggersLine().c_str());
+}
+
+std::string PortalGlobalShortcuts::triggersLine() const {
+    std::string line;
+    for (const auto& [id, trigger] : triggers_)
+        line += (line.empty() ? "" : ", ") + id + " " + (trigger.empty() ? "(no keys)" : trigger);
+    return line;
+}
+
+std::string PortalGlobalShortcuts::triggersText() const {
+    std::string text;
+    for (const Shortcut& s : shortcuts()) {
+        const auto found = triggers_.find(s.id);
+        if (found == triggers_.end()) continue;
+        text += (text.empty() ? "" : "\n") + (found->second.empty() ? std::string("no keys") : found->second) + ": " +
+                s.description;
+    }
+    return text;
 }
 
 void PortalGlobalShortcuts::onSessionClosed(const QVariantMap&) {
@@ -317,7 +335,7 @@ void PortalGlobalShortcuts::endSession() {
     }
     if (!triggers_.empty()) {
         triggers_.clear();
-        if (triggersHandler_) triggersHandler_();
+        for (const auto& handler : triggersHandlers_) handler();
     }
 }
 

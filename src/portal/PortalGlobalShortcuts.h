@@ -66,8 +66,11 @@ public:
     // Identifier to the trigger the desktop reports for it ("" when the person left it unset), as
     // its own text for people to read; only the shortcuts bound, and empty until then.
     const std::map<std::string, std::string>& triggers() const { return triggers_; }
-    // Called on the Qt loop whenever triggers() changes.
-    void setTriggersHandler(std::function<void()> handler) { triggersHandler_ = std::move(handler); }
+    // The triggers for people, one line per bound shortcut in the order of shortcuts(): the keys,
+    // then what they do. Empty until bound.
+    std::string triggersText() const;
+    // Each is called on the Qt loop whenever triggers() changes.
+    void addTriggersHandler(std::function<void()> handler) { triggersHandlers_.push_back(std::move(handler)); }
 
 private slots:
     void onResponse(uint response, const QVariantMap& results);
@@ -89,6 +92,8 @@ private:
     void closeOnPortal(const QString& path, const QString& interface);
     void endSession();
     void fail(const std::string& reason);
+    // id and keys of each bound shortcut, on one line for the log.
+    std::string triggersLine() const;
     void setStatus(Status status);
     bool current(unsigned attempt) const { return attempt == attempt_ && status_.state == State::starting; }
 
@@ -99,7 +104,7 @@ private:
     std::vector<Shortcut> bound_;  // asked for, in the core's order
     Callback callback_;
     std::function<void(const Status&)> stateHandler_;
-    std::function<void()> triggersHandler_;
+    std::vector<std::function<void()>> triggersHandlers_;
     std::map<std::string, std::string> triggers_;
     Status status_{State::unavailable, "not started"};
     unsigned attempt_ = 0;

@@ -9,7 +9,8 @@
 namespace velko {
 
 HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& session,
-                                                          std::function<void(const std::string&)> changed) {
+                                                          std::function<void(const std::string&)> changed,
+                                                          std::function<void(const std::string&)> noted) {
     Choice c;
     if (session.kind == DesktopSession::Kind::x11) {
         auto grabs = std::make_unique<X11FilteringKeyTap>();
@@ -36,6 +37,9 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
     portal->setStateHandler([changed = std::move(changed)](const auto& status) {
         if (!changed || status.state == PortalGlobalShortcuts::State::starting) return;
         changed(status.state == PortalGlobalShortcuts::State::ready ? "desktop portal" : "off");
+    });
+    portal->addTriggersHandler([shortcuts = portal.get(), noted = std::move(noted)] {
+        if (noted) noted(shortcuts->triggersText());
     });
     c.portal = portal.get();
     c.tap = std::move(portal);

@@ -22,8 +22,10 @@ public:
         BackendChoice choice;
     };
     // changed, when set, is told the backend name when the portal's answer changes it ("off" once
-    // the portal declines, fails or closes the session; the portal logs why).
-    static Choice choose(const DesktopSession& session, std::function<void(const std::string&)> changed = {});
+    // the portal declines, fails or closes the session; the portal logs why); noted, the keys the
+    // desktop gave the hotkeys, as the choice's note, whenever they change.
+    static Choice choose(const DesktopSession& session, std::function<void(const std::string&)> changed = {},
+                         std::function<void(const std::string&)> noted = {});
 };
 
 }  // namespace velko

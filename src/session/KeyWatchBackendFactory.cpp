@@ -46,7 +46,7 @@ KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSessi
     const SessionKeymap::Found keymap = SessionKeymap::find();
     auto tap = std::make_unique<EvdevKeyEventTap>(mainQueue, keymap.text, hotkeyTriggers(hotkeys), devices);
     if (hotkeys)
-        hotkeys->setTriggersHandler([hotkeys, evdev = tap.get()] { evdev->setHotkeys(hotkeyTriggers(hotkeys)); });
+        hotkeys->addTriggersHandler([hotkeys, evdev = tap.get()] { evdev->setHotkeys(hotkeyTriggers(hotkeys)); });
     const std::string count = std::to_string(keyboards) + (keyboards == 1 ? " keyboard" : " keyboards");
     return {std::move(tap), {"Typed keys", "evdev", session.reason + "; " + count + ", keymap: " + keymap.source}};
 }

@@ -67,8 +67,9 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     if (probe) xcb_disconnect(std::exchange(probe, nullptr));
     // In launch order, except that the hotkeys are picked before the strokes: the helper's own
     // strokes must know the hotkey grabs to get past them.
-    auto hotkeys =
-        HotkeyBackendFactory::choose(session_, [this](const std::string& backend) { changed("Hotkeys", backend); });
+    auto hotkeys = HotkeyBackendFactory::choose(
+        session_, [this](const std::string& backend) { changed("Hotkeys", backend); },
+        [this](const std::string& note) { noted("Hotkeys", note); });
     auto strokes =
         StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, defaults_.get(),
                                                 [this](const std::string& backend) { changed("Input", backend); }});
@@ -106,6 +107,11 @@ void LinuxPlatform::changed(const std::string& capability, const std::string& ba
         choice.backend = backend;
         std::fprintf(stderr, "velko-helper: %s now\n", choice.line().c_str());
     }
+}
+
+void LinuxPlatform::noted(const std::string& capability, const std::string& note) {
+    for (auto& choice : backends_)
+        if (choice.capability == capability) choice.note = note;
 }
 
 Platform LinuxPlatform::platform() {

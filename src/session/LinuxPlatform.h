@@ -42,6 +42,8 @@ private:
     void chose(BackendChoice choice);
     // A backend that changes while the helper runs (a portal approved, a compositor gone).
     void changed(const std::string& capability, const std::string& backend);
+    // Shown under the capability's line in the preferences window; not logged (the backend logs).
+    void noted(const std::string& capability, const std::string& note);
 
     DesktopSession session_;
     BackendChoices backends_;

@@ -47,7 +47,7 @@ struct PortalGlobalShortcutsTest : ::testing::Test {
     std::unique_ptr<PortalGlobalShortcuts> shortcuts(PortalGlobalShortcuts::Timeouts timeouts = {}) {
         auto made = std::make_unique<PortalGlobalShortcuts>(bus, timeouts);
         made->setStateHandler([this](const PortalGlobalShortcuts::Status& s) { states.push_back(s.state); });
-        made->setTriggersHandler([this] { ++triggerChanges; });
+        made->addTriggersHandler([this] { ++triggerChanges; });
         return made;
     }
     bool create(PortalGlobalShortcuts& s) {

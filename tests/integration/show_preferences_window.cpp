@@ -31,8 +31,16 @@ int main(int argc, char** argv) {
     if (granted)
         inputs.backends = {
             {"Input", "X11 (XTEST)", ""}, {"Hotkeys", "X11 grabs", ""}, {"Typed keys", "X11 RECORD", ""}};
-    else
-        inputs.backends = {{"Input", "off", ""}, {"Hotkeys", "off", ""}, {"Typed keys", "off", ""}};
+    else  // as in a Wayland session with the desktop's shortcuts and no readable keyboard
+        inputs.backends = {{"Input", "off", ""},
+                           {"Hotkeys", "desktop portal", "",
+                            "CTRL+SHIFT+V: Open the Velko clipboard history\nCTRL+SHIFT+space: Search Velko\n"
+                            "no keys: Save the selection as a Velko snippet"},
+                           {"Typed keys", "off", "",
+                            "Typed keys are read from the keyboards, which only members of the input group may "
+                            "do: sudo usermod -aG input $USER, then log in again. Every program you run can then "
+                            "read every key typed in this session. To undo: sudo gpasswd -d $USER input, then log "
+                            "in again."}};
 
     Printer printer;
     velko::QtWindowSystem windows;

@@ -22,24 +22,27 @@ show() {  # show STATE: starts the window, sets WINDOW and SHOW_LOG
   WINDOW="$(awk '/^shown/ {print $2}' "$SHOW_LOG")"
 }
 
-for state in granted not-granted; do
-  show "$state"
-  shot="$WORK/preferences-$state.png"
+matches_reference() {  # matches_reference NAME: captures WINDOW and compares it with NAME's reference
+  local shot="$WORK/preferences-$1.png" reference="$REFERENCES/preferences-$1.png" differing
   import -window "$WINDOW" "$shot"
-  reference="$REFERENCES/preferences-$state.png"
   if [ -n "${VELKO_UPDATE_REFERENCES:-}" ]; then
     cp "$shot" "$reference"
     echo "updated $reference"
   fi
-  check_eq "the $state window is 380 x 460" "380x460" "$(identify -format '%wx%h' "$shot")"
-  differing="$(compare -metric AE -fuzz "$FUZZ" "$reference" "$shot" "$WORK/diff-$state.png" 2>&1 || true)"
+  differing="$(compare -metric AE -fuzz "$FUZZ" "$reference" "$shot" "$WORK/diff-$1.png" 2>&1 || true)"
   if [[ "$differing" =~ ^[0-9]+$ ]] && [ "$differing" -le "$MAX_PIXELS" ]; then
-    pass "the $state window matches its reference ($differing pixels differ)"
+    pass "the $1 window matches its reference ($differing pixels differ)"
   else
-    fail "the $state window differs from its reference: $differing"
+    fail "the $1 window differs from its reference: $differing"
     mkdir -p "$VELKO_BIN_DIR/render-failures"
-    cp "$shot" "$WORK/diff-$state.png" "$VELKO_BIN_DIR/render-failures/" 2>/dev/null || true
+    cp "$shot" "$WORK/diff-$1.png" "$VELKO_BIN_DIR/render-failures/" 2>/dev/null || true
   fi
+}
+
+for state in granted not-granted; do
+  show "$state"
+  matches_reference "$state"
+  check_eq "the $state window is 380 x 460" "380x460" "$(identify -format '%wx%h' "$WORK/preferences-$state.png")"
 
   props="$(xprop -id "$WINDOW")"
   check "the $state window floats above normal windows" grep -q '_NET_WM_STATE_ABOVE' <<<"$props"
@@ -54,6 +57,10 @@ for state in granted not-granted; do
     wait_for "the Website action" grep -q '^openWebsite' "$SHOW_LOG"
     check_eq "the buttons ran their actions once each" "openAccessibility openWebsite" \
       "$(grep -E '^open' "$SHOW_LOG" | tr '\n' ' ' | sed 's/ $//')"
+    # Scrolled to the end: the backends, each note under its capability.
+    xdotool mousemove --window "$WINDOW" 190 300 click --repeat 10 --delay 30 5
+    sleep 0.5
+    matches_reference backends
   fi
   kill "$SHOW_PID"
 done

@@ -43,6 +43,8 @@ portal Activate string:save_snippet
 wait_for "two hotkey notifications" at_least 2 helper.hotkey.activated
 check_eq "each activation is posted once with its identifier" "spotlight_launcher save_snippet" \
   "$(objects helper.hotkey.activated | tr '\n' ' ' | sed 's/ $//')"
+portal ChangeTrigger string:save_snippet string:Ctrl+Alt+S
+wait_for "the new keys to be taken" grep -q 'the desktop changed the hotkeys: .*save_snippet Ctrl+Alt+S' "$HELPER_LOG"
 
 portal CloseSessions
 wait_for "the closed session to be noticed" grep -q 'the desktop closed the shortcuts session' "$HELPER_LOG"

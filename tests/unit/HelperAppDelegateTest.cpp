@@ -182,21 +182,24 @@ TEST_F(HelperAppDelegateTest, InputsAreReadWhenTheWindowIsBuiltAndServicesWithou
 }
 
 TEST_F(HelperAppDelegateTest, TheWindowListsTheBackendsBelowEverythingElse) {
-    const std::string advice(150, 'x');  // what joining a group grants, say: three lines
-    backends = {{"Typed keys", "off", "", advice}, {"Hotkeys", "off", ""}};
+    // What joining a group grants, say: three lines; the keys a desktop gave: one line each.
+    const std::string advice(150, 'x'), keys = "CTRL+SHIFT+V: Open\nCTRL+SHIFT+space: Search\nno keys: Save";
+    backends = {{"Typed keys", "off", "", advice}, {"Hotkeys", "desktop portal", "", keys}, {"Input", "off", ""}};
     launchWithWindows();
     delegate->showPreferences();
     const auto& m = window(0).model;
-    ASSERT_EQ(m.backendsCard.rows.size(), 3u);
-    EXPECT_EQ(m.backendsCard.rows[2].title.text + ": " + m.backendsCard.rows[2].status.text, "Hotkeys: off");
+    ASSERT_EQ(m.backendsCard.rows.size(), 5u);
+    EXPECT_EQ(m.backendsCard.rows[4].title.text + ": " + m.backendsCard.rows[4].status.text, "Input: off");
     EXPECT_GT(m.backendsCard.frame.y, m.buttonRow.frame.y + m.buttonRow.frame.height);
     EXPECT_GE(m.window.documentHeight, m.backendsCard.frame.y + m.backendsCard.frame.height);
-    // The advice sits under its capability, wrapped, and the next capability below all of it.
-    const Label& shown = m.backendsCard.rows[1].title;
-    EXPECT_EQ(shown.text, advice);
-    EXPECT_TRUE(shown.wraps);
-    EXPECT_GE(shown.frame.height, 3 * 14.0);
-    EXPECT_GE(m.backendsCard.rows[2].top, shown.frame.y + shown.frame.height);
+    // Each note sits under its capability, wrapped, and the next capability below all of it.
+    for (const auto& [row, text] : {std::pair{1, advice}, std::pair{3, keys}}) {
+        const Label& shown = m.backendsCard.rows[row].title;
+        EXPECT_EQ(shown.text, text);
+        EXPECT_TRUE(shown.wraps);
+        EXPECT_GE(shown.frame.height, 3 * 14.0);
+        EXPECT_GE(m.backendsCard.rows[row + 1].top, shown.frame.y + shown.frame.height);
+    }
 }
 
 TEST_F(HelperAppDelegateTest, ButtonsAndMenuEntriesReachTheDesktop) {
