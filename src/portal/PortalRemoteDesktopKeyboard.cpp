@@ -69,6 +69,7 @@ PortalRemoteDesktopKeyboard::~PortalRemoteDesktopKeyboard() {
 void PortalRemoteDesktopKeyboard::start() {
     if (status_.state != State::unavailable) return;
     ++attempt_;
+    restoring_ = tokens_.load && !tokens_.load().empty();
     stroke_ = EvdevStroke{};
     setStatus({State::starting, {}});
     if (!bus_.isConnected()) return fail("no session bus");

@@ -45,6 +45,8 @@ public:
     void start();
     // Unavailable with reason "not started" until start().
     Status state() const { return status_; }
+    // Starting with the restore token of an earlier approval: no dialog is due, only the portal's answer.
+    bool restoring() const { return status_.state == State::starting && restoring_; }
     // Called on the Qt loop after every change of state.
     void setStateHandler(std::function<void(const Status&)> handler) { handler_ = std::move(handler); }
 
@@ -79,6 +81,7 @@ private:
     std::function<void(const Status&)> handler_;
     Status status_{State::unavailable, "not started"};
     unsigned attempt_ = 0;
+    bool restoring_ = false;
     Step step_ = Step::none;
     QString portalOwner_;  // the portal's unique name: only its signals count
     QString requestPath_;

@@ -48,7 +48,11 @@ void WaylandStrokes::recheck() {
     if (changed_) changed_(now);
 }
 
-bool WaylandStrokes::isProcessTrusted() { return current() != nullptr; }
+bool WaylandStrokes::isProcessTrusted() {
+    // A portal session being restored was approved before: counted from launch on, or the keyboard
+    // services, which start only with access at launch, would stay off at every login.
+    return current() != nullptr || (backends_.portal && backends_.portal->restoring());
+}
 
 bool WaylandStrokes::hasFrontmostApplication() {
     SyntheticKeyboard* keyboard = current();

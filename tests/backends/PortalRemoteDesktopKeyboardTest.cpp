@@ -114,6 +114,7 @@ TEST_F(PortalKeyboardTest, ApprovedSessionPostsExactlyTheAskedModifiersAndRestor
     startPortal("approve");
     auto first = keyboard();
     first->start();
+    EXPECT_FALSE(first->restoring());  // the dialog is due
     ASSERT_TRUE(waitUntil([&] { return first->state().state != State::starting; }));
     ASSERT_EQ(first->state().state, State::ready) << first->state().reason;
     EXPECT_EQ(states, (std::vector{State::starting, State::ready}));
@@ -139,6 +140,7 @@ TEST_F(PortalKeyboardTest, ApprovedSessionPostsExactlyTheAskedModifiersAndRestor
     ASSERT_TRUE(waitUntil([&] { return !saidStarting("session_closed").isEmpty(); }));
     auto second = keyboard();
     second->start();
+    EXPECT_TRUE(second->restoring());
     ASSERT_TRUE(waitUntil([&] { return second->state().state == State::ready; }));
     EXPECT_EQ(saidStarting("select_devices").last(), "select_devices types=1 persist_mode=2 restore_token=token-1");
     EXPECT_EQ(storedToken, "token-2");
