@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -185,6 +186,25 @@ Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
     return {};
 }
 
+// A binary dictionary may name a key twice, which XML cannot say: written as XML, the later value
+// would win when read back, and a key just stored would seem lost. The first is the one read, so it
+// is the one kept.
+plist_t withoutRepeatedKeys(plist_t dict) {
+    plist_t unique = plist_new_dict();
+    plist_dict_iter it = nullptr;
+    plist_dict_new_iter(dict, &it);
+    for (;;) {
+        char* key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(dict, it, &key, &value);
+        if (!key) break;
+        if (!plist_dict_get_item(unique, key)) plist_dict_set_item(unique, key, plist_copy(value));
+        std::free(key);
+    }
+    std::free(it);
+    return unique;
+}
+
 }  // namespace
 
 void PlistFile::Free::operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
@@ -236,6 +256,7 @@ Result<void> PlistFile::adopt(const Bytes& terminated, std::size_t size) {
     if (!parsed) return invalid("not a property list");
     if (plist_get_node_type(parsed) != PLIST_DICT)
         return invalid(std::string("its root is ") + typeName(plist_get_node_type(parsed)) + ", not a dictionary");
+    if (binary) owned.reset(withoutRepeatedKeys(parsed));
     root_ = std::move(owned);
     format_ = binary ? Format::binary : Format::xml;
     return {};
