@@ -2,7 +2,6 @@
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QObject>
-#include <QTimer>
 #include <QVariantMap>
 #include <chrono>
 #include <functional>
@@ -16,6 +15,8 @@ class QDBusMessage;
 class QDBusObjectPath;
 
 namespace velko {
+
+class PortalRequest;
 
 // The helper's hotkeys through the desktop portal's GlobalShortcuts interface (Plasma 5.27+,
 // GNOME 48+, Hyprland): one session, a shortcut per combination under its binding's identifier,
@@ -73,7 +74,6 @@ public:
     void addTriggersHandler(std::function<void()> handler) { triggersHandlers_.push_back(std::move(handler)); }
 
 private slots:
-    void onResponse(uint response, const QVariantMap& results);
     void onActivated(const QDBusObjectPath& session, const QString& id, qulonglong timestamp,
                      const QVariantMap& options);
     void onShortcutsChanged(const QDBusMessage& message);
@@ -85,11 +85,10 @@ private:
     void ask(unsigned attempt);
     void request(Step step, const QString& method, QVariantList arguments, QVariantMap options,
                  std::chrono::milliseconds timeout);
-    void watchRequest(const QString& path);
-    void unwatchRequest();
+    void dropRequest();
+    void onResponse(uint response, const QVariantMap& results);
     void bind();
     void takeTriggers(const QVariant& shortcuts);
-    void closeOnPortal(const QString& path, const QString& interface);
     void endSession();
     void fail(const std::string& reason);
     // id and keys of each bound shortcut, on one line for the log.
@@ -100,7 +99,6 @@ private:
     QDBusConnection bus_;
     Timeouts timeouts_;
     QDBusServiceWatcher portalWatcher_;
-    QTimer deadline_;
     std::vector<Shortcut> bound_;  // asked for, in the core's order
     Callback callback_;
     std::function<void(const Status&)> stateHandler_;
@@ -110,8 +108,8 @@ private:
     unsigned attempt_ = 0;
     bool registered_ = false;
     Step step_ = Step::none;
-    QString portalOwner_;  // the portal's unique name: only its signals count
-    QString requestPath_;
+    QString portalOwner_;               // the portal's unique name: only its signals count
+    PortalRequest* pending_ = nullptr;  // a child, deleted later once answered or dropped
     QString sessionPath_;
 };
 

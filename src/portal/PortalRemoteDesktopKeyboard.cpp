@@ -5,32 +5,20 @@
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
-#include <atomic>
 #include <cstdio>
 #include <utility>
+
+#include "portal/PortalRequest.h"
 
 namespace velko {
 namespace {
 
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString& portalPath = PortalRequest::portalPath;
+const QString& sessionInterface = PortalRequest::sessionInterface;
 const QString remoteDesktop = QStringLiteral("org.freedesktop.portal.RemoteDesktop");
-const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
-const QString sessionInterface = QStringLiteral("org.freedesktop.portal.Session");
 constexpr uint keyboardDevice = 1;
 constexpr uint persistUntilRevoked = 2;
-
-QString newToken() {
-    // Request paths must differ among one connection's requests, whichever keyboard sends them.
-    static std::atomic<unsigned> counter{0};
-    return QStringLiteral("velko_%1").arg(++counter);
-}
-
-// The session handle is documented as an object path, and portals have long sent it as a string.
-QString pathText(const QVariant& value) {
-    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>()) return value.value<QDBusObjectPath>().path();
-    return value.toString();
-}
 
 QByteArray programName() {
     const QString name = QCoreApplication::applicationName();
@@ -49,11 +37,6 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
       tokens_(std::move(tokens)),
       timeouts_(timeouts),
       portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
-    deadline_.setSingleShot(true);
-    connect(&deadline_, &QTimer::timeout, this, [this] {
-        const QString seconds = QString::number(deadline_.interval() / 1000.0);
-        fail("the desktop portal did not answer within " + seconds.toStdString() + " s");
-    });
     connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
         if (status_.state == State::unavailable) return;
         sessionPath_.clear();  // went with the portal
@@ -62,8 +45,8 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
 }
 
 PortalRemoteDesktopKeyboard::~PortalRemoteDesktopKeyboard() {
-    if (!requestPath_.isEmpty()) closeOnPortal(requestPath_, requestInterface);
-    if (!sessionPath_.isEmpty()) closeOnPortal(sessionPath_, sessionInterface);
+    dropRequest();
+    if (!sessionPath_.isEmpty()) PortalRequest::close(bus_, portalOwner_, sessionPath_, sessionInterface);
 }
 
 void PortalRemoteDesktopKeyboard::start() {
@@ -93,62 +76,36 @@ void PortalRemoteDesktopKeyboard::start() {
 void PortalRemoteDesktopKeyboard::onDeviceTypes(uint types) {
     if (!(types & keyboardDevice)) return fail("the desktop portal offers no keyboard");
     request(Step::createSession, QStringLiteral("CreateSession"), {},
-            {{QStringLiteral("session_handle_token"), newToken()}}, timeouts_.step);
+            {{QStringLiteral("session_handle_token"), PortalRequest::newToken()}}, timeouts_.step);
 }
 
 void PortalRemoteDesktopKeyboard::request(Step step, const QString& method, QVariantList arguments, QVariantMap options,
                                           std::chrono::milliseconds timeout) {
-    const QString token = newToken();
-    options.insert(QStringLiteral("handle_token"), token);
-    // Watched before the call, so that a quick answer cannot slip past.
-    const QString sender = bus_.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-    const QString predicted = portalPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
-    watchRequest(predicted);
+    dropRequest();
     step_ = step;
-    deadline_.start(timeout);
-
-    auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, remoteDesktop, method);
-    arguments << options;
-    message.setArguments(arguments);
-    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeout.count())), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, method, predicted, attempt = attempt_] {
-        watcher->deleteLater();
-        if (!current(attempt)) return;
-        const QDBusMessage reply = watcher->reply();
-        if (reply.type() != QDBusMessage::ReplyMessage)
-            return fail("the desktop portal refused " + method.toStdString() + " (" +
-                        reply.errorMessage().toStdString() + ")");
-        // Portals older than the predicted path answer on one of their own.
-        const QString handle = reply.arguments().value(0).value<QDBusObjectPath>().path();
-        if (requestPath_ == predicted && !handle.isEmpty() && handle != predicted) watchRequest(handle);
-    });
+    pending_ = new PortalRequest(
+        bus_, portalOwner_, {remoteDesktop, method, std::move(arguments), std::move(options), timeout},
+        [this](uint response, const QVariantMap& results) { onResponse(response, results); },
+        [this](const std::string& reason) { fail(reason); }, this);
 }
 
-void PortalRemoteDesktopKeyboard::watchRequest(const QString& path) {
-    unwatchRequest();
-    requestPath_ = path;
-    bus_.connect(portalOwner_, requestPath_, requestInterface, QStringLiteral("Response"), this,
-                 SLOT(onResponse(uint, QVariantMap)));
-}
-
-void PortalRemoteDesktopKeyboard::unwatchRequest() {
-    if (requestPath_.isEmpty()) return;
-    bus_.disconnect(portalOwner_, requestPath_, requestInterface, QStringLiteral("Response"), this,
-                    SLOT(onResponse(uint, QVariantMap)));
-    requestPath_.clear();
+void PortalRemoteDesktopKeyboard::dropRequest() {
+    if (!pending_) return;
+    pending_->cancel();
+    pending_->deleteLater();
+    pending_ = nullptr;
 }
 
 void PortalRemoteDesktopKeyboard::onResponse(uint response, const QVariantMap& results) {
     if (status_.state != State::starting) return;
-    deadline_.stop();
-    unwatchRequest();
+    dropRequest();
     const Step step = std::exchange(step_, Step::none);
     if (response == 1) return fail("keyboard access was declined");
     if (response != 0) return fail("the desktop portal ended the request");
 
     switch (step) {
         case Step::createSession: {
-            sessionPath_ = pathText(results.value(QStringLiteral("session_handle")));
+            sessionPath_ = PortalRequest::pathText(results.value(QStringLiteral("session_handle")));
             if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
             bus_.connect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
                          SLOT(onSessionClosed(QVariantMap)));
@@ -186,26 +143,16 @@ void PortalRemoteDesktopKeyboard::onSessionClosed(const QVariantMap&) {
 }
 
 void PortalRemoteDesktopKeyboard::fail(const std::string& reason) {
-    deadline_.stop();
     step_ = Step::none;
-    // Closing the pending request takes down a dialog still on screen.
-    if (!requestPath_.isEmpty()) {
-        closeOnPortal(requestPath_, requestInterface);
-        unwatchRequest();
-    }
+    dropRequest();  // which takes down a dialog still on screen
     if (!sessionPath_.isEmpty()) {
         bus_.disconnect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
                         SLOT(onSessionClosed(QVariantMap)));
-        closeOnPortal(sessionPath_, sessionInterface);
+        PortalRequest::close(bus_, portalOwner_, sessionPath_, sessionInterface);
         sessionPath_.clear();
     }
     std::fprintf(stderr, "%s: no keys through the desktop portal: %s\n", programName().constData(), reason.c_str());
     setStatus({State::unavailable, reason});
-}
-
-void PortalRemoteDesktopKeyboard::closeOnPortal(const QString& path, const QString& interface) {
-    // No reply is awaited: the object may be gone already, which is as good.
-    bus_.send(QDBusMessage::createMethodCall(portalOwner_, path, interface, QStringLiteral("Close")));
 }
 
 void PortalRemoteDesktopKeyboard::setStatus(Status status) {

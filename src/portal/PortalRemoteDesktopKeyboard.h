@@ -2,7 +2,6 @@
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QObject>
-#include <QTimer>
 #include <QVariantMap>
 #include <chrono>
 #include <functional>
@@ -12,6 +11,8 @@
 #include "xkb/EvdevStroke.h"
 
 namespace velko {
+
+class PortalRequest;
 
 // Posts through the desktop portal's RemoteDesktop interface (GNOME, KDE Plasma): the session is
 // asked for once, the person approves it in the portal's dialog, and the restore token lets later
@@ -57,7 +58,6 @@ public:
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
 private slots:
-    void onResponse(uint response, const QVariantMap& results);
     void onSessionClosed(const QVariantMap& details);
 
 private:
@@ -66,9 +66,8 @@ private:
     void onDeviceTypes(uint types);
     void request(Step step, const QString& method, QVariantList arguments, QVariantMap options,
                  std::chrono::milliseconds timeout);
-    void watchRequest(const QString& path);
-    void unwatchRequest();
-    void closeOnPortal(const QString& path, const QString& interface);
+    void dropRequest();
+    void onResponse(uint response, const QVariantMap& results);
     void fail(const std::string& reason);
     void setStatus(Status status);
     bool current(unsigned attempt) const { return attempt == attempt_ && status_.state == State::starting; }
@@ -77,14 +76,13 @@ private:
     TokenStore tokens_;
     Timeouts timeouts_;
     QDBusServiceWatcher portalWatcher_;
-    QTimer deadline_;
     std::function<void(const Status&)> handler_;
     Status status_{State::unavailable, "not started"};
     unsigned attempt_ = 0;
     bool restoring_ = false;
     Step step_ = Step::none;
-    QString portalOwner_;  // the portal's unique name: only its signals count
-    QString requestPath_;
+    QString portalOwner_;               // the portal's unique name: only its signals count
+    PortalRequest* pending_ = nullptr;  // a child, deleted later once answered or dropped
     QString sessionPath_;
     std::string sentToken_;
     EvdevStroke stroke_;
