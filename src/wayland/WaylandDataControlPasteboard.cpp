@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "wayland/WaylandConnection.h"
 #include "wayland/wlr-data-control-unstable-v1-client-protocol.h"
 
 namespace velko {
@@ -26,14 +27,6 @@ std::int64_t nowMs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
-
-std::string protocolErrorText(wl_display* display) {
-    const wl_interface* interface = nullptr;
-    std::uint32_t id = 0;
-    const std::uint32_t code = wl_display_get_protocol_error(display, &interface, &id);
-    if (!interface) return std::strerror(wl_display_get_error(display));
-    return std::string("protocol error ") + std::to_string(code) + " on " + interface->name;
 }
 
 // Writes all of bytes unless the reader stops taking them for sendStallTimeoutMs, then closes fd.
@@ -81,20 +74,6 @@ WaylandDataControlPasteboard::Offer::~Offer() {
 struct WaylandDataControlPasteboard::Listeners {
     static WaylandDataControlPasteboard* self(void* data) { return static_cast<WaylandDataControlPasteboard*>(data); }
 
-    static void global(void* data, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t) {
-        auto* p = self(data);
-        // The first seat is the user's, as for the virtual keyboard.
-        if (std::strcmp(interface, wl_seat_interface.name) == 0 && !p->seat_) {
-            p->seat_ = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
-        } else if (std::strcmp(interface, zwlr_data_control_manager_v1_interface.name) == 0 && !p->manager_) {
-            // Version 1: the primary selection is not ours to keep.
-            p->manager_ = static_cast<zwlr_data_control_manager_v1*>(
-                wl_registry_bind(registry, name, &zwlr_data_control_manager_v1_interface, 1));
-        }
-    }
-    static void globalRemove(void*, wl_registry*, std::uint32_t) {}
-    static constexpr wl_registry_listener registry{global, globalRemove};
-
     static void dataOffer(void* data, zwlr_data_control_device_v1*, zwlr_data_control_offer_v1* proxy) {
         auto offer = std::make_unique<Offer>();
         offer->proxy = proxy;
@@ -131,44 +110,32 @@ struct WaylandDataControlPasteboard::Listeners {
         zwlr_data_control_source_v1_destroy(source);
     }
     static constexpr zwlr_data_control_source_v1_listener source{send, cancelled};
-
-    static void done(void* data, wl_callback*, std::uint32_t) { *static_cast<bool*>(data) = true; }
-    static constexpr wl_callback_listener sync{done};
 };
 
 std::unique_ptr<WaylandDataControlPasteboard> WaylandDataControlPasteboard::connect(std::string& reason) {
     std::unique_ptr<WaylandDataControlPasteboard> self(new WaylandDataControlPasteboard);
-    self->display_ = wl_display_connect(nullptr);
-    if (!self->display_) {
-        const char* name = std::getenv("WAYLAND_DISPLAY");
-        reason = std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(errno);
-        return nullptr;
-    }
+    self->connection_ = WaylandConnection::open(replyTimeoutMs, reason);
+    if (!self->connection_) return nullptr;
     self->alive_ = true;
-    self->registry_ = wl_display_get_registry(self->display_);
-    wl_registry_add_listener(self->registry_, &Listeners::registry, self.get());
-    if (!self->roundtrip()) {
-        reason = "the compositor did not answer: " + protocolErrorText(self->display_);
-        return nullptr;
-    }
+    // Version 1: the primary selection is not ours to keep.
+    self->manager_ =
+        static_cast<zwlr_data_control_manager_v1*>(self->connection_->bind(zwlr_data_control_manager_v1_interface, 1));
     if (!self->manager_) {
         reason = "the compositor offers no zwlr_data_control_manager_v1";
         return nullptr;
     }
-    if (!self->seat_) {
-        reason = "the compositor has no seat";
-        return nullptr;
-    }
-    self->device_ = zwlr_data_control_manager_v1_get_data_device(self->manager_, self->seat_);
+    self->device_ = zwlr_data_control_manager_v1_get_data_device(self->manager_, self->connection_->seat());
     zwlr_data_control_device_v1_add_listener(self->device_, &Listeners::device, self.get());
     // The device reports the clipboard as it is now: the state counting starts from.
     if (!self->roundtrip()) {
-        reason = "the compositor refused a clipboard device: " + protocolErrorText(self->display_);
+        reason = "the compositor refused a clipboard device: " + self->connection_->errorText();
         return nullptr;
     }
     self->count_ = 0;
     return self;
 }
+
+WaylandDataControlPasteboard::WaylandDataControlPasteboard() = default;
 
 WaylandDataControlPasteboard::~WaylandDataControlPasteboard() {
     announced_.clear();
@@ -176,62 +143,26 @@ WaylandDataControlPasteboard::~WaylandDataControlPasteboard() {
     if (ownSource_) zwlr_data_control_source_v1_destroy(ownSource_);
     if (device_) zwlr_data_control_device_v1_destroy(device_);
     if (manager_) zwlr_data_control_manager_v1_destroy(manager_);
-    if (seat_) wl_seat_destroy(seat_);
-    if (registry_) wl_registry_destroy(registry_);
-    if (display_) {
-        if (alive_) wl_display_flush(display_);
-        wl_display_disconnect(display_);
-    }
 }
 
-int WaylandDataControlPasteboard::fd() const { return display_ ? wl_display_get_fd(display_) : -1; }
+int WaylandDataControlPasteboard::fd() const { return connection_ ? connection_->fd() : -1; }
 
 bool WaylandDataControlPasteboard::dispatch() { return pump(0); }
 
-bool WaylandDataControlPasteboard::pump(int timeoutMs) {
-    if (!alive_) return false;
-    while (wl_display_prepare_read(display_) != 0)
-        if (wl_display_dispatch_pending(display_) < 0) return lost();
-    pollfd readable{wl_display_get_fd(display_), POLLIN, 0};
-    if (poll(&readable, 1, timeoutMs) > 0) {
-        // An error or end of file marks the display as failed.
-        if (wl_display_read_events(display_) < 0) return lost();
-    } else {
-        wl_display_cancel_read(display_);
-    }
-    if (wl_display_dispatch_pending(display_) < 0) return lost();
-    return alive_;
-}
+bool WaylandDataControlPasteboard::pump(int timeoutMs) { return alive_ && (connection_->pump(timeoutMs) || lost()); }
 
 bool WaylandDataControlPasteboard::roundtrip() {
-    if (!alive_) return false;
-    bool done = false;
-    wl_callback* callback = wl_display_sync(display_);
-    wl_callback_add_listener(callback, &Listeners::sync, &done);
-    const std::int64_t deadline = nowMs() + replyTimeoutMs;
-    if (flush()) {
-        for (std::int64_t left = replyTimeoutMs; !done && left > 0; left = deadline - nowMs())
-            if (!pump(static_cast<int>(left))) break;
-    }
-    // An answer that comes later goes to a destroyed proxy, which drops it.
-    wl_callback_destroy(callback);
-    return done;
+    return alive_ && (connection_->roundtrip(replyTimeoutMs) || (!connection_->isAlive() && lost()));
 }
 
 bool WaylandDataControlPasteboard::flush() {
-    while (wl_display_flush(display_) < 0) {
-        // A full socket drains as the compositor reads; any other error means it is gone.
-        if (errno != EAGAIN) return lost();
-        pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
-        if (poll(&writable, 1, replyTimeoutMs) <= 0) return false;
-    }
-    return true;
+    return alive_ && (connection_->flush(replyTimeoutMs) || (!connection_->isAlive() && lost()));
 }
 
 bool WaylandDataControlPasteboard::lost() {
     if (alive_)
         std::fprintf(stderr, "velko-helper: the Wayland compositor went away (%s); the clipboard is out of reach\n",
-                     protocolErrorText(display_).c_str());
+                     connection_->errorText().c_str());
     alive_ = false;
     return false;
 }

@@ -8,15 +8,14 @@
 
 #include "platform/Pasteboard.h"
 
-struct wl_display;
-struct wl_registry;
-struct wl_seat;
 struct zwlr_data_control_manager_v1;
 struct zwlr_data_control_device_v1;
 struct zwlr_data_control_offer_v1;
 struct zwlr_data_control_source_v1;
 
 namespace velko {
+
+class WaylandConnection;
 
 // The Wayland clipboard of the first seat through zwlr_data_control_manager_v1, which reads and sets
 // it without a focused window (wlroots compositors, KDE). One item, whose types are the MIME types the
@@ -73,7 +72,7 @@ private:
     struct Listeners;
     enum class Read { done, silent, failed, tooLarge };
 
-    WaylandDataControlPasteboard() = default;
+    WaylandDataControlPasteboard();
     // Waits for the compositor to have handled every request sent so far; false when gone or too slow.
     bool roundtrip();
     // Reads into the queue and dispatches it, waiting up to timeoutMs for the socket; false when gone.
@@ -88,9 +87,7 @@ private:
     bool ownerIsSilent() const { return silentAtCount_ == count_; }
     void markSilent();
 
-    wl_display* display_ = nullptr;
-    wl_registry* registry_ = nullptr;
-    wl_seat* seat_ = nullptr;
+    std::unique_ptr<WaylandConnection> connection_;  // first, so that it closes last
     zwlr_data_control_manager_v1* manager_ = nullptr;
     zwlr_data_control_device_v1* device_ = nullptr;
     // Offers announced but not yet selected, and the current selection's (null: nothing copied).

@@ -1,6 +1,5 @@
 #include "wayland/WaylandVirtualKeyboard.h"
 
-#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <wayland-client.h>
@@ -11,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "wayland/WaylandConnection.h"
 #include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
 #include "xkb/KeyTable.h"
 
@@ -49,30 +49,10 @@ std::uint32_t nowMs() {
     return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
 }
 
-std::string protocolErrorText(wl_display* display) {
-    const wl_interface* interface = nullptr;
-    std::uint32_t id = 0;
-    const std::uint32_t code = wl_display_get_protocol_error(display, &interface, &id);
-    if (!interface) return std::strerror(wl_display_get_error(display));
-    return std::string("protocol error ") + std::to_string(code) + " on " + interface->name;
-}
+// How long the compositor may take to answer while the keyboard is made.
+constexpr int replyTimeoutMs = 1000;
 
 }  // namespace
-
-struct WaylandVirtualKeyboard::Globals {
-    static void add(void* data, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t) {
-        auto* self = static_cast<WaylandVirtualKeyboard*>(data);
-        // The first seat is the user's; compositors with several are rare and put the keyboard there.
-        if (std::strcmp(interface, wl_seat_interface.name) == 0 && !self->seat_) {
-            self->seat_ = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
-        } else if (std::strcmp(interface, zwp_virtual_keyboard_manager_v1_interface.name) == 0 && !self->manager_) {
-            self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
-                wl_registry_bind(registry, name, &zwp_virtual_keyboard_manager_v1_interface, 1));
-        }
-    }
-    static void remove(void*, wl_registry*, std::uint32_t) {}
-    static constexpr wl_registry_listener listener{add, remove};
-};
 
 std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
     std::string text;
@@ -95,24 +75,12 @@ std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
 
 std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::string& reason) {
     std::unique_ptr<WaylandVirtualKeyboard> self(new WaylandVirtualKeyboard);
-    self->display_ = wl_display_connect(nullptr);
-    if (!self->display_) {
-        const char* name = std::getenv("WAYLAND_DISPLAY");
-        reason = std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(errno);
-        return nullptr;
-    }
-    self->registry_ = wl_display_get_registry(self->display_);
-    wl_registry_add_listener(self->registry_, &Globals::listener, self.get());
-    if (wl_display_roundtrip(self->display_) < 0) {
-        reason = "the compositor did not answer: " + protocolErrorText(self->display_);
-        return nullptr;
-    }
+    self->connection_ = WaylandConnection::open(replyTimeoutMs, reason);
+    if (!self->connection_) return nullptr;
+    self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
+        self->connection_->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
     if (!self->manager_) {
         reason = "the compositor offers no zwp_virtual_keyboard_manager_v1";
-        return nullptr;
-    }
-    if (!self->seat_) {
-        reason = "the compositor has no seat";
         return nullptr;
     }
 
@@ -126,30 +94,26 @@ std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::str
         reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
         return nullptr;
     }
-    self->keyboard_ = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->seat_);
+    self->keyboard_ =
+        zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->connection_->seat());
     // The request carries a duplicate of the fd.
     zwp_virtual_keyboard_v1_keymap(self->keyboard_, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd,
                                    static_cast<std::uint32_t>(keymap.size() + 1));
     close(fd);
     // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
-    if (wl_display_roundtrip(self->display_) < 0) {
-        reason = "the compositor refused a virtual keyboard: " + protocolErrorText(self->display_);
+    if (!self->connection_->roundtrip(replyTimeoutMs)) {
+        reason = "the compositor refused a virtual keyboard: " + self->connection_->errorText();
         return nullptr;
     }
     self->alive_ = true;
     return self;
 }
 
+WaylandVirtualKeyboard::WaylandVirtualKeyboard() = default;
+
 WaylandVirtualKeyboard::~WaylandVirtualKeyboard() {
     if (keyboard_) zwp_virtual_keyboard_v1_destroy(keyboard_);
     if (manager_) zwp_virtual_keyboard_manager_v1_destroy(manager_);
-    if (seat_) wl_seat_destroy(seat_);
-    if (registry_) wl_registry_destroy(registry_);
-    if (display_) {
-        // Lets the compositor drop the keyboard now rather than when it notices the closed socket.
-        if (alive_) wl_display_flush(display_);
-        wl_display_disconnect(display_);
-    }
 }
 
 bool WaylandVirtualKeyboard::hasFrontmostApplication() { return dispatch(); }
@@ -170,34 +134,11 @@ bool WaylandVirtualKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, boo
                                 keyDown ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
     // Nothing stays held on this keyboard between strokes.
     if (!keyDown) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
-    return flush() && dispatch();
+    return alive_ && connection_->flush(replyTimeoutMs) && dispatch();
 }
 
-int WaylandVirtualKeyboard::fd() const { return display_ ? wl_display_get_fd(display_) : -1; }
+int WaylandVirtualKeyboard::fd() const { return connection_ ? connection_->fd() : -1; }
 
-bool WaylandVirtualKeyboard::dispatch() {
-    if (!alive_) return false;
-    while (wl_display_prepare_read(display_) != 0)
-        if (wl_display_dispatch_pending(display_) < 0) return alive_ = false;
-    pollfd readable{wl_display_get_fd(display_), POLLIN, 0};
-    if (poll(&readable, 1, 0) > 0) {
-        // An error or end of file marks the display as failed.
-        if (wl_display_read_events(display_) < 0) return alive_ = false;
-    } else {
-        wl_display_cancel_read(display_);
-    }
-    if (wl_display_dispatch_pending(display_) < 0) return alive_ = false;
-    return alive_ = wl_display_get_error(display_) == 0;
-}
-
-bool WaylandVirtualKeyboard::flush() {
-    while (wl_display_flush(display_) < 0) {
-        // A full socket drains as the compositor reads; any other error means it is gone.
-        if (errno != EAGAIN) return alive_ = false;
-        pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
-        if (poll(&writable, 1, 1000) <= 0) return false;
-    }
-    return true;
-}
+bool WaylandVirtualKeyboard::dispatch() { return alive_ && (alive_ = connection_->pump(0)); }
 
 }  // namespace velko

@@ -5,13 +5,12 @@
 
 #include "platform/SyntheticKeyboard.h"
 
-struct wl_display;
-struct wl_registry;
-struct wl_seat;
 struct zwp_virtual_keyboard_manager_v1;
 struct zwp_virtual_keyboard_v1;
 
 namespace velko {
+
+class WaylandConnection;
 
 // Posts through the compositor's zwp_virtual_keyboard_v1, a keyboard of its own with the "us" keymap,
 // so a key lands on its position whatever the user's layout, and its modifier state is the stroke's
@@ -41,16 +40,11 @@ private:
         std::uint32_t control = 0, mod1 = 0, shift = 0, mod4 = 0, lock = 0;
     };
 
-    struct Globals;
-
-    WaylandVirtualKeyboard() = default;
+    WaylandVirtualKeyboard();
     // The plain "us" layout as text, whatever XKB_DEFAULT_* or the desktop says; empty on failure.
     static std::string compileUsKeymap(ModifierMasks& masks);
-    bool flush();
 
-    wl_display* display_ = nullptr;
-    wl_registry* registry_ = nullptr;
-    wl_seat* seat_ = nullptr;
+    std::unique_ptr<WaylandConnection> connection_;  // first, so that it closes last
     zwp_virtual_keyboard_manager_v1* manager_ = nullptr;
     zwp_virtual_keyboard_v1* keyboard_ = nullptr;
     ModifierMasks masks_;
