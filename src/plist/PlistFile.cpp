@@ -111,29 +111,50 @@ Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
         return malformed();
     if (count > maxValues) return tooMany();
 
-    // Where an object's references start and how many there are; none for scalars.
-    const auto references = [&](std::uint64_t index, std::uint64_t& at, std::uint64_t& n) {
+    // An object's type and count (elements, or characters of a string), and where its contents start.
+    const auto object = [&](std::uint64_t index, unsigned& type, std::uint64_t& n, std::uint64_t& at) {
         const std::uint64_t offset = bigEndian(data + table + index * offsetSize, offsetSize);
         if (offset < headerSize || offset >= table) return false;
-        const unsigned type = data[offset] >> 4;
+        type = data[offset] >> 4;
         n = data[offset] & 0xF;
         at = offset + 1;
-        if (type != 0xA && type != 0xC && type != 0xD) {
-            n = 0;
-            return true;
-        }
-        if (n == 0xF) {
+        const bool counted = type == 0x4 || type == 0x5 || type == 0x6 || type == 0xA || type == 0xC || type == 0xD;
+        if (n == 0xF && counted) {
             if (at >= table || data[at] >> 4 != 0x1 || (data[at] & 0xF) > 3) return false;
             const std::size_t intSize = std::size_t{1} << (data[at] & 0xF);
             if (table - at - 1 < intSize) return false;
             n = bigEndian(data + at + 1, intSize);
             at += 1 + intSize;
         }
+        return true;
+    };
+    // Where an object's references start, how many there are (none for scalars), and how many of
+    // them are a dictionary's keys, which come first.
+    const auto references = [&](std::uint64_t index, std::uint64_t& at, std::uint64_t& n, std::uint64_t& keys) {
+        unsigned type = 0;
+        keys = 0;
+        if (!object(index, type, n, at)) return false;
+        if (type != 0xA && type != 0xC && type != 0xD) {
+            n = 0;
+            return true;
+        }
         if (type == 0xD) {
             if (n > UINT64_MAX / 2) return false;
+            keys = n;
             n *= 2;
         }
         return n <= (table - at) / refSize;
+    };
+    // libplist aborts the process when it hands out a key with a NUL inside.
+    const auto keyHasNul = [&](std::uint64_t index) {
+        unsigned type = 0;
+        std::uint64_t n = 0, at = 0;
+        if (!object(index, type, n, at)) return false;  // malformed: libplist refuses it
+        const std::uint64_t unit = type == 0x5 ? 1 : type == 0x6 ? 2 : 0;
+        if (unit == 0 || n > (table - at) / unit) return false;
+        for (std::uint64_t i = 0; i < n; ++i)
+            if (bigEndian(data + at + i * unit, unit) == 0) return true;
+        return false;
     };
 
     enum : std::uint8_t { unvisited, visiting, visited };
@@ -141,16 +162,16 @@ Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
     std::vector<std::uint16_t> depthOf(count, 0);
     std::vector<std::uint32_t> valuesOf(count, 0);
     struct Frame {
-        std::uint64_t index, at, left;
+        std::uint64_t index, at, left, keys;
         std::size_t childDepth;
         std::uint64_t values;
     };
     std::vector<Frame> stack;
     const auto enter = [&](std::uint64_t index) {
-        std::uint64_t at = 0, n = 0;
-        if (!references(index, at, n)) return false;
+        std::uint64_t at = 0, n = 0, keys = 0;
+        if (!references(index, at, n, keys)) return false;
         state[index] = visiting;
-        stack.push_back({index, at, n, 0, 1});
+        stack.push_back({index, at, n, keys, 0, 1});
         return true;
     };
     if (!enter(top)) return malformed();
@@ -173,6 +194,7 @@ Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
         frame.at += refSize;
         --frame.left;
         if (child >= count) return malformed();
+        if (frame.keys > 0 && (--frame.keys, keyHasNul(child))) return invalid("a dictionary key holds a NUL byte");
         if (state[child] == visiting) return invalid("not a property list (an object contains itself)");
         if (state[child] == visited) {
             // Shared objects count once per reference: that is how many libplist will build.
