@@ -6,8 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
+#include "fakes/FileContents.h"
 #include "fakes/TempDir.h"
 #include "posix/SafeFile.h"
 
@@ -15,19 +15,6 @@ namespace velko::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-void writeFile(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::size_t count(const TempDir& dir) {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(dir.path()), {}));
-}
 
 TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide) {
     TempDir source, staging;
@@ -51,7 +38,7 @@ TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide
         EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, &sourceAtFault));
         EXPECT_TRUE(sourceAtFault) << name;
     }
-    EXPECT_EQ(count(staging), 1u);
+    EXPECT_EQ(entries(staging.path()).size(), 1u);
     bool sourceAtFault = true;
     EXPECT_FALSE(SafeFile::copyIntoDirectory(source / "Screenshot 1.mov", staging / "missing", 0600, &sourceAtFault));
     EXPECT_FALSE(sourceAtFault);
@@ -67,7 +54,7 @@ TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRun) 
     PosixCaptureFiles files;
     const auto first = files.copyInto(source / "Screenshot 1.png", staging.path());
     ASSERT_TRUE(first.copy);
-    EXPECT_EQ(count(staging), 3u);
+    EXPECT_EQ(entries(staging.path()).size(), 3u);
     EXPECT_TRUE(fs::exists(staging / ".hidden"));
     // Later copies leave the folder alone: the first one is still waiting to be staged.
     EXPECT_TRUE(files.copyInto(source / "Screenshot 1.png", staging.path()).copy);
