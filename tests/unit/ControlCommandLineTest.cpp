@@ -64,11 +64,9 @@ TEST(ControlCommandLineTest, CommandsParseWithTheirOptions) {
     EXPECT_EQ(match.notification, "velko.paste.match");
     EXPECT_EQ(match.timeout, 5.0);
 
-    for (const std::string id : {"open_popover", "spotlight_launcher", "save_snippet"}) {
-        const auto hotkey = accepted({"hotkey", id});
-        EXPECT_EQ(hotkey.notification, "helper.hotkey.activated");
-        EXPECT_EQ(hotkey.action, id);
-    }
+    const auto hotkey = accepted({"hotkey", "spotlight_launcher"});
+    EXPECT_EQ(hotkey.notification, "helper.hotkey.activated");
+    EXPECT_EQ(hotkey.action, "spotlight_launcher");
 
     const auto fromStdin = accepted({"snippets", "set", "-"});
     EXPECT_EQ(fromStdin.action, "set");
