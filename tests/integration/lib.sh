@@ -127,17 +127,9 @@ sig_trigger() {
   EXPANDED="Best regards, $(id -un)!"
 }
 
-# Writes the shared suite with data values: write_suite KEY FILE [KEY FILE ...]
+# Writes the shared suite with data values, as an XML property list: write_suite KEY FILE [KEY FILE ...]
 write_suite() {
   mkdir -p "$(dirname "$SUITE")"
-  {
-    echo '<?xml version="1.0" encoding="UTF-8"?>'
-    echo '<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">'
-    echo '<plist version="1.0"><dict>'
-    while [ $# -gt 0 ]; do
-      echo "<key>$1</key><data>$(base64 -w0 <"$2")</data>"
-      shift 2
-    done
-    echo '</dict></plist>'
-  } >"$SUITE"
+  python3 -c 'import plistlib, sys; a = sys.argv[2:]
+plistlib.dump({k: open(f, "rb").read() for k, f in zip(a[::2], a[1::2])}, open(sys.argv[1], "wb"))' "$SUITE" "$@"
 }
