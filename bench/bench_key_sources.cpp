@@ -22,9 +22,6 @@
 #include <string>
 
 #include "BenchFigures.h"
-#include "Core/GlobalHotkeyManager.h"
-#include "Core/KeystrokeInjector.h"
-#include "Core/TextExpansionEngine.h"
 #include "evdev/EvdevKeyEventTap.h"
 #include "evdev/SessionKeymap.h"
 #include "fakes/FakeExpansionPlatform.h"
@@ -48,44 +45,33 @@ double cpuSeconds() {
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
 }
 
-// Passes every key-down on and counts it.
+// Passes every key-down of `source` on and counts it.
 class CountingTap : public KeyEventTap {
 public:
-    explicit CountingTap(KeyEventTap& inner) : inner_(inner) {}
     bool start(Handler handler) override {
-        return inner_.start([this, handler = std::move(handler)](const KeyEvent& e) {
+        return source->start([this, handler = std::move(handler)](const KeyEvent& e) {
             handler(e);
             ++count;
             if (onKey) onKey();
         });
     }
+    KeyEventTap* source = nullptr;
     long count = 0;
     std::function<void()> onKey;
-
-private:
-    KeyEventTap& inner_;
 };
 
-struct Rig {
-    Rig(KeyEventTap& source, QtMainQueue& queue) : queue(queue), tap(source) {
-        reader.snippetTriggers = {{";sig", "expansion", "plain", {}}};
-    }
-    QtMainQueue& queue;
-    SteadyClock clock;
-    FakeKeyboard keyboard;
-    KeystrokeInjector injector{clock, keyboard};
-    FakeTrust trust{true};
-    FakeFileSystem fs;
-    FakeDefaults defaults;
-    SharedDataReader reader{fs, defaults};
-    CountingTap tap;
-    FakeFilteringKeyTap grabs;
-    FakeNotificationCenter center;
-    GlobalHotkeyManager hotkeys{grabs, queue, center};
-    FakePasteboard pasteboard;
-    FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, queue};
-};
+// Qt's loop is the main queue, and the rate limit runs on the steady clock.
+struct QtQueueAndClock : QtMainQueue, SteadyClock {};
+
+using Rig = ExpansionRig<QtQueueAndClock, CountingTap>;
+
+// The engine on `source`, with one trigger that the letters never type.
+bool start(Rig& rig, KeyEventTap& source) {
+    rig.tap.source = &source;
+    rig.reader.snippetTriggers = {{";sig", "expansion", "plain", {}}};
+    rig.engine.start();
+    return rig.engine.isActive.get();
+}
 
 struct Drained {
     long arrived = 0;
@@ -107,7 +93,7 @@ Drained drain(Rig& rig, long keys) {
     rig.tap.onKey = [&] {
         lastMs = static_cast<double>(wall.nsecsElapsed()) / 1e6;
         if (rig.tap.count == keys)
-            rig.queue.async([&] { loop.quit(); });  // after the buffer work queued before it
+            rig.clock.async([&] { loop.quit(); });  // after the buffer work queued before it
         else if (rig.tap.count % 256 == 0)
             quiet.start(2000);
     };
@@ -137,15 +123,13 @@ int benchEvdev(long keys) {
     const std::string device = dir / "event0";
     if (::mkfifo(device.c_str(), 0600) != 0) return 1;
     const int keep = ::open(device.c_str(), O_RDWR | O_CLOEXEC);  // a writer from the start: no end of file
-    QtMainQueue queue;
-    EvdevKeyEventTap source(queue, SessionKeymap::fromNames({}).text, {}, {dir.path(), [](int fd) {
-                                                                               struct stat s {};
-                                                                               return ::fstat(fd, &s) == 0 &&
-                                                                                      S_ISFIFO(s.st_mode);
-                                                                           }});
-    Rig rig(source, queue);
-    rig.engine.start();
-    if (!rig.engine.isActive.get()) return 1;
+    Rig rig;
+    EvdevKeyEventTap source(rig.clock, SessionKeymap::fromNames({}).text, {}, {dir.path(), [](int fd) {
+                                                                                   struct stat s {};
+                                                                                   return ::fstat(fd, &s) == 0 &&
+                                                                                          S_ISFIFO(s.st_mode);
+                                                                               }});
+    if (!start(rig, source)) return 1;
 
     if (const pid_t child = ::fork(); child == 0) {
         const int out = ::open(device.c_str(), O_WRONLY);
@@ -169,11 +153,9 @@ int benchEvdev(long keys) {
 }
 
 int benchX11(long keys) {
-    QtMainQueue queue;
-    X11KeyEventTap source(queue);
-    Rig rig(source, queue);
-    rig.engine.start();
-    if (!rig.engine.isActive.get()) return 1;
+    Rig rig;
+    X11KeyEventTap source(rig.clock);
+    if (!start(rig, source)) return 1;
     if (const pid_t child = ::fork(); child == 0) {
         xcb_connection_t* c = xcb_connect(nullptr, nullptr);
         for (long i = 0; i < keys; ++i) {

@@ -66,16 +66,13 @@ struct EvdevKeyEventTapTest : ::testing::Test {
         return tap->start([this](const KeyEvent& e) { events.push_back(e); });
     }
 
-    static std::string record(std::uint16_t type, std::uint16_t code, std::int32_t value) {
-        input_event e{};
-        e.type = type;
-        e.code = code;
-        e.value = value;
-        return std::string(reinterpret_cast<const char*>(&e), sizeof e);
-    }
-    // One key change as a frame: the key, then the report that closes the frame.
+    // One key change as a frame: the scan code, the key, then the report that closes the frame.
     static std::string key(std::uint16_t code, std::int32_t value) {
-        return record(EV_MSC, MSC_SCAN, code) + record(EV_KEY, code, value) + record(EV_SYN, SYN_REPORT, 0);
+        input_event e[3]{};
+        e[0].type = EV_MSC, e[0].code = MSC_SCAN, e[0].value = code;
+        e[1].type = EV_KEY, e[1].code = code, e[1].value = value;
+        e[2].type = EV_SYN, e[2].code = SYN_REPORT;
+        return std::string(reinterpret_cast<const char*>(e), sizeof e);
     }
     // Presses and releases of each key in turn; negative codes are held (pressed) until the end.
     static std::string tapped(std::initializer_list<int> codes) {

@@ -5,19 +5,15 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
+#include "fakes/FileContents.h"
 #include "fakes/TempDir.h"
 
 namespace velko::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-void writeFile(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
 
 // Polls for up to 10 s; the condition, not the time, is what a test asserts.
 template <class Condition>

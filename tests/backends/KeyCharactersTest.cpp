@@ -14,22 +14,17 @@ TEST(KeyCharacters, EachKindOfKeyReportsTheCharactersTheBufferRulesExpect) {
         std::string layoutText;
         std::optional<std::string> expected;
     };
+    // Shift, letters, Ctrl+V, BackSpace, Delete, Return, arrows and F1 are typed through both key taps
+    // in their tests; these are the keys they do not type.
     const std::vector<Case> cases{
         // Modifier keys alone report nothing.
-        {XKB_KEY_Shift_L, "", std::nullopt},
         {XKB_KEY_ISO_Level3_Shift, "", std::nullopt},
         {XKB_KEY_Mode_switch, "", std::nullopt},
         {XKB_KEY_Num_Lock, "", std::nullopt},
-        // xkbcommon says "\b" for BackSpace and "\x7f" for forward Delete; the buffer needs the reverse.
-        {XKB_KEY_BackSpace, "\b", "\x7f"},
-        {XKB_KEY_Delete, "\x7f", "\xEF\x9C\xA8"},  // U+F728
-        {XKB_KEY_Return, "\r", "\r"},
         {XKB_KEY_KP_Enter, "\r", "\x03"},
         {XKB_KEY_ISO_Left_Tab, "\t", "\x19"},
         {XKB_KEY_KP_Up, "", "\xEF\x9C\x80"},  // U+F700
-        {XKB_KEY_a, "a", "a"},
-        {XKB_KEY_v, "\x16", "\x16"},   // Ctrl+V
-        {XKB_KEY_dead_acute, "", ""},  // empty clears, nothing would not
+        {XKB_KEY_dead_acute, "", ""},          // empty clears, nothing would not
         {XKB_KEY_XF86AudioPlay, "", ""},
     };
     for (const auto& [keysym, text, expected] : cases)

@@ -7,27 +7,10 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 
 namespace velko {
 namespace {
-
-// Every virtual key the helper maps, with the US keysym of the key at its position.
-std::map<KeyCode, std::string> namedKeys() {
-    std::istringstream in(
-        "0 a 1 s 2 d 3 f 4 h 5 g 6 z 7 x 8 c 9 v 11 b 12 q 13 w 14 e 15 r 16 y 17 t 18 1 19 2 20 3 21 4 22 6 23 5 "
-        "24 equal 25 9 26 7 27 minus 28 8 29 0 30 bracketright 31 o 32 u 33 bracketleft 34 i 35 p 36 Return 37 l "
-        "38 j 39 apostrophe 40 k 41 semicolon 42 backslash 43 comma 44 slash 45 n 46 m 47 period 48 Tab 49 space "
-        "50 grave 51 BackSpace 53 Escape 54 Control_R 55 Control_L 56 Shift_L 57 Caps_Lock 58 Alt_L 59 Super_L "
-        "60 Shift_R 61 Alt_R 62 Super_R 96 F5 97 F6 98 F7 99 F3 100 F8 101 F9 103 F11 109 F10 111 F12 115 Home "
-        "116 Prior 117 Delete 118 F4 119 End 120 F2 121 Next 122 F1 123 Left 124 Right 125 Down 126 Up");
-    std::map<KeyCode, std::string> keys;
-    KeyCode code = 0;
-    std::string keysym;
-    while (in >> code >> keysym) keys[code] = keysym;
-    return keys;
-}
 
 struct XkbDeleter {
     void operator()(xkb_keymap* p) const { xkb_keymap_unref(p); }
@@ -45,9 +28,10 @@ std::unique_ptr<xkb_keymap, XkbDeleter> usKeymap() {
     return keymap;
 }
 
-TEST(KeyTableKeys, EveryMappedKeyIsTheOneItIsNamedForAndRoundTripsAndNothingElseIsMapped) {
-    const auto keys = namedKeys();
-    std::set<KeyCode> mapped, reverse, named;
+// Only the keys the helper presses or grabs are checked against a layout: typed keys reach the core
+// by their characters, their codes serve only to match the hotkeys.
+TEST(KeyTableKeys, EveryMappedKeyRoundTripsWithoutSharingAnXKeyAndTheUsedOnesSitWhereTheyShould) {
+    std::set<KeyCode> mapped, reverse;
     for (int code = 0; code <= 0xFFFF; ++code) {
         const auto x = KeyTable::xKeycode(static_cast<KeyCode>(code));
         if (!x) {
@@ -63,13 +47,12 @@ TEST(KeyTableKeys, EveryMappedKeyIsTheOneItIsNamedForAndRoundTripsAndNothingElse
             EXPECT_EQ(KeyTable::xKeycode(*keyCode), x);
             reverse.insert(*keyCode);
         }
-    for (const auto& [code, keysym] : keys) named.insert(code);
-    EXPECT_EQ(mapped, named);
-    EXPECT_EQ(reverse, named);
+    EXPECT_EQ(mapped, reverse);
 
     const auto keymap = usKeymap();
     if (!keymap) GTEST_SKIP() << "no XKB data installed";
-    for (const auto& [code, keysym] : keys) {
+    for (const auto& [code, keysym] : std::map<KeyCode, std::string>{
+             {KeyCodes::s, "s"}, {KeyCodes::v, "v"}, {KeyCodes::space, "space"}, {KeyCodes::backspace, "BackSpace"}}) {
         const xkb_keysym_t* syms = nullptr;
         ASSERT_EQ(xkb_keymap_key_get_syms_by_level(keymap.get(), *KeyTable::xKeycode(code), 0, 0, &syms), 1);
         char name[64];
@@ -91,21 +74,14 @@ TEST(KeyTableModifiers, EachFlagPressesItsAgreedKeyWhichSetsTheXModifierTheFlagM
     for (const auto& [flag, evdev] : agreed) {
         SCOPED_TRACE(flag);
         EXPECT_EQ(KeyTable::modifierXKeycode(flag), evdev + 8);
+        EXPECT_EQ(KeyTable::eventFlags(KeyTable::xStateMask(flag)), flag);
         if (!keymap) continue;
         std::unique_ptr<xkb_state, XkbDeleter> state{xkb_state_new(keymap.get())};
         xkb_state_update_key(state.get(), evdev + 8, XKB_KEY_DOWN);
         // The first eight xkbcommon modifiers are the X core ones, bit for bit.
         EXPECT_EQ(xkb_state_serialize_mods(state.get(), XKB_STATE_MODS_EFFECTIVE) & 0xFF, KeyTable::xStateMask(flag));
     }
-}
-
-TEST(KeyTableModifiers, EveryFlagCombinationRoundTripsAndOtherBitsAreDropped) {
-    for (EventFlags flags = 0; flags <= 0x1F0000; flags += 0x10000)
-        EXPECT_EQ(KeyTable::eventFlags(KeyTable::xStateMask(flags)), flags) << std::hex << flags;
-    // The paste requests' masks, with the keypad flag and the bits below the modifiers added.
-    EXPECT_EQ(KeyTable::xStateMask(0x100000 | Flags::numericPad | 0xFFFF), 0x4);
-    EXPECT_EQ(KeyTable::xStateMask(0x1A0000), 0xD);
-    // Num Lock (Mod2), Mod3, AltGr (Mod5) and mouse buttons carry no flag.
+    // Num Lock (Mod2), Mod3, AltGr (Mod5) and mouse buttons carry no flag: a key typed with them is no shortcut.
     EXPECT_EQ(KeyTable::eventFlags(0xD | 0x10 | 0x20 | 0x80 | 0x100 | 0x400), 0x1A0000u);
 }
 

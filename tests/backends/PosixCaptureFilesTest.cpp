@@ -5,9 +5,8 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
+#include "fakes/FileContents.h"
 #include "fakes/TempDir.h"
 #include "posix/SafeFile.h"
 
@@ -16,19 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void writeFile(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::size_t count(const TempDir& dir) {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(dir.path()), {}));
-}
-
+// How a FIFO, a folder and a capture still being written look to the watcher is shown end to end by
+// the screenshots integration test: nothing stalls, and a slow capture is staged whole.
 TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide) {
     TempDir source, staging;
     std::string big(3 * 1024 * 1024 + 17, '\0');
@@ -51,7 +39,7 @@ TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide
         EXPECT_FALSE(SafeFile::copyIntoDirectory(source / name, staging.path(), 0600, &sourceAtFault));
         EXPECT_TRUE(sourceAtFault) << name;
     }
-    EXPECT_EQ(count(staging), 1u);
+    EXPECT_EQ(entries(staging.path()).size(), 1u);
     bool sourceAtFault = true;
     EXPECT_FALSE(SafeFile::copyIntoDirectory(source / "Screenshot 1.mov", staging / "missing", 0600, &sourceAtFault));
     EXPECT_FALSE(sourceAtFault);
@@ -67,32 +55,11 @@ TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRun) 
     PosixCaptureFiles files;
     const auto first = files.copyInto(source / "Screenshot 1.png", staging.path());
     ASSERT_TRUE(first.copy);
-    EXPECT_EQ(count(staging), 3u);
+    EXPECT_EQ(entries(staging.path()).size(), 3u);
     EXPECT_TRUE(fs::exists(staging / ".hidden"));
     // Later copies leave the folder alone: the first one is still waiting to be staged.
     EXPECT_TRUE(files.copyInto(source / "Screenshot 1.png", staging.path()).copy);
     EXPECT_TRUE(fs::exists(first.copy->path));
-}
-
-TEST(CaptureLook, TellsKindsApartAndSeesWritersWithoutBlocking) {
-    TempDir dir;
-    PosixCaptureFiles files;
-    ASSERT_EQ(::mkfifo((dir / "fifo.png").c_str(), 0600), 0);
-    EXPECT_EQ(files.look(dir / "fifo.png").kind, FileLook::Kind::other);
-    EXPECT_EQ(files.look(dir.path()).kind, FileLook::Kind::other);
-    EXPECT_EQ(files.look(dir / "none.png").kind, FileLook::Kind::missing);
-
-    std::ofstream writer(dir / "slow.png", std::ios::binary);
-    writer << "half" << std::flush;
-    const FileLook whileOpen = files.look(dir / "slow.png");
-    EXPECT_EQ(whileOpen.kind, FileLook::Kind::regular);
-    EXPECT_EQ(whileOpen.size, 4u);
-    EXPECT_EQ(whileOpen.writers, FileLook::Writers::some);
-    writer << " and the rest";
-    writer.close();
-    const FileLook closed = files.look(dir / "slow.png");
-    EXPECT_EQ(closed.writers, FileLook::Writers::none);
-    EXPECT_EQ(closed.size, 17u);
 }
 
 TEST(CaptureStaging, PublishesWithoutReplacing) {

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "fakes/FileContents.h"
 #include "fakes/ScopedEnv.h"
 #include "fakes/TempDir.h"
 #include "posix/PosixFileSystem.h"
@@ -16,10 +16,6 @@ namespace velko::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-void writeFile(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
 
 TEST(PosixFileSystemHome, ComesFromHomeOrElseThePasswordDatabase) {
     ScopedEnv slashed("HOME", "/some/home//");

@@ -1,14 +1,9 @@
-#include "xkb/KeyCharacters.h"
+#include "posix/PosixUserSession.h"
 
 #include <gtest/gtest.h>
-#include <xkbcommon/xkbcommon-keysyms.h>
-
-#include "posix/PosixUserSession.h"
 
 namespace velko::test {
 namespace {
-
-const std::string f700 = "\xEF\x9C\x80";
 
 TEST(PosixUserSession, PosixLocaleNamesBecomeICUNames) {
     EXPECT_EQ(PosixUserSession::icuLocale("de_DE.UTF-8"), "de_DE");

@@ -3,7 +3,6 @@
 
 #include <xcb/xcb.h>
 
-#include <QClipboard>
 #include <csignal>
 
 #include "PrivateDisplay.h"

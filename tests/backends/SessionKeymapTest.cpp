@@ -3,7 +3,8 @@
 #include <linux/input-event-codes.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
-#include <map>
+#include <optional>
+#include <vector>
 
 #include "PrivateDisplay.h"
 #include "evdev/EvdevKeyTranslator.h"
@@ -20,38 +21,27 @@ std::string yPosition(const SessionKeymap::Found& keymap) {
 }
 
 TEST(SessionKeymap, TakesTheVariablesThenGnomeThenPlasmaThenTheDefault) {
-    std::map<std::string, std::string> variables;
-    std::optional<std::string> gnome, plasma;
-    const auto find = [&] {
-        return SessionKeymap::find(
-            [&](const char* name) { return variables.count(name) ? variables.at(name).c_str() : nullptr; },
-            [&] { return gnome; }, [&] { return plasma; });
+    struct Case {
+        const char* layoutVariable;
+        std::optional<std::string> gnome, plasma;
+        std::string source, typedAtY;
     };
-    gnome = "[('ibus', 'anthy'), ('xkb', 'de+nodeadkeys'), ('xkb', 'us')]";
-    plasma = "[Layout]\nLayoutList=fr\nUse=true\n";
-    variables["XKB_DEFAULT_LAYOUT"] = "de";
-    auto found = find();
-    EXPECT_EQ(found.source, "XKB_DEFAULT_* (layout de)");
-    EXPECT_EQ(yPosition(found), "z");
-
-    variables.clear();
-    found = find();
-    EXPECT_EQ(found.source, "GNOME's input sources (layout de,us, variant nodeadkeys,)");
-    EXPECT_EQ(yPosition(found), "z");
-
-    gnome = "@a(ss) []";
-    found = find();
-    EXPECT_EQ(found.source, "Plasma's keyboard settings (layout fr)");
-    EXPECT_EQ(yPosition(found), "y");
-
-    plasma = "[Layout]\nLayoutList=de\nUse=false\n";  // Plasma leaves the layout alone
-    found = find();
-    EXPECT_EQ(found.source, "xkbcommon's default (layout us)");
-    EXPECT_EQ(yPosition(found), "y");
-
-    // A name xkeyboard-config does not know makes no keymap rather than a wrong one.
-    variables["XKB_DEFAULT_LAYOUT"] = "no-such-layout";
-    EXPECT_FALSE(EvdevKeyTranslator(find().text).valid());
+    const std::string gnome = "[('ibus', 'anthy'), ('xkb', 'de+nodeadkeys'), ('xkb', 'us')]";
+    const std::string plasma = "[Layout]\nLayoutList=fr\nUse=true\n";
+    for (const auto& c : std::vector<Case>{
+             {"de", gnome, plasma, "XKB_DEFAULT_* (layout de)", "z"},
+             {nullptr, gnome, plasma, "GNOME's input sources (layout de,us, variant nodeadkeys,)", "z"},
+             {nullptr, "@a(ss) []", plasma, "Plasma's keyboard settings (layout fr)", "y"},
+             // Plasma leaves the layout alone.
+             {nullptr, "@a(ss) []", "[Layout]\nLayoutList=de\nUse=false\n", "xkbcommon's default (layout us)", "y"},
+             // A name xkeyboard-config does not know makes no keymap rather than a wrong one.
+             {"no-such-layout", std::nullopt, std::nullopt, "XKB_DEFAULT_* (layout no-such-layout)", "(none)"}}) {
+        const auto found = SessionKeymap::find(
+            [&](const char* name) { return std::string(name) == "XKB_DEFAULT_LAYOUT" ? c.layoutVariable : nullptr; },
+            [&] { return c.gnome; }, [&] { return c.plasma; });
+        EXPECT_EQ(found.source, c.source);
+        EXPECT_EQ(yPosition(found), c.typedAtY) << c.source;
+    }
 }
 
 TEST(SessionKeymap, PrefersTheKeymapOfTheXServerOnDisplay) {

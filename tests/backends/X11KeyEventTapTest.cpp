@@ -4,16 +4,10 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
-#include <QClipboard>
-#include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <thread>
 
 #include "PrivateDisplay.h"
 #include "qt/QtMainQueue.h"
-#include "qt/QtPasteboard.h"
 #include "x11/X11KeyEventTap.h"
 
 namespace velko::test {

@@ -81,9 +81,9 @@ public:
     std::string zone = "UTC";
 };
 
-// The engine on fakes. Queue is its clock and main queue in one: virtual for tests, immediate for
-// benchmarks.
-template <class Queue>
+// The engine on fakes. Queue is its clock and main queue in one: virtual for tests, immediate or Qt's
+// loop for benchmarks; Tap is where its keys come from.
+template <class Queue, class Tap = FakeKeyEventTap>
 struct ExpansionRig {
     Queue clock;
     FakeKeyboard keyboard;
@@ -92,7 +92,7 @@ struct ExpansionRig {
     FakeFileSystem fs;
     FakeDefaults defaults;
     SharedDataReader reader{fs, defaults};
-    FakeKeyEventTap tap;
+    Tap tap;
     FakeFilteringKeyTap grabs;
     FakeNotificationCenter center;
     GlobalHotkeyManager hotkeys{grabs, clock, center};

@@ -1,6 +1,6 @@
 #pragma once
-// In-memory stand-ins for the platform. Each records what the core asked of it in a shared
-// log, so tests can check the order of effects across services.
+// In-memory stand-ins for the platform. The notification center records what the core asked of it
+// in a log that other fakes may share, so tests can check the order of effects across services.
 #include <map>
 #include <memory>
 #include <optional>
@@ -31,7 +31,6 @@ public:
     void deliver(const std::string& name, const std::string& object = "") {
         for (auto& h : handlers_[name]) h(object);
     }
-    std::size_t observerCount(const std::string& name) { return handlers_[name].size(); }
     std::vector<std::string> postedObjects(const std::string& name) const {
         std::vector<std::string> out;
         for (const auto& [n, o] : posts)
@@ -47,15 +46,9 @@ private:
 
 class FakeTrust : public AccessibilityTrust {
 public:
-    explicit FakeTrust(bool trusted = true, Log* log = nullptr) : trusted(trusted), log_(log) {}
-    bool isProcessTrusted() override {
-        if (log_) log_->push_back("trust?");
-        return trusted;
-    }
+    explicit FakeTrust(bool trusted = true) : trusted(trusted) {}
+    bool isProcessTrusted() override { return trusted; }
     bool trusted;
-
-private:
-    Log* log_;
 };
 
 class FakeKeyboard : public SyntheticKeyboard {
@@ -92,14 +85,11 @@ private:
 
 class FakeDefaults : public UserDefaults {
 public:
-    explicit FakeDefaults(Log* log = nullptr) : log_(log) {}
-    std::unique_ptr<DefaultsSuite> openSuite(const std::string& name) override {
-        if (log_) log_->push_back("open suite " + name);
+    std::unique_ptr<DefaultsSuite> openSuite(const std::string&) override {
         if (refuseSuite) return nullptr;
         return std::make_unique<FakeSuite>(shared);
     }
     bool setBool(const std::string& key, bool value) override {
-        if (log_) log_->push_back("set " + key);
         own[key] = value;
         return true;
     }
@@ -108,19 +98,12 @@ public:
     bool refuseSuite = false;
     std::map<std::string, Bytes> shared;
     std::map<std::string, bool> own;
-
-private:
-    Log* log_;
 };
 
 class FakeFileSystem : public FileSystem {
 public:
-    explicit FakeFileSystem(Log* log = nullptr) : log_(log) {}
     std::string homeDirectory() override { return "/home/ada"; }
-    bool exists(const std::string& path) override {
-        if (log_) log_->push_back("exists " + path.substr(path.rfind('/') + 1));
-        return paths.count(path) > 0 || directories.count(path) > 0;
-    }
+    bool exists(const std::string& path) override { return paths.count(path) > 0 || directories.count(path) > 0; }
     bool createDirectories(const std::string& path) override {
         created.push_back(path);
         if (failCreate) return false;
@@ -131,9 +114,6 @@ public:
     std::set<std::string> directories;
     std::vector<std::string> created;
     bool failCreate = false;
-
-private:
-    Log* log_;
 };
 
 class FakeWorkspace : public Workspace {
@@ -154,42 +134,25 @@ public:
 
 class FakeApplication : public Application {
 public:
-    explicit FakeApplication(Log* log = nullptr) : log_(log) {}
     void terminate() override { ++terminated; }
-    void startUpdater() override {
-        if (log_) log_->push_back("updater");
-    }
+    void startUpdater() override {}
     int terminated = 0;
-
-private:
-    Log* log_;
 };
 
 class FakeStatusBar : public StatusBar {
 public:
-    explicit FakeStatusBar(Log* log = nullptr) : log_(log) {}
-    bool createItem(const std::string& symbol, const std::string&, int) override {
-        if (log_) log_->push_back("status item " + symbol);
-        ++items;
-        return true;
-    }
+    bool createItem(const std::string&, const std::string&, int) override { return true; }
     void setMenu(const MenuModel& menu, MenuTarget& target) override {
-        if (log_) log_->push_back("menu");
         menus.push_back(menu);
         lastTarget = &target;
     }
-    int items = 0;
     std::vector<MenuModel> menus;
     MenuTarget* lastTarget = nullptr;
-
-private:
-    Log* log_;
 };
 
 class FakeFilteringKeyTap : public FilteringKeyTap {
 public:
     bool create(const std::vector<Combination>& wanted, Callback callback) override {
-        ++creations;
         if (fail) return false;
         combinations = wanted;
         callback_ = std::move(callback);
@@ -197,10 +160,8 @@ public:
     }
     // A key-down reaching the tap: what the core decided, or pass when nothing is installed.
     Verdict press(KeyCode keyCode, EventFlags flags) { return callback_ ? callback_(keyCode, flags) : Verdict::pass; }
-    bool installed() const { return static_cast<bool>(callback_); }
 
     bool fail = false;
-    int creations = 0;
     std::vector<Combination> combinations;
 
 private:

@@ -133,12 +133,10 @@ public:
     FakeRecognizer(FakeCaptureFiles& files, FakeBackgroundQueue& queue) : files_(files), queue_(queue) {}
     void recognizeText(const std::string& imagePath, Completion done) override {
         const std::string content = files_.copies.count(imagePath) ? files_.copies[imagePath] : "";
-        requests.push_back(content);
         const auto it = answers.find(content);
         queue_.async([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });
     }
     std::map<std::string, std::optional<std::vector<TextObservation>>> answers;
-    std::vector<std::string> requests;
 
 private:
     FakeCaptureFiles& files_;

@@ -39,7 +39,6 @@ public:
     }
     void runPending() { advance(0); }
     void setNow(double t) { now_ = t; }
-    std::size_t pendingCount() const { return pending_.size(); }
 
 private:
     void schedule(double at, std::function<void()> fn) {

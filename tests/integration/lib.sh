@@ -36,6 +36,7 @@ start_bus() {
   pids+=($!)
   wait_for "bus monitor" grep -q NameAcquired "$MONITOR_LOG"
 }
+start_x_and_bus() { start_x; start_bus; }
 
 # focus_key_window: a focused window ($FOCUS_WINDOW) whose key events xev writes to
 # $WORK/xev.log, the way a user's application would receive them.
@@ -51,6 +52,27 @@ start_helper() {
   "$HELPER" >>"$HELPER_LOG" 2>&1 &
   HELPER_PID=$!
   pids+=("$HELPER_PID")
+}
+# helper_up: a helper started and heard from (its unasked pong).
+helper_up() {
+  local pongs
+  pongs="$(count velko.helper.pong)"
+  start_helper
+  wait_for "the helper's unasked pong" at_least $((pongs + 1)) velko.helper.pong
+}
+# launch_helper: helper_up on an empty log, then waits for the launch summary.
+launch_helper() {
+  : >"$HELPER_LOG"
+  helper_up
+  wait_for "the launch summary" grep -q 'auto-paste rules' "$HELPER_LOG"
+}
+stop_helper() { kill "$HELPER_PID" 2>/dev/null || true; wait "$HELPER_PID" 2>/dev/null || true; }
+# ping_answered: one more pong follows a ping (a failed check when none comes).
+ping_answered() {
+  local pongs
+  pongs="$(count velko.helper.pong)"
+  post velko.helper.ping
+  wait_for "the answer to a ping" at_least $((pongs + 1)) velko.helper.pong
 }
 
 # wait_for WHAT COMMAND...: polls for up to 10 s.
@@ -73,6 +95,7 @@ count() { notifications | awk -F'\t' -v n="$1" '$1 == n' | wc -l; }
 # at_least N NAME: true once N notifications called NAME were seen (re-counted on each poll).
 at_least() { [ "$(count "$2")" -ge "$1" ]; }
 objects() { notifications | awk -F'\t' -v n="$1" '$1 == n {print $2}'; }
+objects_line() { objects "$1" | paste -sd' '; }
 
 pass() { echo "ok: $*"; }
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
@@ -90,17 +113,23 @@ finish() {
   echo "all checks passed"
 }
 
-# Writes the shared suite with data values: write_suite KEY FILE [KEY FILE ...]
+# red_png FILE: a 2x2 red square, for clipboards with an image on them.
+red_png() {
+  base64 -d >"$1" <<<'iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAIAAAD91JpzAAAAFklEQVR4nGP8z8DAwMDAxMDAwMDAAAANHQEDasKb6QAAAABJRU5ErkJggg=='
+}
+
+# sig_trigger: Velko's store and one trigger, ";sig" for "Best regards, <login>!" ($EXPANDED).
+sig_trigger() {
+  mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
+  echo '[{"abbreviation":";sig","expansion":"Best regards, {username}!","format":"plain","appScope":[]}]' \
+    >"$WORK/triggers.json"
+  write_suite helperSnippetTriggers "$WORK/triggers.json"
+  EXPANDED="Best regards, $(id -un)!"
+}
+
+# Writes the shared suite with data values, as an XML property list: write_suite KEY FILE [KEY FILE ...]
 write_suite() {
   mkdir -p "$(dirname "$SUITE")"
-  {
-    echo '<?xml version="1.0" encoding="UTF-8"?>'
-    echo '<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">'
-    echo '<plist version="1.0"><dict>'
-    while [ $# -gt 0 ]; do
-      echo "<key>$1</key><data>$(base64 -w0 <"$2")</data>"
-      shift 2
-    done
-    echo '</dict></plist>'
-  } >"$SUITE"
+  python3 -c 'import plistlib, sys; a = sys.argv[2:]
+plistlib.dump({k: open(f, "rb").read() for k, f in zip(a[::2], a[1::2])}, open(sys.argv[1], "wb"))' "$SUITE" "$@"
 }

@@ -1,22 +1,15 @@
 #!/usr/bin/env bash
 # Hostile shared data never stops the helper: each case leaves empty lists and a running link.
 source "$(dirname "$0")/lib.sh"
-start_x
-start_bus
+start_x_and_bus
 mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
 
 run_case() {  # run_case DESCRIPTION: prepares nothing itself, checks the outcome
-  : >"$HELPER_LOG"
-  local pongs_before
-  pongs_before="$(count velko.helper.pong)"
-  start_helper
-  wait_for "the launch summary" grep -q 'auto-paste rules' "$HELPER_LOG"
-  post velko.helper.ping
-  wait_for "the answer to a ping" at_least $((pongs_before + 2)) velko.helper.pong
-  check "$1: helper still answers" helper_alive
+  launch_helper
+  ping_answered
   check_eq "$1: empty lists" "0 snippet triggers; 0 auto-paste rules" \
     "$(grep -o '[0-9]* snippet triggers; [0-9]* auto-paste rules' "$HELPER_LOG")"
-  kill "$HELPER_PID"; wait "$HELPER_PID" 2>/dev/null || true
+  stop_helper
 }
 
 mkdir -p "$(dirname "$SUITE")"

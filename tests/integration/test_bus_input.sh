@@ -7,8 +7,7 @@ signal() { dbus-send --session --type=signal /app/velko/Notifications app.velko.
 pongs() { grep -c '^ *string "velko.helper.pong"$' "$MONITOR_LOG"; }
 pongs_at_least() { [ "$(pongs)" -ge "$1" ]; }
 
-start_x
-start_bus
+start_x_and_bus
 start_helper
 wait_for "the unasked pong" pongs_at_least 1
 

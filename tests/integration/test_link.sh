@@ -1,12 +1,9 @@
 #!/usr/bin/env bash
-# The link as the main application sees it: pongs, pings, the ignored trigger, the defaults.
+# The link as the main application sees it: pongs, pings, the defaults.
 source "$(dirname "$0")/lib.sh"
-start_x
-start_bus
+start_x_and_bus
 mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
-start_helper
-
-wait_for "the unasked pong" at_least 1 velko.helper.pong
+helper_up
 sleep 0.3
 check_eq "exactly one pong arrives unasked" 1 "$(count velko.helper.pong)"
 
@@ -24,12 +21,6 @@ wait_for "three answers" at_least 4 velko.helper.pong
 sleep 0.3
 check_eq "three pings give three more pongs" 4 "$(count velko.helper.pong)"
 check_eq "all pongs are identical" 1 "$(objects velko.helper.pong | sort -u | wc -l)"
-
-before="$(notifications | wc -l)"
-post velko.expansion.trigger "{\"abbreviation\":\";sig\"}"
-post velko.helper.ping
-wait_for "the pong after the trigger" at_least 5 velko.helper.pong
-check_eq "an expansion trigger posts nothing (trigger, ping, pong)" $((before + 3)) "$(notifications | wc -l)"
 
 wait_for "the defaults file" test -s "$OWN_DEFAULTS"
 check "onboardingComplete is true in the helper's defaults" \

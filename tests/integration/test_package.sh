@@ -57,15 +57,13 @@ check "the systemd user unit is valid" \
   systemd-analyze --user verify "$WORK/units/velko-helper.service"
 
 # The installed binary, run with the installed data first on the search path.
-start_x
-start_bus
+start_x_and_bus
 export XDG_DATA_DIRS="$ROOT/usr/share:/usr/share"
 /usr/bin/python3 "$HERE/sni_host.py" >"$WORK/host.log" 2>&1 &
 pids+=($!)
 wait_for "the tray host" grep -q '^ready' "$WORK/host.log"
 HELPER="$ROOT/usr/bin/velko-helper"
-start_helper
-wait_for "the installed helper's pong" at_least 1 velko.helper.pong
+helper_up
 wait_for "its tray item" grep -q '^item' "$WORK/host.log"
 ITEM="$(awk '/^item/ {print $2; exit}' "$WORK/host.log")"
 check_eq "the tray icon is found by name in the installed icon theme" "velko-helper-symbolic" \

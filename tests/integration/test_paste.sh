@@ -2,11 +2,9 @@
 # Paste requests arrive in the focused X window as V with the right modifiers, down and up,
 # as seen by a separate X client (xev).
 source "$(dirname "$0")/lib.sh"
-start_x
-start_bus
+start_x_and_bus
 focus_key_window
-start_helper
-wait_for "the helper" at_least 1 velko.helper.pong
+helper_up
 
 for request in velko.paste.now velko.paste.plain velko.paste.match; do
   post "$request"

@@ -1,15 +1,13 @@
 #!/usr/bin/env bash
 # The tray item on a StatusNotifierItem host (KDE, GNOME with the AppIndicator extension), here a
 # small host on the private bus that starts after the helper, as a slow panel does. The menu is
-# read and used over com.canonical.dbusmenu with dbus-send.
+# read over com.canonical.dbusmenu with GDBus and used with dbus-send.
 source "$(dirname "$0")/lib.sh"
 HERE="$(dirname "$0")"
-start_x
-start_bus
+start_x_and_bus
 focus_key_window
 
-start_helper
-wait_for "the helper" at_least 1 velko.helper.pong
+helper_up
 /usr/bin/python3 "$HERE/sni_host.py" >"$WORK/host.log" 2>&1 &
 pids+=($!)
 wait_for "the host" grep -q '^ready' "$WORK/host.log"
@@ -23,10 +21,7 @@ item_property() {
     string:org.kde.StatusNotifierItem "string:$1"
 }
 MENU_PATH="$(item_property Menu | awk '/object path/ {gsub(/"/, "", $NF); print $NF}')"
-layout() {
-  dbus-send --session --print-reply --dest="$ITEM" "$MENU_PATH" com.canonical.dbusmenu.GetLayout \
-    int32:0 int32:-1 array:string: 2>/dev/null | python3 "$HERE/dbusmenu_layout.py"
-}
+layout() { /usr/bin/python3 "$HERE/dbusmenu_layout.py" "$ITEM" "$MENU_PATH" 2>/dev/null; }
 entries() { layout | cut -f2; }
 entry_id() { layout | awk -F'\t' -v t="$1" 'index($2, t) == 1 {print $1; exit}'; }
 click() {
@@ -68,10 +63,8 @@ check_eq "choosing it again keeps one window, the same one" "$WINDOW" "$(visible
 # Closed the way a window manager closes it, then chosen again: a window is there once more.
 python3 "$HERE/close_window.py" "$WINDOW"
 wait_for "the window to close" no_visible_window
-check "closing the window leaves the helper running" helper_alive
 click "Preferences..."
-wait_for "a rebuilt window" one_visible_window
-check "choosing it after closing shows the window again" one_visible_window
+wait_for "the window shown again after closing" one_visible_window
 
 click "Quit Velko Helper"
 wait_for "the helper to quit" bash -c "! kill -0 $HELPER_PID 2>/dev/null"

@@ -3,8 +3,7 @@
 # what each says when no helper answers or there is no bus at all.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/velkoctl_lib.sh"
-start_x
-start_bus
+start_x_and_bus
 
 # Two watches from the start, so they see everything below.
 "$CTL" watch >"$WORK/watch.out" 2>"$WORK/watch.err" &
@@ -18,22 +17,19 @@ wait_for "both watches in place" bash -c "grep -q watching '$WORK/watch.err' && 
 refuses "ping without a helper" 3 "no helper answered within 0.5 s" ping --timeout 0.5
 refuses "paste without a helper" 3 "no helper answered within 0.5 s" paste --timeout 0.5
 check_eq "the paste request went out all the same, then a ping" "velko.paste.now velko.helper.ping" \
-  "$(notifications | cut -f1 | tail -2 | tr '\n' ' ' | sed 's/ $//')"
+  "$(notifications | cut -f1 | tail -2 | paste -sd' ')"
 refuses "status without a helper" 3 "no helper on this session bus" status
 # A compositor binding needs no helper: Velko takes the notification from whoever posts it.
 succeeds "hotkey without a helper" hotkey save_snippet
 wait_for "the posted hotkey on the bus" bash -c "grep -q '\"save_snippet\"' '$MONITOR_LOG'"
 check_eq "the hotkey went out as the helper posts it" "helper.hotkey.activated	save_snippet" "$(notifications | tail -1)"
-refuses "an unknown hotkey is wrong usage" 2 "hotkey: 'open' is not open_popover, spotlight_launcher or save_snippet" \
-  hotkey open
 
 # --- no bus at all
 nobus="unix:path=$WORK/no-bus-here"
 CTL_ENV=(env DBUS_SESSION_BUS_ADDRESS="$nobus")
-refuses "ping without a bus" 3 "cannot reach the session bus \(.*no-bus-here" ping
-refuses "paste without a bus" 3 "cannot reach the session bus" paste plain
-refuses "watch without a bus" 3 "cannot reach the session bus" watch --json
-refuses "status without a bus" 3 "cannot reach the session bus" status
+for args in ping "paste plain" "watch --json" status; do
+  refuses "$args without a bus" 3 "cannot reach the session bus \(.*no-bus-here" $args
+done
 CTL_ENV=(env -u DBUS_SESSION_BUS_ADDRESS -u DISPLAY XDG_RUNTIME_DIR="$WORK/no-runtime-dir")
 refuses "ping with no bus address" 3 "cannot reach the session bus.*DBUS_SESSION_BUS_ADDRESS is not set" ping
 CTL_ENV=()
@@ -41,18 +37,12 @@ CTL_ENV=()
 # --- a helper with input access, pasting into a focused window
 focus_key_window
 mkdir -p "$HOME/Desktop"  # no pictures folder here: the helper watches the desktop
-start_helper
-wait_for "the unasked pong" at_least 1 velko.helper.pong
+helper_up
 
 succeeds "ping is answered" ping
 check_eq "ping prints two lines" 2 "$(out | wc -l)"
-check "the first line is the helper's pong record, as posted on the bus" python3 -c '
-import json, sys
-printed = json.loads(sys.argv[1])
-posted = json.loads(sys.argv[2].replace("\\\"", "\""))
-assert printed == posted, (printed, posted)
-assert printed["protocolVersion"] == 1 and len(printed) == 4
-' "$(out | head -1)" "$(objects velko.helper.pong | tail -1)"
+check_eq "the first line is the helper's pong record, as posted on the bus" \
+  "$(objects velko.helper.pong | tail -1 | sed 's/\\"/"/g')" "$(out | head -1)"
 check "the second line is the round-trip time" grep -qE '^round trip: [0-9]+\.[0-9]{2} ms$' <(out | tail -1)
 
 succeeds "status is answered" status
@@ -67,9 +57,6 @@ print("\n".join(b["capability"] + ": " + b["backend"] for b in json.load(sys.std
 succeeds "paste now is taken" paste
 check "paste now says what the helper presses" grep -q '^velko.paste.now taken: the helper presses Ctrl+V' <(out)
 wait_for "V with Ctrl in the window" grep -q 'state 0x4, keycode 55 ' "$WORK/xev.log"
-sleep 0.3  # past the rate limit
-succeeds "paste match is taken" paste match
-wait_for "V with Ctrl+Shift in the window" grep -q 'state 0x5, keycode 55 ' "$WORK/xev.log"
 check_eq "no degraded notice with input access" 0 "$(count velko.helper.degraded)"
 
 # Notifications the helper itself posts, for the watches below: a hotkey and a screenshot.
@@ -80,8 +67,7 @@ wait_for "the helper's hotkey notification" at_least 2 helper.hotkey.activated
 wait_for "the helper's screenshot notification" at_least 1 velko.screenshot.captured
 
 # --- a helper without input access (no X display)
-kill "$HELPER_PID"
-wait "$HELPER_PID" 2>/dev/null || true
+stop_helper
 (unset DISPLAY && exec "$HELPER" >>"$HELPER_LOG" 2>&1) &
 HELPER_PID=$!
 pids+=("$HELPER_PID")
@@ -96,11 +82,9 @@ wait_for "the watch to see the screenshot" grep -q '^velko.screenshot.captured.S
 wait_for "the JSON watch to see it" grep -q 'Screenshot 2024' "$WORK/watch.json"
 check "every watched line is name, object and UTC time" \
   bash -c "! grep -vP '^[^\t]+\t[^\t]*\t\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$' '$WORK/watch.out'"
-check "the watch saw the helper's pong" grep -qP '^velko\.helper\.pong\t\{"' "$WORK/watch.out"
-check "the watch saw the degraded notice" grep -qP '^velko\.helper\.degraded\taccessibility_revoked\t' "$WORK/watch.out"
-check "the watch saw the hotkey" grep -qP '^helper\.hotkey\.activated\topen_popover\t' "$WORK/watch.out"
-check "the watch saw the helper's own hotkey" grep -qP '^helper\.hotkey\.activated\tspotlight_launcher\t' "$WORK/watch.out"
-check "the watch saw the helper's own screenshot" grep -qP '^velko\.screenshot\.captured\tScreenshot from helper\.png\t' "$WORK/watch.out"
+# The helper's own pong, degraded notice, hotkey and screenshot among them.
+check_eq "the watch saw every notification the bus carried, in order" "$(notifications | cut -f1)" \
+  "$(cut -f1 "$WORK/watch.out")"
 check_eq "both watches saw the same notifications, in the same order" \
   "$(cut -f1,2 "$WORK/watch.out")" \
   "$(python3 -c 'import json, sys
@@ -110,7 +94,6 @@ check_eq "the JSON watch keeps the object exactly" "Screenshot 2024-05-01 at 08.
   "$(python3 -c 'import json, sys
 lines = [json.loads(l) for l in open(sys.argv[1])]
 print([n["object"] for n in lines if n["name"] == "velko.screenshot.captured"][-1])' "$WORK/watch.json")"
-check_eq "the watches saw what the bus carried" "$(notifications | wc -l)" "$(wc -l <"$WORK/watch.out")"
 
 kill -INT "$WATCH_PID"
 watch_status=0

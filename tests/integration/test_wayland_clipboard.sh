@@ -30,6 +30,8 @@ ask() {
   ANSWER="$(sed -n "${asked}p" "$WORK/ours.out")"
 }
 count_is() { ask count && [ "$ANSWER" == "$1" ]; }
+# answers DESCRIPTION EXPECTED COMMAND...: asks, and checks the answer.
+answers() { local what="$1" want="$2"; shift 2; ask "$@"; check_eq "$what" "$want" "$ANSWER"; }
 # same_bytes DIR TYPE...: DIR/i holds what wl-paste reads now as type i.
 same_bytes() {
   local dir="$1" i=0; shift
@@ -39,12 +41,9 @@ same_bytes() {
 client ours
 OURS=$CLIENT_FD
 OURS_PID=$CLIENT_PID
-ask count
-check_eq "nothing copied since we started" 0 "$ANSWER"
+answers "nothing copied since we started" 0 count
 
-base64 -d >"$WORK/red.png" <<'PNG'
-iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAIAAAD91JpzAAAAFklEQVR4nGP8z8DAwMDAxMDAwMDAAAANHQEDasKb6QAAAABJRU5ErkJggg==
-PNG
+red_png "$WORK/red.png"
 printf '<b>red</b>' >"$WORK/page.html"
 printf 'a red square' >"$WORK/caption.txt"
 printf 'red\0\377\r\n' >"$WORK/raw.bin"
@@ -53,11 +52,9 @@ TYPES=(text/html image/png 'text/plain;charset=utf-8' application/x-velko-raw)
 wl-copy -t image/png <"$WORK/red.png"
 wait_for "wl-copy's image to count once" count_is 1
 mkdir "$WORK/png"
-ask snapshot "$WORK/png"
-check_eq "wl-copy's image is one type" "types 1" "$ANSWER"
+answers "wl-copy's image is one type" "types 1" snapshot "$WORK/png"
 check "its bytes are kept exactly" cmp -s "$WORK/red.png" "$WORK/png/0"
-ask string
-check_eq "an image is no text" "no text" "$ANSWER"
+answers "an image is no text" "no text" string
 
 client owner
 OWNER=$CLIENT_FD
@@ -66,60 +63,48 @@ echo "own text/html=$WORK/page.html image/png=$WORK/red.png text/plain;charset=u
 wait_for "another client's copy to count once" count_is 2
 check_eq "wl-paste sees the other client's four types" "$(printf '%s\n' "${TYPES[@]}")" "$(wl-paste -l)"
 mkdir "$WORK/snap"
-ask snapshot "$WORK/snap"
-check_eq "the snapshot has every type" "types 4" "$ANSWER"
+answers "the snapshot has every type" "types 4" snapshot "$WORK/snap"
 check_eq "in the owner's order" "$(printf '%s\n' "${TYPES[@]}")" "$(cat "$WORK/snap/types")"
 check "with their bytes exactly" same_bytes "$WORK/snap" "${TYPES[@]}"
 
 ask write Best regards
-ask count
-check_eq "our own write counts once" 3 "$ANSWER"
+answers "our own write counts once" 3 count
 check_eq "wl-paste reads our text" "Best regards" "$(wl-paste -n)"
 exec {OWNER}>&-
 wait_for "the other client to end" bash -c "! kill -0 $CLIENT_PID 2>/dev/null"
-ask count
-check_eq "a paste served and an old owner gone do not count" 3 "$ANSWER"
+answers "a paste served and an old owner gone do not count" 3 count
 
 ask restore
-ask count
-check_eq "putting the snapshot back counts once" 4 "$ANSWER"
+answers "putting the snapshot back counts once" 4 count
 check_eq "wl-paste lists every type again" "$(printf '%s\n' "${TYPES[@]}")" "$(wl-paste -l)"
 check "with the same bytes, served by us alone" same_bytes "$WORK/snap" "${TYPES[@]}"
 
 printf theirs | wl-copy
 wait_for "a copy over ours to count once" count_is 5
-ask string
-check_eq "and its text to be read" "text: theirs" "$ANSWER"
+answers "and its text to be read" "text: theirs" string
 ask clear
-ask count
-check_eq "clearing counts once" 6 "$ANSWER"
+answers "clearing counts once" 6 count
 check "wl-paste finds nothing" bash -c '! wl-paste -l 2>/dev/null'
-ask snapshot "$WORK/snap"
-check_eq "an empty clipboard is no types, not unreadable" "types 0" "$ANSWER"
+answers "an empty clipboard is no types, not unreadable" "types 0" snapshot "$WORK/snap"
 
 client frozen
 echo "own text/plain;charset=utf-8=$WORK/caption.txt" >&"$CLIENT_FD"
 wait_for "the frozen client's copy" count_is 7
 kill -STOP "$CLIENT_PID"
-ask snapshot "$WORK/snap"
-check_eq "an owner that never answers makes the clipboard unreadable" unreadable "$ANSWER"
-ask string
-check_eq "and gives no text" "no text" "$ANSWER"
+answers "an owner that never answers makes the clipboard unreadable" unreadable snapshot "$WORK/snap"
+answers "and gives no text" "no text" string
 check "it is said once" test "$(grep -c 'owner does not answer' "$WORK/ours.err")" -eq 1
 kill -CONT "$CLIENT_PID"
 printf thawed | wl-copy 2>/dev/null
 wait_for "the next copy" count_is 8
-ask string
-check_eq "the next owner is asked again" "text: thawed" "$ANSWER"
+answers "the next owner is asked again" "text: thawed" string
 check "the frozen owner survived requests nobody waits for any more" kill -0 "$CLIENT_PID"
 kill "$CLIENT_PID"  # it holds our client's input open too
 
 stop_sway_session
-ask count
-check_eq "without the compositor the count stays" 8 "$ANSWER"
+answers "without the compositor the count stays" 8 count
 ask write gone
-ask snapshot "$WORK/snap"
-check_eq "and the clipboard is unreadable" unreadable "$ANSWER"
+answers "and the clipboard is unreadable" unreadable snapshot "$WORK/snap"
 check "which is said" grep -q 'compositor went away' "$WORK/ours.err"
 exec {OURS}>&-
 check "our client ends cleanly" wait "$OURS_PID"

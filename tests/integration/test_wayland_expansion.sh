@@ -4,19 +4,12 @@
 # the user had comes back with every type it offered, and a copy made right after the paste stays.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/sway_session.sh"
-mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
-cat >"$WORK/triggers.json" <<'JSON'
-[{"abbreviation":";sig","expansion":"Best regards, {username}!","format":"plain","appScope":[]}]
-JSON
-write_suite helperSnippetTriggers "$WORK/triggers.json"
-EXPANDED="Best regards, $(id -un)!"
+sig_trigger
 # GTK does not try Wayland without a runtime directory: the private session gives one.
 start_sway_session
 
 # The user's clipboard: an image with a caption, owned by another client.
-base64 -d >"$WORK/red.png" <<'PNG'
-iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAIAAAD91JpzAAAAFklEQVR4nGP8z8DAwMDAxMDAwMDAAAANHQEDasKb6QAAAABJRU5ErkJggg==
-PNG
+red_png "$WORK/red.png"
 printf 'a red square' >"$WORK/caption.txt"
 mkfifo "$WORK/owner.in"
 "$VELKO_BIN_DIR/velko-test-wayland-clipboard" <"$WORK/owner.in" >"$WORK/owner.out" 2>&1 &

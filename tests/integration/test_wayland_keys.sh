@@ -17,16 +17,14 @@ backends() {
 choice() { backends | sed "s/   */\n/g" | grep "^$1:"; }
 portal() { dbus-send --session --print-reply --dest=org.freedesktop.portal.Desktop /control "app.velko.PortalStandIn.$@" >/dev/null; }
 
-start_helper
-wait_for "the helper" at_least 1 velko.helper.pong
+helper_up
 check_eq "without a portal the hotkeys are off" "Hotkeys: off" "$(choice Hotkeys)"
 check "and the log says why" grep -q 'Hotkeys: off (no desktop portal on the session bus)' "$HELPER_LOG"
 if [ -z "$(ls /dev/input/event* 2>/dev/null)" ]; then
   check_eq "without a readable keyboard typed keys are off" "Typed keys: off" "$(choice 'Typed keys')"
   check "and the log says why" grep -q 'Typed keys: off (no keyboard in /dev/input is readable)' "$HELPER_LOG"
 fi
-kill "$HELPER_PID"
-wait "$HELPER_PID" 2>/dev/null || true
+stop_helper
 
 /usr/bin/python3 "$VELKO_SOURCE_DIR/tests/integration/portal_standin.py" >"$WORK/portal.log" 2>&1 &
 pids+=($!)
@@ -42,7 +40,7 @@ portal Deactivate string:spotlight_launcher
 portal Activate string:save_snippet
 wait_for "two hotkey notifications" at_least 2 helper.hotkey.activated
 check_eq "each activation is posted once with its identifier" "spotlight_launcher save_snippet" \
-  "$(objects helper.hotkey.activated | tr '\n' ' ' | sed 's/ $//')"
+  "$(objects_line helper.hotkey.activated)"
 portal ChangeTrigger string:save_snippet string:Ctrl+Alt+S
 wait_for "the new keys to be taken" grep -q 'the desktop changed the hotkeys: .*save_snippet Ctrl+Alt+S' "$HELPER_LOG"
 
@@ -50,8 +48,6 @@ portal CloseSessions
 wait_for "the closed session to be noticed" grep -q 'the desktop closed the shortcuts session' "$HELPER_LOG"
 portal Activate string:open_popover
 sleep 0.3
-post velko.helper.ping
-wait_for "a pong after the activation" at_least 3 velko.helper.pong
+ping_answered
 check_eq "a closed session fires nothing" 2 "$(count helper.hotkey.activated)"
-check "the helper keeps running" helper_alive
 finish

@@ -13,8 +13,7 @@ stdbuf -oL wev >"$WORK/wev.log" 2>&1 &
 pids+=($!)
 wait_for "wev's window to be focused" grep -q activated "$WORK/wev.log"
 
-XDG_SESSION_TYPE=wayland start_helper
-wait_for "the helper" at_least 1 velko.helper.pong
+XDG_SESSION_TYPE=wayland helper_up
 check "the helper says which stroke backend it took" grep -q 'Input: Wayland virtual keyboard' "$HELPER_LOG"
 check "Xwayland's XTEST is not taken for input access" bash -c "! grep -q 'X11 (XTEST)' '$HELPER_LOG'"
 # Before the seat has a keyboard, windows have nothing to receive keys with: the first request makes one.
@@ -55,8 +54,7 @@ check_eq "now, plain, match and now under held keys are V with Ctrl, Ctrl+Alt+Sh
 check_eq "no degraded notice while the compositor is there" 0 "$(count velko.helper.degraded)"
 
 stop_sway_session
-kill "$HELPER_PID" 2>/dev/null || true  # it ends with Xwayland, as Qt does
-wait "$HELPER_PID" 2>/dev/null || true
+stop_helper  # it ends with Xwayland, as Qt does
 
 # Qt ends a process whose X server dies, and Xwayland dies with the compositor; so the compositor
 # going away is shown in a session without Xwayland, where the helper runs on no X server at all.
@@ -64,8 +62,7 @@ SWAY_XWAYLAND=disable start_sway_session
 stdbuf -oL wev >"$WORK/wev2.log" 2>&1 &
 pids+=($!)
 wait_for "wev's window to be focused again" grep -q activated "$WORK/wev2.log"
-XDG_SESSION_TYPE=wayland start_helper
-wait_for "the helper without Xwayland" at_least 2 velko.helper.pong
+XDG_SESSION_TYPE=wayland helper_up
 post velko.paste.now
 wait_for "a stroke without Xwayland" grep -q 'key: 55;' "$WORK/wev2.log"
 stop_sway_session
@@ -74,9 +71,6 @@ post velko.paste.now
 wait_for "the degraded notice" at_least 1 velko.helper.degraded
 check_eq "without a compositor input access is missing" "accessibility_revoked" \
   "$(objects velko.helper.degraded | tail -1)"
-pongs="$(count velko.helper.pong)"
-post velko.helper.ping
-wait_for "a pong after the compositor left" at_least $((pongs + 1)) velko.helper.pong
-check "the helper is still running" helper_alive
+ping_answered
 check "the log says input is off now" grep -q 'Input: off now' "$HELPER_LOG"
 finish

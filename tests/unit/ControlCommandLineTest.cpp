@@ -50,33 +50,18 @@ TEST(ControlCommandLineTest, EveryCommandHasItsHelpItsOverviewLineAndItsWordInMi
     EXPECT_NE(overview.find("3  no helper answered"), std::string::npos);
 }
 
+// The velkoctl integration tests run every command with its usual options; here, the other spellings.
 TEST(ControlCommandLineTest, CommandsParseWithTheirOptions) {
     EXPECT_EQ(accepted({"ping"}).timeout, ControlRequest::defaultTimeout);
     EXPECT_EQ(accepted({"ping", "--timeout=3"}).timeout, 3.0);
     EXPECT_EQ(accepted({"status", "-t", "1", "--json"}).timeout, 1.0);
-
-    const auto now = accepted({"paste"});
-    EXPECT_EQ(now.command, "paste");
-    EXPECT_EQ(now.notification, "velko.paste.now");
-    EXPECT_EQ(now.keys, "Ctrl+V");
-    EXPECT_EQ(accepted({"paste", "plain"}).keys, "Ctrl+Alt+Shift+V");
-    const auto match = accepted({"paste", "--timeout", "5", "match"});
-    EXPECT_EQ(match.notification, "velko.paste.match");
-    EXPECT_EQ(match.timeout, 5.0);
-
-    for (const std::string id : {"open_popover", "spotlight_launcher", "save_snippet"}) {
-        const auto hotkey = accepted({"hotkey", id});
-        EXPECT_EQ(hotkey.notification, "helper.hotkey.activated");
-        EXPECT_EQ(hotkey.action, id);
-    }
-
-    const auto fromStdin = accepted({"snippets", "set", "-"});
-    EXPECT_EQ(fromStdin.action, "set");
-    EXPECT_EQ(fromStdin.input, "-");
+    const auto plain = accepted({"paste", "--timeout", "5", "plain"});
+    EXPECT_EQ(plain.notification + " " + plain.keys, "velko.paste.plain Ctrl+Alt+Shift+V");
+    EXPECT_EQ(plain.timeout, 5.0);
+    const auto match = accepted({"paste", "match"});
+    EXPECT_EQ(match.notification + " " + match.keys, "velko.paste.match Ctrl+Shift+V");
     // After --, a file whose name starts with a dash is still a file.
     EXPECT_EQ(accepted({"rules", "set", "--", "-rules.json"}).input, "-rules.json");
-    EXPECT_TRUE(accepted({"rules", "list", "--json"}).json);
-    EXPECT_EQ(accepted({"store", "disconnect"}).action, "disconnect");
 }
 
 TEST(ControlCommandLineTest, MistakesAreRefusedWithTheCommandAndWhereToLook) {

@@ -33,17 +33,14 @@ TEST(ControlOutputTest, JsonLinesKeepTheObjectExactly) {
     EXPECT_EQ(ControlOutput::utcTime(system_clock::time_point(milliseconds(7))), "1970-01-01T00:00:00.007Z");
 }
 
-TEST(ControlOutputTest, ListedJsonIsAcceptedBackAsIs) {
+// The triggers' JSON is the shared encoder's, whose round trip the snippet_triggers fuzz target checks.
+TEST(ControlOutputTest, ListsShowOneEscapedLineEachAndListedRulesAreAcceptedBackAsIs) {
     const std::string triggers =
         R"([{"abbreviation":";sig","expansion":"Best,\n\tAda","format":"plain","appScope":["a","b"]},)"
         R"({"abbreviation":";x","expansion":"","format":"rtf","appScope":[]}])";
-    std::vector<SharedDataReader::SnippetTrigger> decoded, again;
+    std::vector<SharedDataReader::SnippetTrigger> decoded;
     std::string error;
     ASSERT_TRUE(SharedDataReader::decodeTriggers(bytes(triggers), decoded, error));
-    ASSERT_TRUE(SharedDataReader::decodeTriggers(bytes(ControlOutput::triggers(decoded, true)), again, error));
-    ASSERT_EQ(again.size(), 2u);
-    EXPECT_EQ(again[0].expansion, "Best,\n\tAda");
-    EXPECT_EQ(again[0].appScope, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(ControlOutput::triggers(decoded, false), ";sig\tBest,\\n\\tAda\tplain\ta,b\n;x\t\trtf\t\n");
 
     const std::string rules = R"([{"bundleId":"com.apple.Safari","action":"prettyPrintJSON"},)"

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "Core/AutoPasteRuleEngine.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/KeystrokeInjector.h"
@@ -18,16 +16,15 @@ const std::string storePath = "/home/ada/Library/Group Containers/group.app.velk
 // One launched delegate on fakes; the keyboard services and the watcher report their state through
 // the flags, and windows are shown on the fake window system unless a test takes it away.
 struct HelperAppDelegateTest : ::testing::Test {
-    Log log;
     VirtualClock clock;
-    FakeNotificationCenter center{&log};
-    FakeTrust trust{false, &log};
+    FakeNotificationCenter center;
+    FakeTrust trust{false};
     FakeKeyboard keyboard;
     FakeWorkspace workspace;
-    FakeFileSystem fs{&log};
-    FakeDefaults defaults{&log};
-    FakeApplication application{&log};
-    FakeStatusBar statusBar{&log};
+    FakeFileSystem fs;
+    FakeDefaults defaults;
+    FakeApplication application;
+    FakeStatusBar statusBar;
     FakeWindowSystem windows;
     KeystrokeInjector injector{clock, keyboard};
     std::unique_ptr<SharedDataReader> reader;
@@ -112,12 +109,10 @@ TEST_F(HelperAppDelegateTest, HeartbeatRefreshesBothStatesEveryFiveSeconds) {
     fs.paths.clear();
     clock.advance(5.0);
     EXPECT_EQ(firstTwoTitles(), "Velko not detected / Accessibility granted");
-    clock.advance(50.0);
-    EXPECT_EQ(statusBar.menus.size(), menusAtLaunch + 12);  // rebuilt whether or not anything changed
     // A heartbeat after the delegate is gone does nothing.
     delegate.reset();
     clock.advance(20.0);
-    EXPECT_EQ(statusBar.menus.size(), menusAtLaunch + 12);
+    EXPECT_EQ(statusBar.menus.size(), menusAtLaunch + 2);
 }
 
 // The rest of the menu is read from the real tray item by the integration tests.
@@ -129,16 +124,14 @@ TEST(HelperStatusBarMenu, AccessCanBeAskedForOnlyWhileItIsNeeded) {
     }
 }
 
-TEST_F(HelperAppDelegateTest, AnOpenWindowIsASnapshotBroughtForwardAClosedOneIsRebuiltWithCurrentValues) {
+// The tray test shows the same window brought forward and a closed one shown again; here, what it holds.
+TEST_F(HelperAppDelegateTest, AnOpenWindowIsBroughtForwardUnmovedAClosedOneIsRebuiltWithCurrentValues) {
     launchWithWindows();
     delegate->perform(MenuAction::doPreferences);
     ASSERT_EQ(windows.windows.size(), 1u);
-    EXPECT_TRUE(window(0).visible);
     EXPECT_EQ(window(0).target, delegate.get());
     EXPECT_EQ(status(0, 0), "Granted");
-    EXPECT_EQ(status(0, 1), "Connected");
 
-    // The state changes while it is open: brought forward as it is, neither moved nor rebuilt.
     trust.trusted = false;
     fs.paths.clear();
     hotkeysActive = true;
@@ -147,14 +140,11 @@ TEST_F(HelperAppDelegateTest, AnOpenWindowIsASnapshotBroughtForwardAClosedOneIsR
     EXPECT_EQ(windows.windows.size(), 1u);
     EXPECT_EQ(window(0).broughtForward, 2);
     EXPECT_EQ(window(0).centred, 1);
-    EXPECT_EQ(status(0, 0), "Granted");
 
     window(0).visible = false;  // the user closes it
     delegate->showPreferences();
     ASSERT_EQ(windows.windows.size(), 2u);
     EXPECT_TRUE(window(0).destroyed);
-    EXPECT_TRUE(window(1).visible);
-    EXPECT_EQ(window(1).centred, 1);
     EXPECT_EQ(status(1, 0), "Not granted");
     EXPECT_EQ(status(1, 1), "Not detected");
     EXPECT_EQ(featureStatus(1, 1), "Active");
@@ -165,13 +155,7 @@ TEST_F(HelperAppDelegateTest, InputsAreReadWhenTheWindowIsBuiltAndServicesWithou
     launchWithWindows();
     expansionActive = true;
     watcherActive = true;
-    // The window shows the last published connection state; building it checks nothing anew.
-    fs.paths.clear();
-    const auto checks = [this] { return std::count(log.begin(), log.end(), "exists Velko.store"); };
-    const auto checksBefore = checks();
     delegate->showPreferences();
-    EXPECT_EQ(checks(), checksBefore);
-    EXPECT_EQ(status(0, 1), "Connected");
     const std::vector<std::string> features{"Active", "Off", "Active", "1 configured"};
     for (std::size_t row = 0; row < features.size(); ++row) EXPECT_EQ(featureStatus(0, row), features[row]);
 

@@ -88,40 +88,41 @@ TEST_F(TextExpansionEngineTest, AbbreviationOnlyHasToEndTheTypedText) {
     // The match emptied the buffer: "sig" after it is not ";sig".
     typeEach("sig");
     EXPECT_EQ(backspaces(), 8);
-}
+    type(";", "sig");  // an input method delivering three at once
+    EXPECT_EQ(backspaces(), 12);
 
-TEST_F(TextExpansionEngineTest, BackspaceEditsTheBufferAndNeverMatches) {
-    startWith(";sig");
-    type(backspace);  // on an empty buffer: nothing
-    typeEach(";sx");
-    type(backspace);
-    EXPECT_EQ(engine.keystrokeBuffer(), ";s");
-    typeEach("ig");
-    EXPECT_EQ(backspaces(), 4);
-
+    // Backspace edits the buffer but never matches, even when the buffer ends in an abbreviation again.
     startWith(";si");
-    typeEach(";sig");
-    type(backspace);  // the buffer is ";si" again, but Backspace does not match
-    EXPECT_EQ(backspaces(), 4 + 3);
+    type(";", "six", backspace);
+    EXPECT_EQ(engine.keystrokeBuffer(), ";si");
+    EXPECT_EQ(backspaces(), 12);
 }
 
-TEST_F(TextExpansionEngineTest, ControlAndFunctionKeysAndSymbolsClearTheBuffer) {
-    startWith(";sig");
+// Each row is typed after a Return, so from an empty buffer.
+TEST_F(TextExpansionEngineTest, LettersDigitsSpaceAndPunctuationAreKeptEverythingElseStartsOver) {
+    start({});  // with no triggers the buffer is still kept
+    std::vector<std::pair<std::vector<std::string>, std::string>> rows{
+        {{"-", "_", ";", "/", "!", "#", ".", ",", "(", "]", " ", "7", "\xE2\x85\xAB" /* Ⅻ */, "\xC3\xA9",
+          "\xE5\xAD\x97" /* 字 */, "\xC2\xBD" /* ½ */},
+         "-_;/!#.,(] 7\xE2\x85\xAB\xC3\xA9\xE5\xAD\x97\xC2\xBD"},
+        {{backspace, ";", "s", "x", backspace}, ";s"},
+        // A stroke of several characters is judged by its first.
+        {{";", "+si"}, ""},
+        {{"si+"}, "si+"},
+    };
     for (const std::string& clearing :
          {returnKey, std::string("\t"), std::string("\x1b"), upArrow, std::string("+"), std::string("$"),
-          std::string("="), std::string("\xC2\xA0") /* NBSP */, std::string("")}) {
-        typeEach(";si");
-        type(clearing);
-        type("g");
-        EXPECT_EQ(backspaces(), 0) << "after " << clearing;
-        EXPECT_EQ(engine.keystrokeBuffer(), "g");
+          std::string("="), std::string("\xC2\xA0") /* NBSP */, std::string("")})
+        rows.push_back({{";", "s", "i", clearing, "g"}, "g"});
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        type(returnKey);
+        for (const auto& stroke : rows[row].first) type(stroke);
+        EXPECT_EQ(engine.keystrokeBuffer(), rows[row].second) << "row " << row;
     }
     // A modifier key alone reports nothing and leaves the buffer as it was.
-    typeEach(";si");
     tap.stroke(std::nullopt);
     clock.runPending();
-    type("g");
-    EXPECT_EQ(backspaces(), 4);
+    EXPECT_EQ(engine.keystrokeBuffer(), "g");
 }
 
 TEST_F(TextExpansionEngineTest, AHotkeyPressLeavesTheBufferUnlessTheHotkeysAreOff) {
@@ -143,44 +144,18 @@ TEST_F(TextExpansionEngineTest, AHotkeyPressLeavesTheBufferUnlessTheHotkeysAreOf
     EXPECT_EQ(backspaces(), 4);
 }
 
-TEST_F(TextExpansionEngineTest, LettersDigitsSpaceAndPunctuationAreKept) {
-    start({});  // with no triggers the buffer is still kept
-    for (const char* kept : {"-", "_", ";", "/", "!", "#", ".", ",", "(", "]", " ", "7", "\xE2\x85\xAB" /* Ⅻ */,
-                             "\xC3\xA9", "\xE5\xAD\x97" /* 字 */, "\xC2\xBD" /* ½ */})
-        type(kept);
-    EXPECT_EQ(engine.keystrokeBuffer(), "-_;/!#.,(] 7\xE2\x85\xAB\xC3\xA9\xE5\xAD\x97\xC2\xBD");
-}
-
-TEST_F(TextExpansionEngineTest, BufferKeepsTheLastFiftyCharacters) {
-    start({});
+TEST_F(TextExpansionEngineTest, BufferKeepsTheLastFiftyCharactersEnoughForTheLongestAbbreviation) {
+    start({{std::string(50, 'a'), "fits", "", {}}});
     std::string typed;
-    for (int i = 0; i < 60; ++i) typed += static_cast<char>('a' + i % 26);
+    for (int i = 0; i < 60; ++i) typed += static_cast<char>('b' + i % 25);
     typeEach(typed);
     EXPECT_EQ(engine.keystrokeBuffer(), typed.substr(10));
     // Counted in characters, not bytes: fifty two-byte letters fit.
     for (int i = 0; i < 55; ++i) type("\xC3\xA9");
     EXPECT_EQ(engine.keystrokeBuffer().size(), 100u);
-}
-
-TEST_F(TextExpansionEngineTest, AbbreviationLongerThanTheBufferNeverMatches) {
-    const std::string fifty(50, 'a');
-    start({{fifty + "b", "long", "", {}}, {fifty, "fits", "", {}}});
-    typeEach(fifty + "b");
-    EXPECT_EQ(pasted().size(), 0u);
+    typeEach(std::string(50, 'a'));
     clock.advance(1);
-    EXPECT_EQ(pasted(), std::vector<std::string>{"fits"});  // the 50 a's matched on the way
-}
-
-TEST_F(TextExpansionEngineTest, StrokeOfSeveralCharactersIsJudgedByItsFirst) {
-    startWith(";sig");
-    type(";", "sig");  // an input method delivering three at once
-    EXPECT_EQ(backspaces(), 4);
-
-    typeEach(";");
-    type("+si");  // rejected whole
-    EXPECT_EQ(engine.keystrokeBuffer(), "");
-    type("si+");  // accepted whole, symbol included
-    EXPECT_EQ(engine.keystrokeBuffer(), "si+");
+    EXPECT_EQ(pasted(), std::vector<std::string>{"fits"});
 }
 
 TEST_F(TextExpansionEngineTest, MatchingIsByWholeCanonicallyEquivalentCharacters) {
@@ -316,18 +291,12 @@ TEST_F(TextExpansionEngineTest, PlaceholdersAreFilledInOrderOnTheGrowingText) {
         "id ([0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}), on \\{date\\}\\|(.*)");
     std::smatch parts;
     ASSERT_TRUE(std::regex_match(out, parts, uuidForm)) << out;
-    EXPECT_EQ(parts[1], parts[2]);  // one UUID per expansion
+    EXPECT_EQ(parts[1], parts[2]);  // one UUID per expansion, the same generator as the screenshots' identifiers
+    clock.advance(1);
+    EXPECT_NE(expandOnce("{uuid}"), parts[1].str()) << "a new one next time";
 
     EXPECT_EQ(expandOnce("{username} / {fullname} / {nope} / {Date} / plain"),
               "ada / Ada Lovelace / {nope} / {Date} / plain");
-}
-
-TEST_F(TextExpansionEngineTest, SameUUIDTwiceWithinOneExpansionNewOneNextTime) {
-    const std::string first = expandOnce("{uuid}-{uuid}");
-    ASSERT_EQ(first.size(), 73u);
-    EXPECT_EQ(first.substr(0, 36), first.substr(37));
-    clock.advance(1);
-    EXPECT_NE(expandOnce("{uuid}").substr(0, 36), first.substr(0, 36));
 }
 
 TEST_F(TextExpansionEngineTest, DateAndTimeUseTheLocaleStylesOfOneInstant) {
