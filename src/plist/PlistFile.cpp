@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -208,23 +209,24 @@ Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
     return {};
 }
 
-// A binary dictionary may name a key twice, which XML cannot say: written as XML, the later value
-// would win when read back, and a key just stored would seem lost. The first is the one read, so it
-// is the one kept.
-plist_t withoutRepeatedKeys(plist_t dict) {
-    plist_t unique = plist_new_dict();
+// A binary dictionary may name a key twice, which XML cannot say: written back as XML, the later
+// value would win, so a key just stored could seem lost. Such a file is refused rather than
+// rewritten; the helper only reads the top level. Keys with a NUL were refused before parsing,
+// so walking the keys is safe.
+bool repeatsAKey(plist_t dict) {
+    std::set<std::string> seen;
     plist_dict_iter it = nullptr;
     plist_dict_new_iter(dict, &it);
+    bool repeated = false;
     for (;;) {
         char* key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(dict, it, &key, &value);
+        plist_dict_next_item(dict, it, &key, nullptr);
         if (!key) break;
-        if (!plist_dict_get_item(unique, key)) plist_dict_set_item(unique, key, plist_copy(value));
+        repeated = repeated || !seen.insert(key).second;
         std::free(key);
     }
     std::free(it);
-    return unique;
+    return repeated;
 }
 
 }  // namespace
@@ -278,7 +280,7 @@ Result<void> PlistFile::adopt(const Bytes& terminated, std::size_t size) {
     if (!parsed) return invalid("not a property list");
     if (plist_get_node_type(parsed) != PLIST_DICT)
         return invalid(std::string("its root is ") + typeName(plist_get_node_type(parsed)) + ", not a dictionary");
-    if (binary) owned.reset(withoutRepeatedKeys(parsed));
+    if (binary && repeatsAKey(parsed)) return invalid("a dictionary key appears twice");
     root_ = std::move(owned);
     format_ = binary ? Format::binary : Format::xml;
     return {};
