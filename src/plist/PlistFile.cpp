@@ -46,9 +46,10 @@ const char* typeName(plist_type type) {
 
 // libplist 2.2 frees recursively and expands every reference to a shared binary object in full,
 // so a file of a few hundred bytes could overflow the stack or never finish loading. Real
-// defaults are shallow and small, so anything past these limits is refused before parsing.
+// defaults are shallow and small (the lists are JSON inside one data value), so anything past
+// these limits is refused before parsing.
 constexpr std::size_t maxDepth = 512;
-constexpr std::uint64_t maxValues = std::uint64_t{1} << 20;
+constexpr std::uint64_t maxValues = std::uint64_t{1} << 16;
 
 // Content that can never load: EINVAL, as for a file that is not a regular file.
 Failure invalid(std::string why) { return Failure{std::move(why), EINVAL}; }

@@ -132,7 +132,7 @@ TEST_F(SharedSuite, UnusableAndHostileFilesReadAsEmptyAndSaySoOnce) {
         {binary.substr(0, binary.size() / 2), "not a property list"},
         {seed("deep.xml"), "nested deeper than 512 levels"},
         {seed("deep.bin"), "nested deeper than 512 levels"},
-        {seed("shared.bin"), "more than 1048576 values"},
+        {seed("shared.bin"), "more than 65536 values"},
         {seed("cyclic.bin"), "an object contains itself"},
     };
     for (const auto& [text, reason] : contents) {
