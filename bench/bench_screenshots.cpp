@@ -1,11 +1,13 @@
 // End-to-end figures of the screenshot watcher against a running helper and session bus:
 //   file appears -> "velko.screenshot.captured", one capture at a time;
-//   a burst of captures at once: time to the last notification and the helper's peak memory.
+//   a burst of captures at once: time to the last notification, CPU, and the peak memory of the
+//   helper and of the velko-ocr it runs.
 //   bench_screenshots HELPER IMAGE SCREENSHOT_DIR [captures]
 // Run through bench/run-screenshot-bench, which provides HOME, the folder and the bus.
 #include <unistd.h>
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
@@ -72,16 +74,41 @@ QString stageOutside(const QString& image, const QString& folder, const QString&
     return path;
 }
 
-// User plus system CPU time of the whole process, in seconds.
-double cpuSeconds(qint64 pid) {
+// Fields of /proc/<pid>/stat after the command name, which may hold spaces.
+QList<QByteArray> statFields(qint64 pid) {
     QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly)) return -1;
+    if (!stat.open(QIODevice::ReadOnly)) return {};
     const QByteArray text = stat.readAll();
-    // Fields after the command name, which may hold spaces, start after its closing parenthesis.
-    const auto fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    if (fields.size() < 13) return -1;
-    return static_cast<double>(fields[11].toLongLong() + fields[12].toLongLong()) /
-           static_cast<double>(sysconf(_SC_CLK_TCK));
+    return text.mid(text.lastIndexOf(')') + 2).split(' ');
+}
+
+// The processes the helper runs now: velko-ocr while it has text to read. Each thread has its own
+// children, and velko-ocr is started from a background one.
+QList<qint64> childrenOf(qint64 pid) {
+    QList<qint64> pids;
+    for (const QString& task :
+         QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile file(QStringLiteral("/proc/%1/task/%2/children").arg(pid).arg(task));
+        if (!file.open(QIODevice::ReadOnly)) continue;
+        for (const auto& field : file.readAll().split(' '))
+            if (!field.trimmed().isEmpty()) pids << field.toLongLong();
+    }
+    return pids;
+}
+
+// User plus system CPU time in seconds of the process alone, and of the children it ran (those
+// still running and those it has waited for).
+std::pair<double, double> cpuSeconds(qint64 pid) {
+    const auto tick = static_cast<double>(sysconf(_SC_CLK_TCK));
+    const auto fields = statFields(pid);
+    if (fields.size() < 15) return {-1, -1};
+    double children = static_cast<double>(fields[13].toLongLong() + fields[14].toLongLong()) / tick;
+    for (const qint64 child : childrenOf(pid)) {
+        const auto childFields = statFields(child);
+        if (childFields.size() >= 15)
+            children += static_cast<double>(childFields[11].toLongLong() + childFields[12].toLongLong()) / tick;
+    }
+    return {static_cast<double>(fields[11].toLongLong() + fields[12].toLongLong()) / tick, children};
 }
 
 }  // namespace
@@ -134,7 +161,7 @@ int main(int argc, char** argv) {
         QProcess process;
         if (!startHelper(process, helper)) return 1;
         const long idle = statusKiB(std::to_string(process.processId()), "VmRSS:");
-        const double cpuBefore = cpuSeconds(process.processId());
+        const auto cpuBefore = cpuSeconds(process.processId());
         std::vector<std::pair<QString, QString>> files;
         for (int i = 0; i < captures; ++i) {
             const QString name = QStringLiteral("Screenshot burst %1.png").arg(i);
@@ -150,10 +177,15 @@ int main(int argc, char** argv) {
             },
             600000);
         const double total = std::chrono::duration<double>(Clock::now() - t0).count();
+        const auto cpu = cpuSeconds(process.processId());
+        long readerPeak = 0;
+        for (const qint64 child : childrenOf(process.processId()))
+            readerPeak = std::max(readerPeak, statusKiB(std::to_string(child), "VmHWM:"));
         std::printf(
-            "%d captures at once: %s in %.2f s, using %.1f s of CPU; helper memory %ld KiB idle, peak %ld KiB\n",
-            captures, all ? "all announced" : "NOT all announced", total, cpuSeconds(process.processId()) - cpuBefore,
-            idle, statusKiB(std::to_string(process.processId()), "VmHWM:"));
+            "%d captures at once: %s in %.2f s, using %.1f s of CPU in the helper and %.1f s in velko-ocr; "
+            "helper memory %ld KiB idle, peak %ld KiB; velko-ocr peak %ld KiB\n",
+            captures, all ? "all announced" : "NOT all announced", total, cpu.first - cpuBefore.first,
+            cpu.second - cpuBefore.second, idle, statusKiB(std::to_string(process.processId()), "VmHWM:"), readerPeak);
         process.terminate();
         process.waitForFinished(5000);
     }

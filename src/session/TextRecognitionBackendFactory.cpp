@@ -1,12 +1,28 @@
 #include "session/TextRecognitionBackendFactory.h"
 
-#include "ocr/TesseractRecognizer.h"
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include "ocrworker/TextRecognitionProcess.h"
 
 namespace velko {
 
 TextRecognitionBackendFactory::Choice TextRecognitionBackendFactory::choose() {
-    // Engines load on first use, so a helper that never sees a screenshot never pays for one.
-    return {std::make_unique<TesseractRecognizer>(), {"Text recognition", "Tesseract (LSTM, English)", "built in"}};
+    using namespace std::chrono_literals;
+    // Installed under the prefix's lib/velko-helper; beside the helper in the build tree.
+    const QString dir = QCoreApplication::applicationDirPath();
+    const QString installed = dir + "/../lib/velko-helper/velko-ocr", built = dir + "/velko-ocr";
+    const QFileInfo program(QFileInfo(installed).isExecutable() || !QFileInfo(built).isExecutable() ? installed
+                                                                                                    : built);
+    // Ten seconds keeps a series of screenshots on one engine; two minutes without an answer is a
+    // recognition that hangs, not a slow one.
+    auto recognizer = std::make_unique<TextRecognitionProcess>(program.absoluteFilePath().toStdString(), 10s, 120s);
+    if (!program.isExecutable())
+        return {std::move(recognizer),
+                {"Text recognition", "off",
+                 program.absoluteFilePath().toStdString() + " is missing; no screenshot gets text"}};
+    return {std::move(recognizer),
+            {"Text recognition", "Tesseract (LSTM, English)", "in velko-ocr, started for the first screenshot"}};
 }
 
 }  // namespace velko

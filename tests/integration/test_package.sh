@@ -11,7 +11,7 @@ cpack -G DEB -B "$WORK/package" --config "$VELKO_BIN_DIR/CPackConfig.cmake" >"$W
 DEB="$(ls "$WORK"/package/velko-helper_*.deb)"
 
 depends="$(dpkg-deb -f "$DEB" Depends)"
-for needed in qt6-qpa-plugins xdg-utils libqt6svg6 libqt6widgets6 libqt6dbus6 libplist3 libxcb-xtest0; do
+for needed in qt6-qpa-plugins xdg-utils libqt6svg6 libqt6widgets6 libqt6dbus6 libplist3 libxcb-xtest0 libtesseract5; do
   check "the package depends on $needed" grep -q "\b$needed\b" <<<"$depends"
 done
 
@@ -36,6 +36,7 @@ expected="/etc/xdg/autostart/velko-helper.desktop
 /usr/bin/velko-helper
 /usr/bin/velkoctl
 /usr/lib/systemd/user/velko-helper.service
+/usr/lib/velko-helper/velko-ocr
 /usr/share/applications/velko-helper.desktop
 /usr/share/icons/hicolor/scalable/apps/velko-helper.svg
 /usr/share/icons/hicolor/scalable/status/velko-helper-symbolic.svg
@@ -65,6 +66,7 @@ wait_for "the tray host" grep -q '^ready' "$WORK/host.log"
 HELPER="$ROOT/usr/bin/velko-helper"
 helper_up
 wait_for "its tray item" grep -q '^item' "$WORK/host.log"
+check "the installed helper finds its text recogniser" grep -q 'Text recognition: Tesseract' "$HELPER_LOG"
 ITEM="$(awk '/^item/ {print $2; exit}' "$WORK/host.log")"
 check_eq "the tray icon is found by name in the installed icon theme" "velko-helper-symbolic" \
   "$(dbus-send --session --print-reply --dest="$ITEM" /StatusNotifierItem org.freedesktop.DBus.Properties.Get \

@@ -127,6 +127,20 @@ distinct="$(grep -o '"filename": "[^"]*"' <<<"$burst" | sort -u | wc -l)"
 check_eq "50 pairs, one per capture, each with its text" "50 50 50" \
   "$(wc -l <<<"$burst") $distinct $(grep -c '"ocrText": "Burst"' <<<"$burst")"
 
+# --- velko-ocr reads the text: it ends once idle, and one that dies costs only its captures' text
+reader() { pgrep -P "$HELPER_PID" -x velko-ocr >/dev/null; }
+no_reader() { ! reader; }
+wait_long "velko-ocr to end once idle" 30 no_reader
+check "it ended because it was idle" grep -q 'text recognition idle' "$HELPER_LOG"
+cp "$WORK/hello.png" "$SHOTS/Screenshot killed.png"
+wait_for "velko-ocr to start again" reader
+kill -KILL "$(pgrep -P "$HELPER_PID" -x velko-ocr)"
+wait_for "the capture whose reader died" announced_once "Screenshot killed.png"
+check_eq "a capture whose reader died is staged without text" "" "$(records "Screenshot killed.png" | field ocrText)"
+cp "$WORK/hello.png" "$SHOTS/Screenshot after.png"
+wait_for "the next capture" announced_once "Screenshot after.png"
+check_eq "the next one is read by a fresh velko-ocr" $'Hello\nWorld' "$(records "Screenshot after.png" | field ocrText)"
+
 # --- nothing half-written or readable by others
 check_eq "the staging folder is private" 700 "$(stat -c %a "$STAGING")"
 check_eq "every staged file is private" "" "$(find "$STAGING" -type f ! -perm 600)"
