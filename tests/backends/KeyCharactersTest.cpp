@@ -24,7 +24,7 @@ TEST(KeyCharacters, EachKindOfKeyReportsTheCharactersTheBufferRulesExpect) {
         {XKB_KEY_KP_Enter, "\r", "\x03"},
         {XKB_KEY_ISO_Left_Tab, "\t", "\x19"},
         {XKB_KEY_KP_Up, "", "\xEF\x9C\x80"},  // U+F700
-        {XKB_KEY_dead_acute, "", ""},          // empty clears, nothing would not
+        {XKB_KEY_dead_acute, "", ""},         // empty clears, nothing would not
         {XKB_KEY_XF86AudioPlay, "", ""},
     };
     for (const auto& [keysym, text, expected] : cases)
