@@ -1,0 +1,70 @@
+#include "ocr/PageLayout.h"
+
+#include <algorithm>
+
+#include "ocr/ScreenPreparation.h"
+
+namespace velko {
+namespace {
+
+// Rows per area: enough lines for a recogniser to work on, few enough to spread a page.
+constexpr std::size_t rowsPerArea = 8;
+// Lines under this height (text of about 13 px and less, at 96 dpi) are read twice the size:
+// Tesseract's layout of small glyphs merges and drops them.
+constexpr int smallLineHeight = 15;
+constexpr float smallTextScale = 2.0f;
+
+}  // namespace
+
+std::vector<TextArea> PageLayout::textAreas(TesseractEngine& engine, Pix* prepared) {
+    std::vector<TextArea> areas;
+    PixPtr ink = ScreenPreparation::ink(prepared);
+    if (!ink) return areas;
+    const std::vector<PixelRect> pieces = engine.lineBoxes(ink.get());
+    if (pieces.empty()) return areas;
+    const ReadingOrder order(pieces, {0, 0, pixGetWidth(prepared), pixGetHeight(prepared)});
+    const auto& rows = order.rows();
+    for (std::size_t first = 0; first < rows.size();) {
+        std::size_t end = first + 1;
+        while (end < rows.size() && rows[end].group == rows[first].group && end - first < rowsPerArea) ++end;
+        areas.push_back(areaOf(order, first, end, pieces, ink.get()));
+        first = end;
+    }
+    return areas;
+}
+
+// The rows' lines across their group's cell, trimmed to the ink in it: text that layout missed
+// between and beside them (a single digit, a lone letter) is read with them.
+TextArea PageLayout::areaOf(const ReadingOrder& order, std::size_t firstRow, std::size_t endRow,
+                            const std::vector<PixelRect>& pieces, Pix* ink) {
+    const auto& rows = order.rows();
+    const PixelRect cell = order.groups()[rows[firstRow].group].cell;
+    PixelRect rect{cell.left, pieces[rows[firstRow].pieces.front()].top, cell.right, 0};
+    std::vector<int> heights;
+    for (std::size_t r = firstRow; r < endRow; ++r) {
+        for (const std::size_t p : rows[r].pieces) {
+            rect.top = std::min(rect.top, pieces[p].top);
+            rect.bottom = std::max(rect.bottom, pieces[p].bottom);
+            heights.push_back(pieces[p].height());
+        }
+    }
+    std::nth_element(heights.begin(), heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 2), heights.end());
+    const int height = heights[heights.size() / 2];
+    BoxPtr within(boxCreate(rect.left, rect.top, rect.width(), rect.height()));
+    Box* inkBox = nullptr;
+    if (pixClipBoxToForeground(ink, within.get(), nullptr, &inkBox) == 0 && inkBox) {
+        BoxPtr owned(inkBox);
+        l_int32 x = 0, y = 0, w = 0, h = 0;
+        boxGetGeometry(inkBox, &x, &y, &w, &h);
+        rect = {x, y, x + w, y + h};
+    }
+    // A margin that keeps clear of the lines above and below.
+    const int margin = std::max(2, height / 4);
+    rect.left = std::max(0, rect.left - margin);
+    rect.top = std::max(0, rect.top - margin);
+    rect.right = std::min(pixGetWidth(ink), rect.right + margin);
+    rect.bottom = std::min(pixGetHeight(ink), rect.bottom + margin);
+    return {rect, height < smallLineHeight ? smallTextScale : 1.0f};
+}
+
+}  // namespace velko
