@@ -45,12 +45,17 @@ bool ReadingOrder::peelEdgeBand(const Pieces& pieces, PixelRect cell, std::size_
         Pieces rest;
         std::set_difference(pieces.begin(), pieces.end(), band.begin(), band.end(), std::back_inserter(rest));
         if (edgeBand(pieces, top, static_cast<int>(farBarClearanceHeights * height)).empty()) {
-            // Near the rest, the band is the first row of its columns unless it spans one of their gaps.
+            // Near the rest, the band is the first row of its columns unless it spans one of their
+            // gaps: text on both sides of it, or across its middle.
             const auto restGaps = columnGaps(rest);
-            const bool spans = std::any_of(band.begin(), band.end(), [&](std::size_t i) {
-                return std::any_of(restGaps.begin(), restGaps.end(), [&](const Gap& gap) {
-                    return piece_[i].left < gap.to && piece_[i].right > gap.from;
-                });
+            const bool spans = std::any_of(restGaps.begin(), restGaps.end(), [&](const Gap& gap) {
+                const int middle = (gap.from + gap.to) / 2;
+                bool left = false, right = false;
+                for (const std::size_t i : band) {
+                    if (piece_[i].left < middle && piece_[i].right > middle) return true;
+                    (piece_[i].right <= middle ? left : right) = true;
+                }
+                return left && right;
             });
             if (!restGaps.empty() && !spans) continue;
         }
