@@ -7,7 +7,8 @@
 namespace velko {
 namespace {
 
-// Rows per area: enough lines for a recogniser to work on, few enough to spread a page.
+// Rows per area at most: enough lines for a recogniser to work on, few enough to spread a page.
+// A run of rows is cut into areas of equal size, so that the recognisers finish together.
 constexpr std::size_t rowsPerArea = 8;
 // Lines under this height (text of about 13 px and less, at 96 dpi) are read twice the size:
 // Tesseract's layout of small glyphs merges and drops them.
@@ -26,8 +27,11 @@ std::vector<TextArea> PageLayout::textAreas(TesseractEngine& engine, Pix* prepar
     const auto& rows = order.rows();
     for (std::size_t first = 0; first < rows.size();) {
         std::size_t end = first + 1;
-        while (end < rows.size() && rows[end].group == rows[first].group && end - first < rowsPerArea) ++end;
-        areas.push_back(areaOf(order, first, end, pieces, ink.get()));
+        while (end < rows.size() && rows[end].group == rows[first].group) ++end;
+        const std::size_t count = (end - first + rowsPerArea - 1) / rowsPerArea;
+        for (std::size_t area = 0; area < count; ++area)
+            areas.push_back(areaOf(order, first + (end - first) * area / count,
+                                   first + (end - first) * (area + 1) / count, pieces, ink.get()));
         first = end;
     }
     return areas;

@@ -65,7 +65,15 @@ void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, 
     }
     screenshot->lines.resize(screenshot->areas.size());
     screenshot->unread = screenshot->areas.size();
-    for (std::size_t area = 0; area < screenshot->areas.size(); ++area)
+    // Largest first, so that no recogniser is left with a big area while the others wait.
+    std::vector<std::size_t> bySize(screenshot->areas.size());
+    for (std::size_t area = 0; area < bySize.size(); ++area) bySize[area] = area;
+    const auto size = [&](std::size_t area) {
+        const TextArea& text = screenshot->areas[area];
+        return static_cast<double>(text.rect.width()) * text.rect.height() * text.scale * text.scale;
+    };
+    std::stable_sort(bySize.begin(), bySize.end(), [&](std::size_t a, std::size_t b) { return size(a) > size(b); });
+    for (const std::size_t area : bySize)
         pool_.post(screenshot->ticket,
                    [this, screenshot, area](TesseractEngine& engine) { read(screenshot, area, engine); });
 }
