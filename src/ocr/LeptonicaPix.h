@@ -5,12 +5,14 @@
 
 namespace velko {
 
-// Leptonica images and boxes owned like any other object.
+// Leptonica images, boxes and number arrays owned like any other object.
 struct LeptonicaDeleter {
     void operator()(Pix* pix) const { pixDestroy(&pix); }
     void operator()(Box* box) const { boxDestroy(&box); }
+    void operator()(Numa* numa) const { numaDestroy(&numa); }
 };
 using PixPtr = std::unique_ptr<Pix, LeptonicaDeleter>;
 using BoxPtr = std::unique_ptr<Box, LeptonicaDeleter>;
+using NumaPtr = std::unique_ptr<Numa, LeptonicaDeleter>;
 
 }  // namespace velko

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "ocr/ScreenPreparation.h"
-
 namespace velko {
 namespace {
 
@@ -14,16 +12,42 @@ constexpr std::size_t rowsPerArea = 8;
 // Tesseract's layout of small glyphs merges and drops them.
 constexpr int smallLineHeight = 15;
 constexpr float smallTextScale = 2.0f;
+// Screens from this height on are laid out in two halves when a blank row parts them.
+constexpr int halvedHeight = 400;
 
 }  // namespace
 
-std::vector<TextArea> PageLayout::textAreas(TesseractEngine& engine, Pix* prepared) {
+std::optional<int> PageLayout::halfwayRow(Pix* ink) {
+    const int height = pixGetHeight(ink);
+    if (height < halvedHeight) return std::nullopt;
+    NumaPtr inkPerRow(pixCountPixelsByRow(ink, nullptr));
+    if (!inkPerRow) return std::nullopt;
+    for (int offset = 0; offset < height / 4; ++offset) {
+        for (const int row : {height / 2 - offset, height / 2 + offset}) {
+            l_int32 count = 1;
+            numaGetIValue(inkPerRow.get(), row, &count);
+            if (count == 0) return row;
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<PixelRect> PageLayout::pieces(TesseractEngine& engine, Pix* ink, int top, int bottom) {
+    BoxPtr band(boxCreate(0, top, pixGetWidth(ink), bottom - top));
+    PixPtr part(pixClipRectangle(ink, band.get(), nullptr));
+    if (!part) return {};
+    std::vector<PixelRect> pieces = engine.lineBoxes(part.get());
+    for (PixelRect& piece : pieces) {
+        piece.top += top;
+        piece.bottom += top;
+    }
+    return pieces;
+}
+
+std::vector<TextArea> PageLayout::textAreas(const std::vector<PixelRect>& pieces, Pix* ink) {
     std::vector<TextArea> areas;
-    PixPtr ink = ScreenPreparation::ink(prepared);
-    if (!ink) return areas;
-    const std::vector<PixelRect> pieces = engine.lineBoxes(ink.get());
     if (pieces.empty()) return areas;
-    const ReadingOrder order(pieces, {0, 0, pixGetWidth(prepared), pixGetHeight(prepared)});
+    const ReadingOrder order(pieces, {0, 0, pixGetWidth(ink), pixGetHeight(ink)});
     const auto& rows = order.rows();
     for (std::size_t first = 0; first < rows.size();) {
         std::size_t end = first + 1;
@@ -31,7 +55,7 @@ std::vector<TextArea> PageLayout::textAreas(TesseractEngine& engine, Pix* prepar
         const std::size_t count = (end - first + rowsPerArea - 1) / rowsPerArea;
         for (std::size_t area = 0; area < count; ++area)
             areas.push_back(areaOf(order, first + (end - first) * area / count,
-                                   first + (end - first) * (area + 1) / count, pieces, ink.get()));
+                                   first + (end - first) * (area + 1) / count, pieces, ink));
         first = end;
     }
     return areas;

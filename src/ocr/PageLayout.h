@@ -1,4 +1,5 @@
 #pragma once
+#include <optional>
 #include <vector>
 
 #include "ocr/LeptonicaPix.h"
@@ -14,12 +15,19 @@ struct TextArea {
     float scale = 1.0f;
 };
 
-// Lays a prepared screen out once: Tesseract finds the pieces of text lines, ReadingOrder orders
-// them, and the rows are cut into areas small enough to share among the recognisers.
+// Lays a prepared screen out once: Tesseract finds the pieces of text lines in its ink, in one go
+// or in two halves on two recognisers, ReadingOrder orders them, and the rows are cut into areas
+// small enough to share among the recognisers.
 class PageLayout {
 public:
-    // Areas in reading order; empty when layout finds no text.
-    static std::vector<TextArea> textAreas(TesseractEngine& engine, Pix* prepared);
+    // A blank row of ink near the middle of a screen tall enough to be worth laying out in two
+    // halves, above and below it; nullopt otherwise.
+    static std::optional<int> halfwayRow(Pix* ink);
+    // The pieces of text lines between rows top and bottom of the ink, in screen coordinates;
+    // empty when there are none.
+    static std::vector<PixelRect> pieces(TesseractEngine& engine, Pix* ink, int top, int bottom);
+    // Areas in reading order; empty without pieces.
+    static std::vector<TextArea> textAreas(const std::vector<PixelRect>& pieces, Pix* ink);
 
 private:
     static TextArea areaOf(const ReadingOrder& order, std::size_t firstRow, std::size_t endRow,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -15,7 +16,10 @@ struct TesseractRecognizer::Screenshot {
     std::string path;
     Completion done;
     std::uint64_t ticket = 0;
-    PixPtr prepared;
+    PixPtr prepared, ink;
+    std::mutex mutex;
+    std::vector<PixelRect> pieces;  // of text lines, from each half laid out
+    int halvesToLayOut = 0;
     std::vector<TextArea> areas;
     std::vector<std::vector<std::string>> lines;  // per area, each written by the job reading it
     std::atomic<std::size_t> unread{0};
@@ -57,8 +61,33 @@ void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, 
         screenshot->done(std::nullopt);
         return;
     }
-    screenshot->areas = PageLayout::textAreas(engine, screenshot->prepared.get());
+    screenshot->ink = ScreenPreparation::ink(screenshot->prepared.get());
+    if (!screenshot->ink) {
+        screenshot->done(std::nullopt);
+        return;
+    }
+    // The other half, if any, is laid out by another recogniser meanwhile.
+    const int height = pixGetHeight(screenshot->ink.get());
+    const auto halfway = PageLayout::halfwayRow(screenshot->ink.get());
+    screenshot->halvesToLayOut = halfway ? 2 : 1;
+    if (halfway) {
+        pool_.post(screenshot->ticket, [this, screenshot, from = *halfway, height](TesseractEngine& engine) {
+            layOutPart(screenshot, from, height, engine);
+        });
+    }
+    layOutPart(screenshot, 0, halfway.value_or(height), engine);
+}
+
+void TesseractRecognizer::layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom,
+                                     TesseractEngine& engine) {
+    auto pieces = PageLayout::pieces(engine, screenshot->ink.get(), top, bottom);
     if (cancel_) return;
+    {
+        std::lock_guard lock(screenshot->mutex);
+        screenshot->pieces.insert(screenshot->pieces.end(), pieces.begin(), pieces.end());
+        if (--screenshot->halvesToLayOut != 0) return;
+    }
+    screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get());
     if (screenshot->areas.empty()) {
         screenshot->done(std::vector<TextObservation>{});
         return;
@@ -98,6 +127,7 @@ void TesseractRecognizer::read(const std::shared_ptr<Screenshot>& screenshot, st
         }
     }
     screenshot->prepared.reset();
+    screenshot->ink.reset();
     screenshot->done(std::move(observations));
 }
 

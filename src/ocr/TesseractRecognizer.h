@@ -11,8 +11,9 @@
 namespace velko {
 
 // Tesseract (LSTM engine, English) on screenshots as people take them. Each screenshot is
-// prepared (ScreenPreparation), laid out once (PageLayout), and its areas of a few lines are
-// read by every recogniser of the pool at once; the lines come back in reading order. Engines
+// prepared (ScreenPreparation), laid out once (PageLayout, its halves on two recognisers), and
+// its areas of a few lines are read by every recogniser of the pool at once; the lines come back
+// in reading order. Engines
 // load with their thread's first job, so a helper that never sees a screenshot never pays for one.
 class TesseractRecognizer : public TextRecognizer {
 public:
@@ -31,6 +32,7 @@ private:
     struct Screenshot;
 
     void layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine);
+    void layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom, TesseractEngine& engine);
     void read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area, TesseractEngine& engine);
     static PixPtr load(const std::string& imagePath);
 
