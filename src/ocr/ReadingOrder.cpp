@@ -45,17 +45,21 @@ bool ReadingOrder::peelEdgeBand(const Pieces& pieces, PixelRect cell, std::size_
         Pieces rest;
         std::set_difference(pieces.begin(), pieces.end(), band.begin(), band.end(), std::back_inserter(rest));
         if (edgeBand(pieces, top, static_cast<int>(farBarClearanceHeights * height)).empty()) {
-            // Near the rest, the band is the first row of its columns unless it spans one of their
-            // gaps: text on both sides of it, or across its middle.
+            // Near the rest, the band is the first row of its columns (their headings) unless it
+            // spans one of their gaps: a piece across its middle, or pieces on both sides that
+            // reach well into it.
             const auto restGaps = columnGaps(rest);
             const bool spans = std::any_of(restGaps.begin(), restGaps.end(), [&](const Gap& gap) {
                 const int middle = (gap.from + gap.to) / 2;
-                bool left = false, right = false;
+                int leftEnd = -1, rightStart = -1;
                 for (const std::size_t i : band) {
-                    if (piece_[i].left < middle && piece_[i].right > middle) return true;
-                    (piece_[i].right <= middle ? left : right) = true;
+                    const PixelRect& p = piece_[i];
+                    if (p.left < middle && p.right > middle) return true;
+                    if (p.right <= middle) leftEnd = std::max(leftEnd, p.right);
+                    if (p.left >= middle) rightStart = rightStart < 0 ? p.left : std::min(rightStart, p.left);
                 }
-                return left && right;
+                const int slack = (gap.to - gap.from) / 4;
+                return leftEnd >= 0 && rightStart >= 0 && (leftEnd > gap.from + slack || rightStart < gap.to - slack);
             });
             if (!restGaps.empty() && !spans) continue;
         }
