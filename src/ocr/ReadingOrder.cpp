@@ -16,8 +16,9 @@ constexpr double barClearanceHeights = 1.0;
 constexpr double farBarClearanceHeights = 3.0;
 // Prose runs at least fifteen line heights wide (about thirty characters).
 constexpr double proseWidthHeights = 15;
-// Columns read as rows when nearly all lines of one pair up with the other's, and half the other's.
-constexpr double tableMostPaired = 0.75;
+// Columns read as rows when most lines of one pair up with the other's, and half the other's: line
+// numbers beside code pair up but for empty lines and lone braces, which layout does not find.
+constexpr double tableMostPaired = 0.6;
 constexpr double tableLeastPaired = 0.5;
 
 }  // namespace
@@ -238,7 +239,7 @@ double ReadingOrder::pairedShare(const Pieces& of, const Pieces& with) const {
 bool ReadingOrder::sameRow(std::size_t a, std::size_t b) const {
     const PixelRect &p = piece_[a], &q = piece_[b];
     const int taller = std::max(p.height(), q.height()), shorter = std::min(p.height(), q.height());
-    return 2 * std::abs((p.top + p.bottom) - (q.top + q.bottom)) <= taller && 5 * taller <= 8 * shorter;
+    return 2 * std::abs((p.top + p.bottom) - (q.top + q.bottom)) <= taller && taller <= 2 * shorter;
 }
 
 int ReadingOrder::typicalHeight(const Pieces& pieces) const {
