@@ -69,12 +69,16 @@ TextArea PageLayout::areaOf(const ReadingOrder& order, std::size_t firstRow, std
     const PixelRect cell = order.groups()[rows[firstRow].group].cell;
     PixelRect rect{cell.left, pieces[rows[firstRow].pieces.front()].top, cell.right, 0};
     std::vector<int> heights;
+    std::vector<std::pair<int, int>> bands;
     for (std::size_t r = firstRow; r < endRow; ++r) {
+        std::pair<int, int> band{pieces[rows[r].pieces.front()].top, pieces[rows[r].pieces.front()].bottom};
         for (const std::size_t p : rows[r].pieces) {
-            rect.top = std::min(rect.top, pieces[p].top);
-            rect.bottom = std::max(rect.bottom, pieces[p].bottom);
+            band = {std::min(band.first, pieces[p].top), std::max(band.second, pieces[p].bottom)};
             heights.push_back(pieces[p].height());
         }
+        rect.top = std::min(rect.top, band.first);
+        rect.bottom = std::max(rect.bottom, band.second);
+        bands.push_back(band);
     }
     std::nth_element(heights.begin(), heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 2), heights.end());
     const int height = heights[heights.size() / 2];
@@ -92,7 +96,59 @@ TextArea PageLayout::areaOf(const ReadingOrder& order, std::size_t firstRow, std
     rect.top = std::max(0, rect.top - margin);
     rect.right = std::min(pixGetWidth(ink), rect.right + margin);
     rect.bottom = std::min(pixGetHeight(ink), rect.bottom + margin);
-    return {rect, height < smallLineHeight ? smallTextScale : 1.0f};
+    return {rect, height < smallLineHeight ? smallTextScale : 1.0f, std::move(bands)};
+}
+
+// Tesseract reads an area as a block, and may part a row at a wide gap (the two halves of a
+// directory listing) and give the parts as lines of their own, out of order. Lines side by side
+// are one line again, words left to right, lines top to bottom. The rows are what layout found:
+// one of them that Tesseract read nothing in is an empty line.
+std::vector<std::string> PageLayout::lines(const TextArea& area, const std::vector<ReadWord>& words) {
+    struct Line {
+        int top, bottom;
+        std::vector<const ReadWord*> words;
+    };
+    std::vector<Line> read;
+    for (const ReadWord& word : words) {
+        if (read.size() <= word.line) read.resize(word.line + 1, {1 << 30, -1, {}});
+        Line& line = read[word.line];
+        line.top = std::min(line.top, area.rect.top + static_cast<int>(static_cast<float>(word.box.top) / area.scale));
+        line.bottom =
+            std::max(line.bottom, area.rect.top + static_cast<int>(static_cast<float>(word.box.bottom) / area.scale));
+        line.words.push_back(&word);
+    }
+    for (const auto& [top, bottom] : area.rows) {
+        const bool found = std::any_of(read.begin(), read.end(), [&, top = top, bottom = bottom](const Line& line) {
+            return !line.words.empty() && std::min(bottom, line.bottom) > std::max(top, line.top);
+        });
+        if (!found) read.push_back({top, bottom, {}});
+    }
+    std::erase_if(read, [](const Line& line) { return line.bottom < line.top; });
+    std::stable_sort(read.begin(), read.end(),
+                     [](const Line& a, const Line& b) { return a.top + a.bottom < b.top + b.bottom; });
+    std::vector<Line> merged;
+    for (Line& line : read) {
+        if (!merged.empty() && !line.words.empty() && !merged.back().words.empty()) {
+            Line& last = merged.back();
+            const int overlap = std::min(last.bottom, line.bottom) - std::max(last.top, line.top);
+            if (2 * overlap > std::min(last.bottom - last.top, line.bottom - line.top)) {
+                last.top = std::min(last.top, line.top);
+                last.bottom = std::max(last.bottom, line.bottom);
+                last.words.insert(last.words.end(), line.words.begin(), line.words.end());
+                continue;
+            }
+        }
+        merged.push_back(std::move(line));
+    }
+    std::vector<std::string> text;
+    for (Line& line : merged) {
+        std::stable_sort(line.words.begin(), line.words.end(),
+                         [](const ReadWord* a, const ReadWord* b) { return a->box.left < b->box.left; });
+        std::string joined;
+        for (const ReadWord* word : line.words) joined += (joined.empty() ? "" : " ") + word->text;
+        text.push_back(std::move(joined));
+    }
+    return text;
 }
 
 }  // namespace velko

@@ -1,5 +1,7 @@
 #pragma once
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "ocr/LeptonicaPix.h"
@@ -13,6 +15,8 @@ struct TextArea {
     PixelRect rect;
     // Small text is read enlarged.
     float scale = 1.0f;
+    // Top and bottom of each row, in screen coordinates.
+    std::vector<std::pair<int, int>> rows;
 };
 
 // Lays a prepared screen out once: Tesseract finds the pieces of text lines in its ink, in one go
@@ -28,6 +32,9 @@ public:
     static std::vector<PixelRect> pieces(TesseractEngine& engine, Pix* ink, int top, int bottom);
     // Areas in reading order; empty without pieces.
     static std::vector<TextArea> textAreas(const std::vector<PixelRect>& pieces, Pix* ink);
+    // The text of an area, line by line top to bottom, words left to right; "" for a row of the
+    // area in which nothing was read.
+    static std::vector<std::string> lines(const TextArea& area, const std::vector<ReadWord>& words);
 
 private:
     static TextArea areaOf(const ReadingOrder& order, std::size_t firstRow, std::size_t endRow,

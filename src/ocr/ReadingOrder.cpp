@@ -14,7 +14,7 @@ constexpr int narrowestColumnGap = 8;
 constexpr double columnShareOfHeight = 0.25;
 constexpr double barClearanceHeights = 1.0;
 constexpr double farBarClearanceHeights = 3.0;
-// Prose runs at least fifteen line heights wide (about thirty characters).
+// Prose runs at least fifteen line heights wide (about thirty characters), over three lines or more.
 constexpr double proseWidthHeights = 15;
 // Columns read as rows when most lines of one pair up with the other's, and half the other's: line
 // numbers beside code pair up but for empty lines and lone braces, which layout does not find.
@@ -224,8 +224,18 @@ bool ReadingOrder::isTable(const std::vector<Pieces>& columns) const {
     return true;
 }
 
+// Prose: three lines or more, at least fifteen line heights wide. The halves of one line of a
+// listing are no prose, nor are two short paragraphs side by side.
 bool ReadingOrder::isProse(const Pieces& column) const {
-    return column.size() >= 2 && bounds(column).width() >= proseWidthHeights * typicalHeight(column);
+    if (bounds(column).width() < proseWidthHeights * typicalHeight(column)) return false;
+    Pieces byTop = column;
+    std::sort(byTop.begin(), byTop.end(), [&](std::size_t a, std::size_t b) { return piece_[a].top < piece_[b].top; });
+    int lines = 0, bottom = -1;
+    for (const std::size_t i : byTop) {
+        if (piece_[i].top >= bottom) ++lines;
+        bottom = std::max(bottom, piece_[i].bottom);
+    }
+    return lines >= 3;
 }
 
 double ReadingOrder::pairedShare(const Pieces& of, const Pieces& with) const {

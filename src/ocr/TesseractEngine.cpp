@@ -10,13 +10,6 @@
 namespace velko {
 namespace {
 
-std::string withoutTrailingSpace(const char* text) {
-    std::string line(text ? text : "");
-    while (!line.empty() && (line.back() == '\n' || line.back() == ' ' || line.back() == '\t' || line.back() == '\r'))
-        line.pop_back();
-    return line;
-}
-
 bool stopRequested(void* stop, int) { return static_cast<const std::atomic<bool>*>(stop)->load(); }
 
 }  // namespace
@@ -65,26 +58,33 @@ std::vector<PixelRect> TesseractEngine::lineBoxes(Pix* ink) {
     return boxes;
 }
 
-std::optional<std::vector<std::string>> TesseractEngine::readLines(Pix* image, const std::atomic<bool>& stop) {
+std::optional<std::vector<ReadWord>> TesseractEngine::readWords(Pix* image, const std::atomic<bool>& stop) {
     if (!ready()) return std::nullopt;
     api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
     api_->SetImage(image);
     tesseract::ETEXT_DESC monitor;
     monitor.cancel = &stopRequested;
     monitor.cancel_this = const_cast<std::atomic<bool>*>(&stop);
-    std::optional<std::vector<std::string>> lines;
+    std::optional<std::vector<ReadWord>> words;
     if (api_->Recognize(&monitor) == 0 && !stop) {
-        lines.emplace();
-        std::unique_ptr<tesseract::ResultIterator> line(api_->GetIterator());
-        if (line && !line->Empty(tesseract::RIL_TEXTLINE)) {
+        words.emplace();
+        std::unique_ptr<tesseract::ResultIterator> word(api_->GetIterator());
+        std::size_t line = 0;
+        if (word && !word->Empty(tesseract::RIL_WORD)) {
             do {
-                std::unique_ptr<char[]> text(line->GetUTF8Text(tesseract::RIL_TEXTLINE));
-                lines->push_back(withoutTrailingSpace(text.get()));
-            } while (line->Next(tesseract::RIL_TEXTLINE));
+                if (word->IsAtBeginningOf(tesseract::RIL_TEXTLINE) && !words->empty()) ++line;
+                ReadWord read;
+                std::unique_ptr<char[]> text(word->GetUTF8Text(tesseract::RIL_WORD));
+                read.text = text ? text.get() : "";
+                read.line = line;
+                if (!read.text.empty() && word->BoundingBox(tesseract::RIL_WORD, &read.box.left, &read.box.top,
+                                                            &read.box.right, &read.box.bottom))
+                    words->push_back(std::move(read));
+            } while (word->Next(tesseract::RIL_WORD));
         }
     }
     api_->Clear();
-    return lines;
+    return words;
 }
 
 }  // namespace velko

@@ -14,6 +14,13 @@ class TessBaseAPI;
 
 namespace velko {
 
+// A word as read, with its box in the image it was read from and the line Tesseract put it on.
+struct ReadWord {
+    std::string text;
+    PixelRect box;
+    std::size_t line = 0;
+};
+
 // One Tesseract (LSTM engine, English) for one thread at a time: layout of a whole screen, and
 // recognition of a few lines of it.
 class TesseractEngine {
@@ -28,9 +35,9 @@ public:
     // Boxes of the pieces of text lines that layout finds in a 1-bpp image (ink set), in no
     // particular order; empty when there is no text or the engine is not ready.
     std::vector<PixelRect> lineBoxes(Pix* ink);
-    // The text lines of an image of a few lines, top to bottom, "" for a line with nothing
-    // readable; nullopt when stop became true or recognition failed.
-    std::optional<std::vector<std::string>> readLines(Pix* image, const std::atomic<bool>& stop);
+    // The words of an image of a few lines, line by line; nullopt when stop became true or
+    // recognition failed.
+    std::optional<std::vector<ReadWord>> readWords(Pix* image, const std::atomic<bool>& stop);
 
 private:
     std::unique_ptr<tesseract::TessBaseAPI> api_;

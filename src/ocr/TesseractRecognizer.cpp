@@ -111,10 +111,10 @@ void TesseractRecognizer::read(const std::shared_ptr<Screenshot>& screenshot, st
                                TesseractEngine& engine) {
     const TextArea& text = screenshot->areas[area];
     PixPtr image = ScreenPreparation::area(screenshot->prepared.get(), text.rect, text.scale);
-    // An area that cannot be cut out or read gives no lines; the rest of the screenshot still counts.
-    auto lines = image ? engine.readLines(image.get(), cancel_) : std::nullopt;
+    // An area that cannot be cut out or read gives its rows without text; the rest still counts.
+    auto words = image ? engine.readWords(image.get(), cancel_) : std::nullopt;
     if (cancel_) return;
-    if (lines) screenshot->lines[area] = std::move(*lines);
+    screenshot->lines[area] = PageLayout::lines(text, words.value_or(std::vector<ReadWord>{}));
     if (--screenshot->unread != 0) return;
 
     std::vector<TextObservation> observations;
