@@ -47,7 +47,7 @@ void TesseractRecognizer::recognizeText(const std::string& imagePath, Completion
 
 void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine) {
     if (!engine.ready()) {
-        screenshot->done(std::nullopt);
+        finish(*screenshot, std::nullopt);
         return;
     }
     PixPtr image = load(screenshot->path);
@@ -58,12 +58,12 @@ void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, 
     }
     image.reset();
     if (!screenshot->prepared) {
-        screenshot->done(std::nullopt);
+        finish(*screenshot, std::nullopt);
         return;
     }
     screenshot->ink = ScreenPreparation::ink(screenshot->prepared.get());
     if (!screenshot->ink) {
-        screenshot->done(std::nullopt);
+        finish(*screenshot, std::nullopt);
         return;
     }
     // The other half, if any, is laid out by another recogniser meanwhile.
@@ -89,7 +89,7 @@ void TesseractRecognizer::layOutPart(const std::shared_ptr<Screenshot>& screensh
     }
     screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get());
     if (screenshot->areas.empty()) {
-        screenshot->done(std::vector<TextObservation>{});
+        finish(*screenshot, std::vector<TextObservation>{});
         return;
     }
     screenshot->lines.resize(screenshot->areas.size());
@@ -128,7 +128,12 @@ void TesseractRecognizer::read(const std::shared_ptr<Screenshot>& screenshot, st
     }
     screenshot->prepared.reset();
     screenshot->ink.reset();
-    screenshot->done(std::move(observations));
+    finish(*screenshot, std::move(observations));
+}
+
+// Nothing is reported once the recogniser is going away.
+void TesseractRecognizer::finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations) {
+    if (!cancel_) screenshot.done(std::move(observations));
 }
 
 PixPtr TesseractRecognizer::load(const std::string& imagePath) {

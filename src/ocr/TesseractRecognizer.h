@@ -34,6 +34,7 @@ private:
     void layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine);
     void layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom, TesseractEngine& engine);
     void read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area, TesseractEngine& engine);
+    void finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations);
     static PixPtr load(const std::string& imagePath);
 
     std::atomic<bool> cancel_{false};
