@@ -1,43 +1,31 @@
 #include "ocr/TesseractRecognizer.h"
 
-#include <leptonica/allheaders.h>
-#include <omp.h>
-#include <sys/resource.h>
-#include <tesseract/baseapi.h>
-#include <tesseract/ocrclass.h>
-#include <tesseract/resultiterator.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "ocr/PageLayout.h"
+#include "ocr/ScreenPreparation.h"
 
 namespace velko {
-namespace {
 
-// Nice value of the recogniser threads: background work that must not slow the desktop.
-constexpr int utilityNice = 10;
-
-std::string withoutTrailingSpace(const char* text) {
-    std::string line(text ? text : "");
-    while (!line.empty() && (line.back() == '\n' || line.back() == ' ' || line.back() == '\t' || line.back() == '\r'))
-        line.pop_back();
-    return line;
-}
-
-struct PixDeleter {
-    void operator()(Pix* pix) const { pixDestroy(&pix); }
+// One screenshot being read: its prepared image and areas, shared by the jobs that read them.
+struct TesseractRecognizer::Screenshot {
+    std::string path;
+    Completion done;
+    std::uint64_t ticket = 0;
+    PixPtr prepared, ink;
+    std::mutex mutex;
+    std::vector<PixelRect> pieces;  // of text lines, from each half laid out
+    int halvesToLayOut = 0;
+    std::vector<TextArea> areas;
+    std::vector<std::vector<std::string>> lines;  // per area, each written by the job reading it
+    std::atomic<std::size_t> unread{0};
 };
 
-}  // namespace
-
-TesseractRecognizer::TesseractRecognizer(std::size_t maxRecognizers)
-    : pool_("velko-ocr", maxRecognizers, [] {
-          ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), utilityNice);
-          // No OpenMP team for this thread's parallel regions (a per-thread setting): one core per
-          // recognition, as the class comment explains.
-          omp_set_max_active_levels(0);
-      }) {
+TesseractRecognizer::TesseractRecognizer(std::size_t maxRecognizers) : pool_(maxRecognizers) {
     // Decoding failures are reported once, in the helper's own words.
     setMsgSeverity(L_SEVERITY_NONE);
 }
@@ -45,81 +33,123 @@ TesseractRecognizer::TesseractRecognizer(std::size_t maxRecognizers)
 // Running recognitions stop at their next word; the pool then drops what is queued.
 TesseractRecognizer::~TesseractRecognizer() { cancel_ = true; }
 
-std::size_t TesseractRecognizer::defaultPoolSize() { return std::thread::hardware_concurrency() > 1 ? 2 : 1; }
+std::size_t TesseractRecognizer::defaultPoolSize() {
+    return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 4);
+}
 
 void TesseractRecognizer::recognizeText(const std::string& imagePath, Completion done) {
-    pool_.async([this, imagePath, done = std::move(done)] { recognize(imagePath, done); });
+    auto screenshot = std::make_shared<Screenshot>();
+    screenshot->path = imagePath;
+    screenshot->done = std::move(done);
+    screenshot->ticket = pool_.newTicket();
+    pool_.post(screenshot->ticket, [this, screenshot](TesseractEngine& engine) { layOut(screenshot, engine); });
 }
 
-bool TesseractRecognizer::cancelRequested(void* self, int) {
-    return static_cast<TesseractRecognizer*>(self)->cancel_.load();
-}
-
-void TesseractRecognizer::recognize(const std::string& imagePath, const Completion& done) {
-    // One engine per pool thread, loaded by its first job.
-    thread_local std::unique_ptr<tesseract::TessBaseAPI> engine;
-    thread_local bool engineFailed = false;
-    if (!engine && !engineFailed) {
-        engine = std::make_unique<tesseract::TessBaseAPI>();
-        if (engine->Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) {
-            std::fputs("velko-helper: Tesseract has no English LSTM model; screenshots are staged without text\n",
-                       stderr);
-            engine.reset();
-            engineFailed = true;
-        } else {
-            engine->SetPageSegMode(tesseract::PSM_AUTO);
-            engine->SetVariable("debug_file", "/dev/null");  // its chatter is not the user's concern
-        }
-    }
-    if (!engine) {
-        done(std::nullopt);
+void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine) {
+    if (!engine.ready()) {
+        finish(*screenshot, std::nullopt);
         return;
     }
+    PixPtr image = load(screenshot->path);
+    if (image) {
+        screenshot->prepared = ScreenPreparation::prepare(image.get());
+        if (!screenshot->prepared)
+            std::fputs("velko-helper: a screenshot could not be prepared; staged without text\n", stderr);
+    }
+    image.reset();
+    if (!screenshot->prepared) {
+        finish(*screenshot, std::nullopt);
+        return;
+    }
+    screenshot->ink = ScreenPreparation::ink(screenshot->prepared.get());
+    if (!screenshot->ink) {
+        finish(*screenshot, std::nullopt);
+        return;
+    }
+    // The other half, if any, is laid out by another recogniser meanwhile.
+    const int height = pixGetHeight(screenshot->ink.get());
+    const auto halfway = PageLayout::halfwayRow(screenshot->ink.get());
+    screenshot->halvesToLayOut = halfway ? 2 : 1;
+    if (halfway) {
+        pool_.post(screenshot->ticket, [this, screenshot, from = *halfway, height](TesseractEngine& engine) {
+            layOutPart(screenshot, from, height, engine);
+        });
+    }
+    layOutPart(screenshot, 0, halfway.value_or(height), engine);
+}
 
+void TesseractRecognizer::layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom,
+                                     TesseractEngine& engine) {
+    auto pieces = PageLayout::pieces(engine, screenshot->ink.get(), top, bottom);
+    if (cancel_) return;
+    {
+        std::lock_guard lock(screenshot->mutex);
+        screenshot->pieces.insert(screenshot->pieces.end(), pieces.begin(), pieces.end());
+        if (--screenshot->halvesToLayOut != 0) return;
+    }
+    screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get());
+    if (screenshot->areas.empty()) {
+        finish(*screenshot, std::vector<TextObservation>{});
+        return;
+    }
+    screenshot->lines.resize(screenshot->areas.size());
+    screenshot->unread = screenshot->areas.size();
+    // Largest first, so that no recogniser is left with a big area while the others wait.
+    std::vector<std::size_t> bySize(screenshot->areas.size());
+    for (std::size_t area = 0; area < bySize.size(); ++area) bySize[area] = area;
+    const auto size = [&](std::size_t area) {
+        const TextArea& text = screenshot->areas[area];
+        return static_cast<double>(text.rect.width()) * text.rect.height() * text.scale * text.scale;
+    };
+    std::stable_sort(bySize.begin(), bySize.end(), [&](std::size_t a, std::size_t b) { return size(a) > size(b); });
+    for (const std::size_t area : bySize)
+        pool_.post(screenshot->ticket,
+                   [this, screenshot, area](TesseractEngine& engine) { read(screenshot, area, engine); });
+}
+
+void TesseractRecognizer::read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area,
+                               TesseractEngine& engine) {
+    const TextArea& text = screenshot->areas[area];
+    PixPtr image = ScreenPreparation::area(screenshot->prepared.get(), text.rect, text.scale);
+    // An area that cannot be cut out or read gives its rows without text; the rest still counts.
+    auto words = image ? engine.readWords(image.get(), cancel_) : std::nullopt;
+    if (cancel_) return;
+    screenshot->lines[area] = PageLayout::lines(text, words.value_or(std::vector<ReadWord>{}));
+    if (--screenshot->unread != 0) return;
+
+    std::vector<TextObservation> observations;
+    for (auto& areaLines : screenshot->lines) {
+        for (auto& line : areaLines) {
+            TextObservation observation;
+            // A line of nothing but spaces has no reading worth keeping.
+            if (!line.empty()) observation.candidates.push_back(std::move(line));
+            observations.push_back(std::move(observation));
+        }
+    }
+    screenshot->prepared.reset();
+    screenshot->ink.reset();
+    finish(*screenshot, std::move(observations));
+}
+
+// Nothing is reported once the recogniser is going away.
+void TesseractRecognizer::finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations) {
+    if (!cancel_) screenshot.done(std::move(observations));
+}
+
+PixPtr TesseractRecognizer::load(const std::string& imagePath) {
     l_int32 format = 0, width = 0, height = 0, bps = 0, spp = 0, colormap = 0;
     if (pixReadHeader(imagePath.c_str(), &format, &width, &height, &bps, &spp, &colormap) != 0) {
         std::fputs("velko-helper: a screenshot is not a readable image; staged without text\n", stderr);
-        done(std::nullopt);
-        return;
+        return nullptr;
     }
     if (static_cast<long long>(width) * height > maxPixels) {
         std::fprintf(stderr, "velko-helper: a %dx%d screenshot is too large to read; staged without text\n", width,
                      height);
-        done(std::nullopt);
-        return;
+        return nullptr;
     }
-    std::unique_ptr<Pix, PixDeleter> pix(pixRead(imagePath.c_str()));
-    if (!pix) {
-        std::fputs("velko-helper: a screenshot could not be decoded; staged without text\n", stderr);
-        done(std::nullopt);
-        return;
-    }
-
-    engine->SetImage(pix.get());
-    tesseract::ETEXT_DESC monitor;
-    monitor.cancel = &TesseractRecognizer::cancelRequested;
-    monitor.cancel_this = this;
-    const bool recognized = engine->Recognize(&monitor) == 0;
-    if (cancel_) return;
-
-    std::optional<std::vector<TextObservation>> observations;
-    if (recognized) {
-        observations.emplace();
-        std::unique_ptr<tesseract::ResultIterator> line(engine->GetIterator());
-        if (line && !line->Empty(tesseract::RIL_TEXTLINE)) {
-            do {
-                std::unique_ptr<char[]> text(line->GetUTF8Text(tesseract::RIL_TEXTLINE));
-                TextObservation observation;
-                // A line of nothing but spaces has no reading worth keeping.
-                if (auto reading = withoutTrailingSpace(text.get()); !reading.empty())
-                    observation.candidates.push_back(std::move(reading));
-                observations->push_back(std::move(observation));
-            } while (line->Next(tesseract::RIL_TEXTLINE));
-        }
-    }
-    engine->Clear();
-    pix.reset();
-    done(std::move(observations));
+    PixPtr image(pixRead(imagePath.c_str()));
+    if (!image) std::fputs("velko-helper: a screenshot could not be decoded; staged without text\n", stderr);
+    return image;
 }
 
 }  // namespace velko

@@ -1,17 +1,20 @@
 #pragma once
 #include <atomic>
 #include <cstddef>
+#include <memory>
+#include <string>
 
+#include "ocr/LeptonicaPix.h"
+#include "ocr/RecognitionPool.h"
 #include "platform/TextRecognizer.h"
-#include "posix/WorkerThread.h"
 
 namespace velko {
 
-// Tesseract (LSTM engine, English, automatic page segmentation) in a small pool of recogniser
-// threads. Each thread owns one engine, loaded by its first job; threads start only as the queue
-// needs them, so a burst of screenshots waits its turn instead of loading an engine per file.
-// Each engine runs single-threaded at a lower priority, which on a small machine is several times
-// faster than letting OpenMP spread one recognition over every core.
+// Tesseract (LSTM engine, English) on screenshots as people take them. Each screenshot is
+// prepared (ScreenPreparation), laid out once (PageLayout, its halves on two recognisers), and
+// its areas of a few lines are read by every recogniser of the pool at once; the lines come back
+// in reading order. Engines
+// load with their thread's first job, so a helper that never sees a screenshot never pays for one.
 class TesseractRecognizer : public TextRecognizer {
 public:
     explicit TesseractRecognizer(std::size_t maxRecognizers = defaultPoolSize());
@@ -20,17 +23,22 @@ public:
 
     void recognizeText(const std::string& imagePath, Completion done) override;
 
-    // Two, or one on a single-core machine.
+    // One per core, at most four: each holds a model in memory.
     static std::size_t defaultPoolSize();
     // Larger images are not decoded: a few kilobytes of PNG can claim gigabytes as a bitmap.
     static constexpr long long maxPixels = 100'000'000;
 
 private:
-    void recognize(const std::string& imagePath, const Completion& done);
-    static bool cancelRequested(void* self, int words);
+    struct Screenshot;
+
+    void layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine);
+    void layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom, TesseractEngine& engine);
+    void read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area, TesseractEngine& engine);
+    void finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations);
+    static PixPtr load(const std::string& imagePath);
 
     std::atomic<bool> cancel_{false};
-    WorkerThread pool_;  // last, so that its threads end while cancel_ still exists
+    RecognitionPool pool_;  // last, so that its threads end while cancel_ still exists
 };
 
 }  // namespace velko

@@ -1,0 +1,88 @@
+#include "ocr/RecognitionPool.h"
+
+#include <omp.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+// Tesseract's LSTM runs the four gates of every time step as OpenMP parallel sections. With one
+// thread per engine, libgomp still builds a team and ends it with a futex wake each time: some
+// 300,000 system calls for a dense screen, a seventh of its recognition time. Defined in the
+// helper itself, these take precedence over libgomp's for libtesseract, and run the sections in
+// order on the calling thread, which is what a team of one does.
+namespace {
+thread_local unsigned sectionCount = 0, nextSection = 0;
+}  // namespace
+
+extern "C" void GOMP_parallel_sections(void (*run)(void*), void* data, unsigned, unsigned count, unsigned) {
+    const unsigned outerCount = sectionCount, outerNext = nextSection;
+    sectionCount = count;
+    nextSection = 1;
+    run(data);
+    sectionCount = outerCount;
+    nextSection = outerNext;
+}
+extern "C" unsigned GOMP_sections_next() { return nextSection <= sectionCount ? nextSection++ : 0; }
+extern "C" void GOMP_sections_end_nowait() {}
+
+namespace velko {
+namespace {
+
+// Nice value of the recogniser threads: background work that must not slow the desktop.
+constexpr int utilityNice = 10;
+
+}  // namespace
+
+RecognitionPool::RecognitionPool(std::size_t maxThreads) : maxThreads_(std::max<std::size_t>(1, maxThreads)) {}
+
+RecognitionPool::~RecognitionPool() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+        jobs_.clear();
+    }
+    ready_.notify_all();
+    for (auto& thread : threads_) thread.join();
+}
+
+std::uint64_t RecognitionPool::newTicket() {
+    std::lock_guard lock(mutex_);
+    return nextTicket_++;
+}
+
+void RecognitionPool::post(std::uint64_t ticket, Job job) {
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_) return;
+        jobs_.emplace(std::make_pair(ticket, nextArrival_++), std::move(job));
+        if (idle_ < jobs_.size() && threads_.size() < maxThreads_) threads_.emplace_back(&RecognitionPool::run, this);
+    }
+    ready_.notify_one();
+}
+
+void RecognitionPool::run() {
+    pthread_setname_np(pthread_self(), "velko-ocr");
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), utilityNice);
+    // No OpenMP team for this thread's parallel regions (a per-thread setting): on a small machine
+    // one engine per core is several times faster than OpenMP spreading one engine over them.
+    omp_set_max_active_levels(0);
+    TesseractEngine engine;  // loaded by its first job
+    for (;;) {
+        Job job;
+        {
+            std::unique_lock lock(mutex_);
+            ++idle_;
+            ready_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
+            --idle_;
+            if (stopping_) return;
+            auto first = jobs_.begin();
+            job = std::move(first->second);
+            jobs_.erase(first);
+        }
+        job(engine);
+    }
+}
+
+}  // namespace velko

@@ -1,0 +1,47 @@
+#pragma once
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ocr/LeptonicaPix.h"
+#include "ocr/ReadingOrder.h"
+
+namespace tesseract {
+class TessBaseAPI;
+}
+
+namespace velko {
+
+// A word as read, with its box in the image it was read from and the line Tesseract put it on.
+struct ReadWord {
+    std::string text;
+    PixelRect box;
+    std::size_t line = 0;
+};
+
+// One Tesseract (LSTM engine, English) for one thread at a time: layout of a whole screen, and
+// recognition of a few lines of it.
+class TesseractEngine {
+public:
+    TesseractEngine();
+    ~TesseractEngine();
+    TesseractEngine(const TesseractEngine&) = delete;
+    TesseractEngine& operator=(const TesseractEngine&) = delete;
+
+    // Loads the model on first use; false when it cannot be loaded (said once per process).
+    bool ready();
+    // Boxes of the pieces of text lines that layout finds in a 1-bpp image (ink set), in no
+    // particular order; empty when there is no text or the engine is not ready.
+    std::vector<PixelRect> lineBoxes(Pix* ink);
+    // The words of an image of a few lines, line by line; nullopt when stop became true or
+    // recognition failed.
+    std::optional<std::vector<ReadWord>> readWords(Pix* image, const std::atomic<bool>& stop);
+
+private:
+    std::unique_ptr<tesseract::TessBaseAPI> api_;
+    bool failed_ = false;
+};
+
+}  // namespace velko

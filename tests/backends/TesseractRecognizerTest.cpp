@@ -1,0 +1,58 @@
+#include "ocr/TesseractRecognizer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <future>
+#include <string>
+
+#include "Core/ScreenshotWatcher.h"
+#include "fakes/TempDir.h"
+
+namespace velko::test {
+namespace {
+
+// ImageMagick draws the screens with DejaVu Sans, as the integration tests do.
+void draw(const std::string& path, const std::string& size, const std::string& background, const std::string& drawing) {
+    const std::string command = "convert -size " + size + " xc:'" + background + "' -font DejaVu-Sans -pointsize 24 " +
+                                drawing + " '" + path + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+std::string read(TesseractRecognizer& recognizer, const std::string& path) {
+    std::promise<std::string> text;
+    recognizer.recognizeText(path, [&](std::optional<std::vector<TextObservation>> observations) {
+        text.set_value(observations ? ScreenshotWatcher::joinRecognizedLines(*observations) : "(not read)");
+    });
+    return text.get_future().get();
+}
+
+TEST(TesseractRecognizer, ReadsADarkPageAndATableInTheOrderAPersonDoes) {
+    TempDir dir;
+    TesseractRecognizer recognizer(2);
+
+    // Light text on a dark page under a blue bar; a short column beside a longer one whose lines
+    // do not line up with it.
+    draw(dir / "dark.png", "900x330", "#202124",
+         "-fill '#1a73e8' -draw 'rectangle 0,0 900,70' -fill white -annotate +30+47 Settings "
+         "-fill '#e8eaed' -annotate +30+150 General -annotate +30+215 Privacy -annotate +30+280 Updates "
+         "-annotate +330+170 'Automatic updates are on' -annotate +330+225 'Last checked today'");
+    EXPECT_EQ(read(recognizer, dir / "dark.png"),
+              "Settings\nGeneral\nPrivacy\nUpdates\nAutomatic updates are on\nLast checked today");
+
+    // A grid of cells with borders, read row by row.
+    std::string grid = "-stroke '#b0b0b0' -fill none";
+    for (const int y : {20, 90, 160, 230})
+        grid += " -draw 'line 20," + std::to_string(y) + " 680," + std::to_string(y) + "'";
+    for (const int x : {20, 260, 470, 680})
+        grid += " -draw 'line " + std::to_string(x) + ",20 " + std::to_string(x) + ",230'";
+    draw(dir / "table.png", "700x250", "white",
+         grid +
+             " -stroke none -fill black -annotate +35+65 Name -annotate +275+65 Qty -annotate +485+65 Price "
+             "-annotate +35+135 Apples -annotate +275+135 12 -annotate +485+135 3.40 "
+             "-annotate +35+205 Pears -annotate +275+205 7 -annotate +485+205 2.10");
+    EXPECT_EQ(read(recognizer, dir / "table.png"), "Name Qty Price\nApples 12 3.40\nPears 7 2.10");
+}
+
+}  // namespace
+}  // namespace velko::test
