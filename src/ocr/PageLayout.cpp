@@ -8,6 +8,8 @@ namespace {
 // Rows per area at most: enough lines for a recogniser to work on, few enough to spread a page.
 // A run of rows is cut into areas of equal size, so that the recognisers finish together.
 constexpr std::size_t rowsPerArea = 8;
+// Fewer rows than this give Tesseract too little to go on for a line of its own.
+constexpr std::size_t minRowsPerArea = 2;
 // Lines under this height (text of about 13 px and less, at 96 dpi) are read twice the size:
 // Tesseract's layout of small glyphs merges and drops them.
 constexpr int smallLineHeight = 15;
@@ -44,19 +46,41 @@ std::vector<PixelRect> PageLayout::pieces(TesseractEngine& engine, Pix* ink, int
     return pieces;
 }
 
-std::vector<TextArea> PageLayout::textAreas(const std::vector<PixelRect>& pieces, Pix* ink) {
+std::vector<TextArea> PageLayout::textAreas(const std::vector<PixelRect>& pieces, Pix* ink, std::size_t recognisers) {
     std::vector<TextArea> areas;
     if (pieces.empty()) return areas;
     const ReadingOrder order(pieces, {0, 0, pixGetWidth(ink), pixGetHeight(ink)});
     const auto& rows = order.rows();
+    struct Run {
+        std::size_t first, end, count;
+    };
+    std::vector<Run> runs;
+    std::size_t total = 0;
     for (std::size_t first = 0; first < rows.size();) {
         std::size_t end = first + 1;
         while (end < rows.size() && rows[end].group == rows[first].group) ++end;
-        const std::size_t count = (end - first + rowsPerArea - 1) / rowsPerArea;
-        for (std::size_t area = 0; area < count; ++area)
-            areas.push_back(areaOf(order, first + (end - first) * area / count,
-                                   first + (end - first) * (area + 1) / count, pieces, ink));
+        runs.push_back({first, end, (end - first + rowsPerArea - 1) / rowsPerArea});
+        total += runs.back().count;
         first = end;
+    }
+    // A small screen is parted further, so that no recogniser waits while another reads it all.
+    while (total < recognisers) {
+        Run* widest = nullptr;
+        for (Run& run : runs) {
+            const std::size_t perArea = (run.end - run.first) / (run.count + 1);
+            if (perArea >= minRowsPerArea &&
+                (!widest || (run.end - run.first) * widest->count > (widest->end - widest->first) * run.count))
+                widest = &run;
+        }
+        if (!widest) break;
+        ++widest->count;
+        ++total;
+    }
+    for (const Run& run : runs) {
+        const std::size_t length = run.end - run.first;
+        for (std::size_t area = 0; area < run.count; ++area)
+            areas.push_back(areaOf(order, run.first + length * area / run.count,
+                                   run.first + length * (area + 1) / run.count, pieces, ink));
     }
     return areas;
 }

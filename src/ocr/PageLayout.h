@@ -30,8 +30,8 @@ public:
     // The pieces of text lines between rows top and bottom of the ink, in screen coordinates;
     // empty when there are none.
     static std::vector<PixelRect> pieces(TesseractEngine& engine, Pix* ink, int top, int bottom);
-    // Areas in reading order; empty without pieces.
-    static std::vector<TextArea> textAreas(const std::vector<PixelRect>& pieces, Pix* ink);
+    // Areas in reading order, at least one per recogniser where the rows allow; empty without pieces.
+    static std::vector<TextArea> textAreas(const std::vector<PixelRect>& pieces, Pix* ink, std::size_t recognisers);
     // The text of an area, line by line top to bottom, words left to right; "" for a row of the
     // area in which nothing was read.
     static std::vector<std::string> lines(const TextArea& area, const std::vector<ReadWord>& words);

@@ -26,6 +26,7 @@ public:
     // Lets running jobs finish and drops the queued ones.
     ~RecognitionPool();
 
+    std::size_t size() const { return maxThreads_; }
     // A ticket later than every one handed out before.
     std::uint64_t newTicket();
     // Queues job under ticket; it runs on one of the threads with that thread's engine. Dropped

@@ -87,7 +87,7 @@ void TesseractRecognizer::layOutPart(const std::shared_ptr<Screenshot>& screensh
         screenshot->pieces.insert(screenshot->pieces.end(), pieces.begin(), pieces.end());
         if (--screenshot->halvesToLayOut != 0) return;
     }
-    screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get());
+    screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get(), pool_.size());
     if (screenshot->areas.empty()) {
         finish(*screenshot, std::vector<TextObservation>{});
         return;
