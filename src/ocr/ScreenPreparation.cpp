@@ -47,7 +47,9 @@ PixPtr ScreenPreparation::area(Pix* prepared, PixelRect rect, float scale) {
 PixPtr ScreenPreparation::grey(Pix* screenshot) {
     // A transparent part of a capture (a window's shadow) is seen over white.
     PixPtr opaque;
-    if (pixGetDepth(screenshot) == 32 && pixGetSpp(screenshot) == 4)
+    l_int32 alreadyOpaque = 0;
+    if (pixGetDepth(screenshot) == 32 && pixGetSpp(screenshot) == 4 &&
+        (pixAlphaIsOpaque(screenshot, &alreadyOpaque) != 0 || !alreadyOpaque))
         opaque = owned(pixAlphaBlendUniform(screenshot, 0xffffff00));
     Pix* colour = opaque ? opaque.get() : screenshot;
     if (pixGetDepth(colour) == 32) return owned(pixConvertRGBToGray(colour, redWeight, greenWeight, blueWeight));
@@ -66,6 +68,8 @@ void ScreenPreparation::turnDarkRegionsLight(Pix* grey) {
     if (!cells) return;
     PixPtr darkCells = owned(pixThresholdToBinary(cells.get(), darkBelow));
     PixPtr regionCores = owned(pixOpenBrick(nullptr, darkCells.get(), regionCells, regionCells));
+    l_int32 none = 1;
+    if (!regionCores || pixZero(regionCores.get(), &none) != 0 || none) return;
     PixPtr seeds = owned(pixExpandBinaryReplicate(regionCores.get(), cellSize, cellSize));
 
     PixPtr dark = owned(pixThresholdToBinary(grey, darkBelow));
