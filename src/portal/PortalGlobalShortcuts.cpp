@@ -18,7 +18,6 @@ namespace {
 
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString& portalPath = PortalRequest::portalPath;
-const QString& sessionInterface = PortalRequest::sessionInterface;
 const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 // The basename of the helper's desktop entry, which names it in the desktop's shortcut settings.
 const QString applicationId = QStringLiteral("velko-helper");
@@ -72,29 +71,13 @@ PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, QObject* paren
     : PortalGlobalShortcuts(std::move(bus), Timeouts{}, parent) {}
 
 PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, Timeouts timeouts, QObject* parent)
-    : QObject(parent),
-      bus_(std::move(bus)),
-      timeouts_(timeouts),
-      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
+    : PortalSession(std::move(bus), shortcutsInterface, "hotkeys", timeouts.step, parent), timeouts_(timeouts) {
     qDBusRegisterMetaType<ShortcutEntry>();
     qDBusRegisterMetaType<QList<ShortcutEntry>>();
-    connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
-        if (status_.state == State::unavailable) return;
-        sessionPath_.clear();  // went with the portal
-        fail("the desktop portal went away");
-    });
-}
-
-PortalGlobalShortcuts::~PortalGlobalShortcuts() {
-    dropRequest();
-    if (!sessionPath_.isEmpty()) PortalRequest::close(bus_, portalOwner_, sessionPath_, sessionInterface);
 }
 
 bool PortalGlobalShortcuts::create(const std::vector<Combination>& combinations, Callback callback) {
-    ++attempt_;
-    step_ = Step::none;
-    dropRequest();
-    endSession();
+    const unsigned attempt = begin();
     callback_ = {};
     bound_.clear();
     for (const Combination& combination : combinations) {
@@ -118,7 +101,7 @@ bool PortalGlobalShortcuts::create(const std::vector<Combination>& combinations,
     }
     callback_ = std::move(callback);
     setStatus({State::starting, {}});
-    ask(attempt_);
+    ask(attempt);
     return true;
 }
 
@@ -138,63 +121,13 @@ void PortalGlobalShortcuts::ask(unsigned attempt) {
         });
         return;
     }
-    // Also starts a portal that is activated on demand, and names the instance that answers.
-    auto message = QDBusMessage::createMethodCall(
-        portalService, portalPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    message << shortcutsInterface << QStringLiteral("version");
-    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeouts_.step.count())), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt] {
-        watcher->deleteLater();
-        if (!current(attempt)) return;
-        const QDBusMessage reply = watcher->reply();
-        if (reply.type() != QDBusMessage::ReplyMessage)
-            return fail("the desktop portal offers no global shortcuts (" + reply.errorMessage().toStdString() + ")");
-        portalOwner_ = reply.service();
+    findPortal(QStringLiteral("version"), "the desktop portal offers no global shortcuts", [this](const QVariant&) {
         bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
                      SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
         bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
                      SLOT(onShortcutsChanged(QDBusMessage)));
-        request(Step::createSession, QStringLiteral("CreateSession"), {},
-                {{QStringLiteral("session_handle_token"), PortalRequest::newToken()}}, timeouts_.step);
+        createSession("the shortcuts were declined", [this] { bind(); });
     });
-}
-
-void PortalGlobalShortcuts::request(Step step, const QString& method, QVariantList arguments, QVariantMap options,
-                                    std::chrono::milliseconds timeout) {
-    dropRequest();
-    step_ = step;
-    pending_ = new PortalRequest(
-        bus_, portalOwner_, {shortcutsInterface, method, std::move(arguments), std::move(options), timeout},
-        [this](uint response, const QVariantMap& results) { onResponse(response, results); },
-        [this](const std::string& reason) { fail(reason); }, this);
-}
-
-void PortalGlobalShortcuts::dropRequest() {
-    if (!pending_) return;
-    pending_->cancel();
-    pending_->deleteLater();
-    pending_ = nullptr;
-}
-
-void PortalGlobalShortcuts::onResponse(uint response, const QVariantMap& results) {
-    if (status_.state != State::starting) return;
-    dropRequest();
-    const Step step = std::exchange(step_, Step::none);
-    if (response == 1) return fail("the shortcuts were declined");
-    if (response != 0) return fail("the desktop portal ended the request");
-
-    if (step == Step::createSession) {
-        sessionPath_ = PortalRequest::pathText(results.value(QStringLiteral("session_handle")));
-        if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
-        bus_.connect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
-                     SLOT(onSessionClosed(QVariantMap)));
-        bind();
-    } else if (step == Step::bindShortcuts) {
-        takeTriggers(results.value(QStringLiteral("shortcuts")));
-        if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
-        std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
-        setStatus({State::ready, {}});
-    }
 }
 
 void PortalGlobalShortcuts::bind() {
@@ -203,9 +136,14 @@ void PortalGlobalShortcuts::bind() {
         entries.push_back({QString::fromStdString(s.id),
                            {{QStringLiteral("description"), QString::fromStdString(s.description)},
                             {QStringLiteral("preferred_trigger"), QString::fromStdString(s.preferredTrigger)}}});
-    request(Step::bindShortcuts, QStringLiteral("BindShortcuts"),
+    request(QStringLiteral("BindShortcuts"),
             {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entries), QString()}, {},
-            timeouts_.bind);
+            timeouts_.bind, "the shortcuts were declined", [this](const QVariantMap& results) {
+                takeTriggers(results.value(QStringLiteral("shortcuts")));
+                if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
+                std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
+                setStatus({State::ready, {}});
+            });
 }
 
 void PortalGlobalShortcuts::takeTriggers(const QVariant& shortcuts) {
@@ -230,7 +168,7 @@ void PortalGlobalShortcuts::takeTriggers(const QVariant& shortcuts) {
 
 void PortalGlobalShortcuts::onActivated(const QDBusObjectPath& session, const QString& id, qulonglong,
                                         const QVariantMap&) {
-    if (status_.state != State::ready || session.path() != sessionPath_ || !callback_) return;
+    if (state().state != State::ready || session.path() != sessionPath_ || !callback_) return;
     const std::string name = id.toStdString();
     for (const Shortcut& s : bound_)
         if (s.id == name) {
@@ -241,7 +179,7 @@ void PortalGlobalShortcuts::onActivated(const QDBusObjectPath& session, const QS
 
 void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage& message) {
     const auto arguments = message.arguments();
-    if (status_.state != State::ready || arguments.size() < 2) return;
+    if (state().state != State::ready || arguments.size() < 2) return;
     if (PortalRequest::pathText(arguments[0]) != sessionPath_) return;
     const auto before = triggers_;
     takeTriggers(arguments[1]);
@@ -267,43 +205,17 @@ std::string PortalGlobalShortcuts::triggersText() const {
     return text;
 }
 
-void PortalGlobalShortcuts::onSessionClosed(const QVariantMap&) {
-    if (status_.state == State::unavailable) return;
-    sessionPath_.clear();  // gone already
-    fail("the desktop closed the shortcuts session");
-}
-
-void PortalGlobalShortcuts::endSession() {
+void PortalGlobalShortcuts::sessionEnding() {
     if (!portalOwner_.isEmpty()) {
         bus_.disconnect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
                         SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
         bus_.disconnect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
                         SLOT(onShortcutsChanged(QDBusMessage)));
     }
-    if (!sessionPath_.isEmpty()) {
-        bus_.disconnect(portalOwner_, sessionPath_, sessionInterface, QStringLiteral("Closed"), this,
-                        SLOT(onSessionClosed(QVariantMap)));
-        PortalRequest::close(bus_, portalOwner_, sessionPath_, sessionInterface);
-        sessionPath_.clear();
-    }
     if (!triggers_.empty()) {
         triggers_.clear();
         for (const auto& handler : triggersHandlers_) handler();
     }
-}
-
-void PortalGlobalShortcuts::fail(const std::string& reason) {
-    step_ = Step::none;
-    dropRequest();  // which takes down a dialog still on screen
-    endSession();
-    std::fprintf(stderr, "velko-helper: no hotkeys through the desktop portal: %s\n", reason.c_str());
-    setStatus({State::unavailable, reason});
-}
-
-void PortalGlobalShortcuts::setStatus(Status status) {
-    if (status == status_) return;
-    status_ = std::move(status);
-    if (stateHandler_) stateHandler_(status_);
 }
 
 }  // namespace velko

@@ -89,49 +89,51 @@ std::unique_ptr<DBusNotificationCenter> ControlRunnerLink::openLink() {
     return std::make_unique<DBusNotificationCenter>();
 }
 
-int ControlRunnerLink::ping(const ControlRequest& request) {
+int ControlRunnerLink::ask(const std::function<void(LinkClient&)>& send) {
     auto link = openLink();
     if (!link) return Code::noHelper;
     QtMainQueue queue;
     SteadyClock clock;
     LinkClient client(*link, queue, clock);
-    client.ping(request.timeout, [&request](const LinkClient::Answer& answer) {
-        int code = Code::done;
-        if (answer.kind == LinkClient::Answer::Kind::none)
-            code = noAnswer(request.timeout);
-        else if (!HelperConstants::PongPayload::fromJson(answer.object))
-            code = Console::fail("the answer is not a pong record: " + ControlOutput::escaped(answer.object));
-        else
-            code = Console::printed(answer.object + "\n" + ControlOutput::roundTrip(answer.roundTrip) + "\n");
-        QCoreApplication::exit(code);
-    });
+    send(client);
     return QCoreApplication::exec();
 }
 
-int ControlRunnerLink::paste(const ControlRequest& request) {
-    auto link = openLink();
-    if (!link) return Code::noHelper;
-    QtMainQueue queue;
-    SteadyClock clock;
-    LinkClient client(*link, queue, clock);
-    client.paste(request.notification, request.timeout, [&request](const LinkClient::Answer& answer) {
-        int code = Code::done;
-        switch (answer.kind) {
-            case LinkClient::Answer::Kind::none:
+int ControlRunnerLink::ping(const ControlRequest& request) {
+    return ask([&request](LinkClient& client) {
+        client.ping(request.timeout, [&request](const LinkClient::Answer& answer) {
+            int code = Code::done;
+            if (answer.kind == LinkClient::Answer::Kind::none)
                 code = noAnswer(request.timeout);
-                break;
-            case LinkClient::Answer::Kind::degraded:
-                code = Console::fail("the helper has no input access (" + ControlOutput::escaped(answer.object) +
-                                     "); nothing was pasted");
-                break;
-            case LinkClient::Answer::Kind::pong:
-                code = Console::printed(request.notification + " taken: the helper presses " + request.keys +
-                                        " in the focused window, if there is one\n");
-                break;
-        }
-        QCoreApplication::exit(code);
+            else if (!HelperConstants::PongPayload::fromJson(answer.object))
+                code = Console::fail("the answer is not a pong record: " + ControlOutput::escaped(answer.object));
+            else
+                code = Console::printed(answer.object + "\n" + ControlOutput::roundTrip(answer.roundTrip) + "\n");
+            QCoreApplication::exit(code);
+        });
     });
-    return QCoreApplication::exec();
+}
+
+int ControlRunnerLink::paste(const ControlRequest& request) {
+    return ask([&request](LinkClient& client) {
+        client.paste(request.notification, request.timeout, [&request](const LinkClient::Answer& answer) {
+            int code = Code::done;
+            switch (answer.kind) {
+                case LinkClient::Answer::Kind::none:
+                    code = noAnswer(request.timeout);
+                    break;
+                case LinkClient::Answer::Kind::degraded:
+                    code = Console::fail("the helper has no input access (" + ControlOutput::escaped(answer.object) +
+                                         "); nothing was pasted");
+                    break;
+                case LinkClient::Answer::Kind::pong:
+                    code = Console::printed(request.notification + " taken: the helper presses " + request.keys +
+                                            " in the focused window, if there is one\n");
+                    break;
+            }
+            QCoreApplication::exit(code);
+        });
+    });
 }
 
 int ControlRunnerLink::watch(const ControlRequest& request) {

@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <memory>
 
 #include "velkoctl/ControlRequest.h"
@@ -6,6 +7,7 @@
 namespace velko {
 
 class DBusNotificationCenter;
+class LinkClient;
 
 // The commands that talk to the helper over the session bus: ping, paste, watch, status, hotkey.
 // Each returns the exit status; no bus, or no helper where one must answer, is noHelper.
@@ -20,6 +22,8 @@ public:
 private:
     // nullptr, after saying why, when the session bus cannot be reached.
     std::unique_ptr<DBusNotificationCenter> openLink();
+    // send with a client of the link, then the Qt loop until an answer exits it.
+    int ask(const std::function<void(LinkClient&)>& send);
 };
 
 }  // namespace velko

@@ -1,0 +1,126 @@
+#include "portal/PortalSession.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusVariant>
+#include <cstdio>
+#include <utility>
+
+#include "portal/PortalRequest.h"
+
+namespace velko {
+namespace {
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+
+}  // namespace
+
+PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string what,
+                             std::chrono::milliseconds stepTimeout, QObject* parent)
+    : QObject(parent),
+      bus_(std::move(bus)),
+      interface_(std::move(interface)),
+      stepTimeout_(stepTimeout),
+      what_(std::move(what)),
+      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
+    connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
+        if (status_.state == State::unavailable) return;
+        sessionPath_.clear();  // went with the portal
+        fail("the desktop portal went away");
+    });
+}
+
+PortalSession::~PortalSession() {
+    dropRequest();
+    if (!sessionPath_.isEmpty())
+        PortalRequest::close(bus_, portalOwner_, sessionPath_, PortalRequest::sessionInterface);
+}
+
+unsigned PortalSession::begin() {
+    endSession();
+    return ++attempt_;
+}
+
+void PortalSession::findPortal(const QString& property, const std::string& missing,
+                               std::function<void(const QVariant&)> found) {
+    auto message =
+        QDBusMessage::createMethodCall(portalService, PortalRequest::portalPath,
+                                       QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    message << interface_ << property;
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, watcher, attempt = attempt_, missing, found = std::move(found)] {
+                watcher->deleteLater();
+                if (!current(attempt)) return;
+                const QDBusMessage reply = watcher->reply();
+                if (reply.type() != QDBusMessage::ReplyMessage)
+                    return fail(missing + " (" + reply.errorMessage().toStdString() + ")");
+                portalOwner_ = reply.service();
+                found(reply.arguments().value(0).value<QDBusVariant>().variant());
+            });
+}
+
+void PortalSession::request(const QString& method, QVariantList arguments, QVariantMap options,
+                            std::chrono::milliseconds timeout, std::string declined, Granted granted) {
+    dropRequest();
+    pending_ = new PortalRequest(
+        bus_, portalOwner_, {interface_, method, std::move(arguments), std::move(options), timeout},
+        [this, declined = std::move(declined), granted = std::move(granted)](uint response,
+                                                                             const QVariantMap& results) {
+            if (status_.state != State::starting) return;
+            dropRequest();  // deleted later, so what this holds lives on meanwhile
+            if (response == 1) return fail(declined);
+            if (response != 0) return fail("the desktop portal ended the request");
+            granted(results);
+        },
+        [this](const std::string& reason) { fail(reason); }, this);
+}
+
+void PortalSession::createSession(std::string declined, std::function<void()> opened) {
+    request(QStringLiteral("CreateSession"), {}, {{QStringLiteral("session_handle_token"), PortalRequest::newToken()}},
+            stepTimeout_, std::move(declined), [this, opened = std::move(opened)](const QVariantMap& results) {
+                sessionPath_ = PortalRequest::pathText(results.value(QStringLiteral("session_handle")));
+                if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
+                bus_.connect(portalOwner_, sessionPath_, PortalRequest::sessionInterface, QStringLiteral("Closed"),
+                             this, SLOT(onSessionClosed(QVariantMap)));
+                opened();
+            });
+}
+
+void PortalSession::onSessionClosed(const QVariantMap&) {
+    if (status_.state == State::unavailable) return;
+    sessionPath_.clear();  // gone already
+    fail(closedReason());
+}
+
+void PortalSession::dropRequest() {
+    if (!pending_) return;
+    pending_->cancel();
+    pending_->deleteLater();
+    pending_ = nullptr;
+}
+
+void PortalSession::endSession() {
+    dropRequest();  // which takes down a dialog still on screen
+    sessionEnding();
+    if (!sessionPath_.isEmpty()) {
+        bus_.disconnect(portalOwner_, sessionPath_, PortalRequest::sessionInterface, QStringLiteral("Closed"), this,
+                        SLOT(onSessionClosed(QVariantMap)));
+        PortalRequest::close(bus_, portalOwner_, sessionPath_, PortalRequest::sessionInterface);
+        sessionPath_.clear();
+    }
+}
+
+void PortalSession::fail(const std::string& reason) {
+    endSession();
+    std::fprintf(stderr, "velko-helper: no %s through the desktop portal: %s\n", what_.c_str(), reason.c_str());
+    setStatus({State::unavailable, reason});
+}
+
+void PortalSession::setStatus(Status status) {
+    if (status == status_) return;
+    status_ = std::move(status);
+    if (stateHandler_) stateHandler_(status_);
+}
+
+}  // namespace velko
