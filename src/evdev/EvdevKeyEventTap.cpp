@@ -107,6 +107,11 @@ void EvdevKeyEventTap::setHotkeys(std::vector<ShortcutTrigger> hotkeys) {
     translator_.setHotkeys(std::move(hotkeys));
 }
 
+void EvdevKeyEventTap::setLayout(std::uint32_t layout) {
+    const std::lock_guard lock(translatorMutex_);
+    translator_.setLayout(layout);
+}
+
 bool EvdevKeyEventTap::open(const std::string& name) {
     if (open_.count(name)) return true;
     const std::string path = devices_.directory + "/" + name;

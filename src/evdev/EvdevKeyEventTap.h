@@ -40,6 +40,9 @@ public:
     bool start(Handler handler) override;
     // Replaces the hotkeys left out of the typing; callable from any thread.
     void setHotkeys(std::vector<ShortcutTrigger> hotkeys);
+    // The desktop switched layouts: keys from now on are read with the keymap's layout of this
+    // index. Callable from any thread.
+    void setLayout(std::uint32_t layout);
 
     // EVIOCGBIT: reports key events, letters among them (not a power button, a mouse or a lid).
     static bool hasLetterKeys(int fd);
@@ -65,7 +68,7 @@ private:
     Devices devices_;
     Handler handler_;
     bool started_ = false;
-    std::mutex translatorMutex_;  // setHotkeys against the reader
+    std::mutex translatorMutex_;  // setHotkeys and setLayout against the reader
     EvdevKeyTranslator translator_;
     std::map<std::string, Device> open_;  // by file name; the reader's alone once it runs
     int nextId_ = 0;

@@ -87,6 +87,19 @@ void EvdevKeyTranslator::release(std::uint16_t code) {
         xkb_state_update_key(state_, code + KeyTable::xKeycodeOffset, XKB_KEY_UP);
 }
 
+// A fresh state locked to the layout, with the locked modifiers (Caps Lock) and the held keys
+// carried over: setting the layout on the state itself would undo what the held keys did.
+void EvdevKeyTranslator::setLayout(std::uint32_t layout) {
+    if (!state_ || layout >= xkb_keymap_num_layouts(keymap_)) return;
+    xkb_state* fresh = xkb_state_new(keymap_);
+    if (!fresh) return;
+    xkb_state_update_mask(fresh, 0, 0, xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED), 0, 0, layout);
+    for (std::uint16_t code = 0; code < keyCount; ++code)
+        if (holders_[code] > 0) xkb_state_update_key(fresh, code + KeyTable::xKeycodeOffset, XKB_KEY_DOWN);
+    xkb_state_unref(state_);
+    state_ = fresh;
+}
+
 void EvdevKeyTranslator::forget(int device) {
     const auto found = down_.find(device);
     if (found == down_.end()) return;

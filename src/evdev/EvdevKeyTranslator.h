@@ -38,6 +38,9 @@ public:
     // The device is gone or lost events: the keys it held are let go, so a Shift held there does
     // not stay down for the other keyboards.
     void forget(int device);
+    // The desktop switched to the keymap's layout (group) of this index; held keys stay held.
+    // An index the keymap does not have is ignored.
+    void setLayout(std::uint32_t layout);
     // Presses matching one of these are the desktop's hotkeys; they leave the typing alone.
     void setHotkeys(std::vector<ShortcutTrigger> hotkeys) { hotkeys_ = std::move(hotkeys); }
 

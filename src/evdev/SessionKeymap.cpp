@@ -177,4 +177,6 @@ SessionKeymap::Found SessionKeymap::find() {
     return find([](const char* name) { return std::getenv(name); }, gsettingsSources, plasmaKxkbrc);
 }
 
+std::optional<std::string> SessionKeymap::gnomeSources() { return gsettingsSources(); }
+
 }  // namespace velko

@@ -32,6 +32,8 @@ public:
     static Found fromXServer(const std::string& display);
     static Found fromNames(const Names& names);
 
+    // What `gsettings get org.gnome.desktop.input-sources sources` prints; nullopt without GNOME's settings.
+    static std::optional<std::string> gnomeSources();
     // `gsettings get org.gnome.desktop.input-sources sources`, e.g. "[('xkb', 'de'), ('xkb', 'us+dvorak')]":
     // the xkb sources in order; nullopt when there is none.
     static std::optional<Names> fromGnomeSources(const std::string& gsettingsOutput);

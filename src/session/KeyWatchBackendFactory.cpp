@@ -1,7 +1,11 @@
 #include "session/KeyWatchBackendFactory.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "evdev/EvdevKeyEventTap.h"
 #include "evdev/SessionKeymap.h"
+#include "gnome/GnomeInputSources.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "session/NoKeyEventTap.h"
 #include "x11/X11KeyEventTap.h"
@@ -47,8 +51,25 @@ KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSessi
     auto tap = std::make_unique<EvdevKeyEventTap>(mainQueue, keymap.text, hotkeyTriggers(hotkeys), devices);
     if (hotkeys)
         hotkeys->addTriggersHandler([hotkeys, evdev = tap.get()] { evdev->setHotkeys(hotkeyTriggers(hotkeys)); });
-    const std::string count = std::to_string(keyboards) + (keyboards == 1 ? " keyboard" : " keyboards");
-    return {std::move(tap), {"Typed keys", "evdev", session.reason + "; " + count + ", keymap: " + keymap.source}};
+    std::string reason = session.reason + "; " + std::to_string(keyboards) +
+                         (keyboards == 1 ? " keyboard" : " keyboards") + ", keymap: " + keymap.source;
+    // GNOME switches layouts itself (Super+Space), and only its focused window hears of it. Its
+    // keymap, Xwayland's included, has its xkb sources as layouts, in their order.
+    std::unique_ptr<QObject> layoutWatch;
+    const char* desktop = std::getenv("XDG_CURRENT_DESKTOP");
+    if (desktop && std::strstr(desktop, "GNOME") && keymap.source.rfind("XKB_DEFAULT_", 0) != 0) {
+        const auto sources = SessionKeymap::gnomeSources();
+        const auto names = sources ? SessionKeymap::fromGnomeSources(*sources) : std::nullopt;
+        if (names && names->layout.find(',') != std::string::npos) {
+            auto watch = std::make_unique<GnomeInputSources>(
+                QDBusConnection::sessionBus(), *sources,
+                [evdev = tap.get()](std::uint32_t layout) { evdev->setLayout(layout); });
+            watch->start();
+            layoutWatch = std::move(watch);
+            reason += ", following GNOME's input source";
+        }
+    }
+    return {std::move(tap), {"Typed keys", "evdev", reason}, std::move(layoutWatch)};
 }
 
 }  // namespace velko

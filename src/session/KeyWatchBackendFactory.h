@@ -1,4 +1,5 @@
 #pragma once
+#include <QObject>
 #include <memory>
 
 #include "platform/BackendChoice.h"
@@ -16,6 +17,8 @@ public:
     struct Choice {
         std::unique_ptr<KeyEventTap> tap;
         BackendChoice choice;
+        // Tells the tap which of the keymap's layouts the desktop switched to; it must go before the tap.
+        std::unique_ptr<QObject> layoutWatch = {};
     };
     // hotkeys, when set, is the portal whose reported triggers the typing leaves alone (it must
     // outlive the tap); without it, the triggers the helper prefers.

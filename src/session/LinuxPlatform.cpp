@@ -81,6 +81,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
 
     auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_, hotkeys.portal);
     keyEventTap_ = std::move(keys.tap);
+    layoutWatch_ = std::move(keys.layoutWatch);
     chose(keys.choice);
     auto clipboard = ClipboardBackendFactory::choose(session_);
     pasteboard_ = std::move(clipboard.pasteboard);

@@ -1,4 +1,5 @@
 #pragma once
+#include <QObject>
 #include <memory>
 
 #include "platform/BackendChoice.h"
@@ -60,6 +61,7 @@ private:
     std::shared_ptr<SyntheticKeyboard> keyboard_;
     std::shared_ptr<AccessibilityTrust> trust_;
     std::unique_ptr<KeyEventTap> keyEventTap_;
+    std::unique_ptr<QObject> layoutWatch_;  // after the tap, so that it goes first
     std::unique_ptr<Pasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;
     std::unique_ptr<QtWindowSystem> windows_;
