@@ -179,4 +179,6 @@ SessionKeymap::Found SessionKeymap::find() {
 
 std::optional<std::string> SessionKeymap::gnomeSources() { return gsettingsSources(); }
 
+std::optional<std::string> SessionKeymap::plasmaSettings() { return plasmaKxkbrc(); }
+
 }  // namespace velko

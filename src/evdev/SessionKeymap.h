@@ -34,6 +34,8 @@ public:
 
     // What `gsettings get org.gnome.desktop.input-sources sources` prints; nullopt without GNOME's settings.
     static std::optional<std::string> gnomeSources();
+    // Plasma's kxkbrc; nullopt without one.
+    static std::optional<std::string> plasmaSettings();
     // `gsettings get org.gnome.desktop.input-sources sources`, e.g. "[('xkb', 'de'), ('xkb', 'us+dvorak')]":
     // the xkb sources in order; nullopt when there is none.
     static std::optional<Names> fromGnomeSources(const std::string& gsettingsOutput);

@@ -1,11 +1,11 @@
 #include "session/KeyWatchBackendFactory.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "evdev/EvdevKeyEventTap.h"
 #include "evdev/SessionKeymap.h"
 #include "gnome/GnomeInputSources.h"
+#include "plasma/PlasmaKeyboardLayouts.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "session/NoKeyEventTap.h"
 #include "x11/X11KeyEventTap.h"
@@ -33,6 +33,35 @@ std::vector<ShortcutTrigger> hotkeyTriggers(const PortalGlobalShortcuts* portal)
     return triggers;
 }
 
+bool severalLayouts(const std::optional<SessionKeymap::Names>& names) {
+    return names && names->layout.find(',') != std::string::npos;
+}
+
+// GNOME and Plasma switch layouts themselves (Super+Space, Meta+Alt+K), and only the focused
+// window hears of it. Their keymaps, Xwayland's included, have their layouts in the order of
+// their settings. Keymaps from XKB_DEFAULT_* are none of theirs.
+std::unique_ptr<QObject> followLayouts(const SessionKeymap::Found& keymap, EvdevKeyEventTap& tap) {
+    const char* variable = std::getenv("XDG_CURRENT_DESKTOP");
+    const std::string desktop = variable ? variable : "";
+    if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
+    const auto setLayout = [evdev = &tap](std::uint32_t layout) { evdev->setLayout(layout); };
+    if (desktop.find("GNOME") != std::string::npos) {
+        const auto sources = SessionKeymap::gnomeSources();
+        if (!sources || !severalLayouts(SessionKeymap::fromGnomeSources(*sources))) return nullptr;
+        auto watch = std::make_unique<GnomeInputSources>(QDBusConnection::sessionBus(), *sources, setLayout);
+        watch->start();
+        return watch;
+    }
+    if (desktop.find("KDE") != std::string::npos) {
+        const auto settings = SessionKeymap::plasmaSettings();
+        if (!settings || !severalLayouts(SessionKeymap::fromPlasmaSettings(*settings))) return nullptr;
+        auto watch = std::make_unique<PlasmaKeyboardLayouts>(QDBusConnection::sessionBus(), setLayout);
+        watch->start();
+        return watch;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSession& session, MainQueue& mainQueue,
@@ -53,22 +82,8 @@ KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSessi
         hotkeys->addTriggersHandler([hotkeys, evdev = tap.get()] { evdev->setHotkeys(hotkeyTriggers(hotkeys)); });
     std::string reason = session.reason + "; " + std::to_string(keyboards) +
                          (keyboards == 1 ? " keyboard" : " keyboards") + ", keymap: " + keymap.source;
-    // GNOME switches layouts itself (Super+Space), and only its focused window hears of it. Its
-    // keymap, Xwayland's included, has its xkb sources as layouts, in their order.
-    std::unique_ptr<QObject> layoutWatch;
-    const char* desktop = std::getenv("XDG_CURRENT_DESKTOP");
-    if (desktop && std::strstr(desktop, "GNOME") && keymap.source.rfind("XKB_DEFAULT_", 0) != 0) {
-        const auto sources = SessionKeymap::gnomeSources();
-        const auto names = sources ? SessionKeymap::fromGnomeSources(*sources) : std::nullopt;
-        if (names && names->layout.find(',') != std::string::npos) {
-            auto watch = std::make_unique<GnomeInputSources>(
-                QDBusConnection::sessionBus(), *sources,
-                [evdev = tap.get()](std::uint32_t layout) { evdev->setLayout(layout); });
-            watch->start();
-            layoutWatch = std::move(watch);
-            reason += ", following GNOME's input source";
-        }
-    }
+    std::unique_ptr<QObject> layoutWatch = followLayouts(keymap, *tap);
+    if (layoutWatch) reason += ", following the desktop's layout switches";
     return {std::move(tap), {"Typed keys", "evdev", reason}, std::move(layoutWatch)};
 }
 

@@ -1,0 +1,39 @@
+#include "plasma/PlasmaKeyboardLayouts.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <utility>
+
+namespace velko {
+namespace {
+
+const QString service = QStringLiteral("org.kde.keyboard");
+const QString path = QStringLiteral("/Layouts");
+const QString interface = QStringLiteral("org.kde.KeyboardLayouts");
+constexpr int askTimeoutMs = 5000;
+
+}  // namespace
+
+PlasmaKeyboardLayouts::PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, QObject* parent)
+    : QObject(parent), bus_(std::move(bus)), changed_(std::move(changed)) {}
+
+void PlasmaKeyboardLayouts::start() {
+    bus_.connect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
+    const auto ask = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("getLayout"));
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(ask, askTimeoutMs), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        // A switch announced meanwhile is newer than this answer.
+        const QDBusPendingReply<uint> reply = *watcher;
+        if (!layout_ && reply.isValid()) onLayoutChanged(reply.value());
+    });
+}
+
+void PlasmaKeyboardLayouts::onLayoutChanged(uint layout) {
+    if (layout_ == layout) return;
+    layout_ = layout;
+    changed_(layout);
+}
+
+}  // namespace velko

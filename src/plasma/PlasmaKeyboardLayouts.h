@@ -1,0 +1,33 @@
+#pragma once
+#include <QDBusConnection>
+#include <QObject>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace velko {
+
+// Which of Plasma's keyboard layouts is in use: KWin announces every switch on the session bus
+// (org.kde.keyboard /Layouts, layoutChanged) with the layout's index in the list of the keyboard
+// settings, the order of the keymap's layouts.
+class PlasmaKeyboardLayouts : public QObject {
+    Q_OBJECT
+public:
+    using Changed = std::function<void(std::uint32_t layout)>;
+
+    // changed is called on the Qt loop with the layout in use once start() has asked for it, then
+    // at every switch.
+    PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, QObject* parent = nullptr);
+
+    void start();
+
+private slots:
+    void onLayoutChanged(uint layout);
+
+private:
+    QDBusConnection bus_;
+    Changed changed_;
+    std::optional<std::uint32_t> layout_;
+};
+
+}  // namespace velko
