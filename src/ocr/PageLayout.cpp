@@ -17,6 +17,15 @@ constexpr float smallTextScale = 2.0f;
 // Screens from this height on are laid out in two halves when a blank row parts them.
 constexpr int halvedHeight = 400;
 
+// Tesseract reads an area as one block of lines of one size: a heading among small lines is
+// dropped as noise, so lines of very different heights go into areas of their own.
+int rowHeight(const std::vector<PixelRect>& pieces, const ReadingOrder::Row& row) {
+    int height = 0;
+    for (const std::size_t p : row.pieces) height = std::max(height, pieces[p].height());
+    return height;
+}
+bool alike(int a, int b) { return std::max(a, b) <= 2 * std::min(a, b); }
+
 }  // namespace
 
 std::optional<int> PageLayout::halfwayRow(Pix* ink) {
@@ -58,7 +67,9 @@ std::vector<TextArea> PageLayout::textAreas(const std::vector<PixelRect>& pieces
     std::size_t total = 0;
     for (std::size_t first = 0; first < rows.size();) {
         std::size_t end = first + 1;
-        while (end < rows.size() && rows[end].group == rows[first].group) ++end;
+        while (end < rows.size() && rows[end].group == rows[first].group &&
+               alike(rowHeight(pieces, rows[end - 1]), rowHeight(pieces, rows[end])))
+            ++end;
         runs.push_back({first, end, (end - first + rowsPerArea - 1) / rowsPerArea});
         total += runs.back().count;
         first = end;

@@ -7,16 +7,19 @@ namespace {
 constexpr float redWeight = 0.2126f, greenWeight = 0.7152f, blueWeight = 0.0722f;
 // Darker than this is a dark background, or ink once the background is white.
 constexpr int darkBelow = 128;
-// Side of the cells in which the background is judged, and how many cells a dark region needs
-// each way: 16 px of dark background is more than any stroke of text at 192 dpi.
-constexpr int cellSize = 8;
-constexpr int regionCells = 2;
+// Side of the cells in which the background is judged, and how many cells of dark background a
+// dark region needs across and along: 24 by 40 px fits in a title bar 27 px high, not in the
+// stems and joins of bold text up to about 150 pt.
+constexpr int cellSize = 4;
+constexpr int regionCells = 6, regionLength = 10;
 // Light text on a dark region shows as holes in it; larger holes are light panels in a dark page.
 constexpr int textHoleWidth = 200, textHoleHeight = 80;
-// Thicker than any stroke of text: what the flattening takes for background.
+// Thicker than the strokes of body text: what the flattening takes for background. Ink darker
+// than keptInkBelow stays as it is, so that headings with thicker strokes do too.
 constexpr int backgroundSize = 15;
-// Ruled lines: at least this long, at most this thick.
-constexpr int ruleLength = 61, ruleThickness = 4;
+constexpr int keptInkBelow = 96;
+// Ruled lines: at least this long, at most this thick, with no ink this far away on either side.
+constexpr int ruleLength = 61, ruleThickness = 4, ruleClearance = 6;
 constexpr int ruleInkBelow = 160;
 // Ink for layout: clearly darker than the flattened white, so that a picture's faint texture is not.
 constexpr int layoutInkBelow = 192;
@@ -64,10 +67,12 @@ void ScreenPreparation::turnDarkRegionsLight(Pix* grey) {
     if (width < 2 * cellSize * regionCells || height < 2 * cellSize * regionCells) return;
     // Each 2x2 step keeps the second lightest pixel: a cell is dark only where nearly all of it is,
     // which text strokes are not.
-    PixPtr cells = owned(pixScaleGrayRankCascade(grey, 3, 3, 3, 0));
+    PixPtr cells = owned(pixScaleGrayRankCascade(grey, 3, 3, 0, 0));
     if (!cells) return;
     PixPtr darkCells = owned(pixThresholdToBinary(cells.get(), darkBelow));
-    PixPtr regionCores = owned(pixOpenBrick(nullptr, darkCells.get(), regionCells, regionCells));
+    PixPtr regionCores = owned(pixOpenBrick(nullptr, darkCells.get(), regionLength, regionCells));
+    PixPtr tallCores = owned(pixOpenBrick(nullptr, darkCells.get(), regionCells, regionLength));
+    if (regionCores && tallCores) pixOr(regionCores.get(), regionCores.get(), tallCores.get());
     l_int32 none = 1;
     if (!regionCores || pixZero(regionCores.get(), &none) != 0 || none) return;
     PixPtr seeds = owned(pixExpandBinaryReplicate(regionCores.get(), cellSize, cellSize));
@@ -87,11 +92,14 @@ void ScreenPreparation::turnDarkRegionsLight(Pix* grey) {
 }
 
 // White where the page is flat, whatever its shade: a black top-hat keeps only what is darker
-// than its surroundings and thinner than a stroke can be, so region backgrounds, icons and photos
-// drop out and Tesseract's global threshold fits every part of the page.
+// than its surroundings and thinner than a stroke of body text, so region backgrounds, icons and
+// photos drop out and Tesseract's global threshold fits every part of the page. Dark ink stays.
 PixPtr ScreenPreparation::flattened(Pix* grey) {
     PixPtr hat = owned(pixTophat(grey, backgroundSize, backgroundSize, L_TOPHAT_BLACK));
-    if (hat) pixInvert(hat.get(), hat.get());
+    if (!hat) return nullptr;
+    pixInvert(hat.get(), hat.get());
+    PixPtr ink = owned(pixThresholdToBinary(grey, keptInkBelow));
+    if (ink) pixCombineMasked(hat.get(), grey, ink.get());
     return hat;
 }
 
@@ -107,6 +115,12 @@ void ScreenPreparation::removeRules(Pix* grey) {
                                         : pixOpenBrick(nullptr, lines.get(), ruleThickness + 1, 1));
         if (!lines || !thick) return;
         pixSubtract(lines.get(), lines.get(), thick.get());
+        // A rule has no ink just beside it on either side; the edge of a thick stroke does.
+        for (const int side : {-ruleClearance, ruleClearance}) {
+            PixPtr beside = owned(horizontal ? pixTranslate(nullptr, ink.get(), 0, side, L_BRING_IN_WHITE)
+                                             : pixTranslate(nullptr, ink.get(), side, 0, L_BRING_IN_WHITE));
+            if (beside) pixSubtract(lines.get(), lines.get(), beside.get());
+        }
         pixOr(rules.get(), rules.get(), lines.get());
     }
     PixPtr covered = owned(pixDilateBrick(nullptr, rules.get(), 3, 3));

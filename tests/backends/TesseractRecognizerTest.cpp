@@ -52,6 +52,13 @@ TEST(TesseractRecognizer, ReadsADarkPageAndATableInTheOrderAPersonDoes) {
              "-annotate +35+135 Apples -annotate +275+135 12 -annotate +485+135 3.40 "
              "-annotate +35+205 Pears -annotate +275+205 7 -annotate +485+205 2.10");
     EXPECT_EQ(read(recognizer, dir / "table.png"), "Name Qty Price\nApples 12 3.40\nPears 7 2.10");
+
+    // A title bar 27 px high at an odd row, and a heading whose bold strokes are thicker than any
+    // of body text: neither taken for the other.
+    draw(dir / "heading.png", "1000x260", "white",
+         "-fill '#333333' -draw 'rectangle 0,1 1000,27' -fill white -pointsize 13 -annotate +10+19 'Quarterly notes' "
+         "-fill black -font DejaVu-Sans-Bold -pointsize 96 -annotate +20+180 'Backlog'");
+    EXPECT_EQ(read(recognizer, dir / "heading.png"), "Quarterly notes\nBacklog");
 }
 
 }  // namespace
