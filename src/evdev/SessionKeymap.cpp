@@ -38,27 +38,6 @@ std::string describe(const SessionKeymap::Names& n) {
     return out;
 }
 
-std::optional<std::string> gsettingsSources() {
-    QProcess gsettings;
-    gsettings.start(
-        QStringLiteral("gsettings"),
-        {QStringLiteral("get"), QStringLiteral("org.gnome.desktop.input-sources"), QStringLiteral("sources")});
-    if (!gsettings.waitForFinished(2000) || gsettings.exitStatus() != QProcess::NormalExit ||
-        gsettings.exitCode() != 0) {
-        gsettings.kill();
-        return std::nullopt;
-    }
-    return gsettings.readAllStandardOutput().toStdString();
-}
-
-std::optional<std::string> plasmaKxkbrc() {
-    const char* configHome = std::getenv("XDG_CONFIG_HOME");
-    const QString dir = configHome && *configHome ? QString::fromLocal8Bit(configHome) : QDir::homePath() + "/.config";
-    QFile file(dir + "/kxkbrc");
-    if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-    return file.readAll().toStdString();
-}
-
 }  // namespace
 
 SessionKeymap::Found SessionKeymap::fromNames(const Names& names) {
@@ -173,12 +152,25 @@ SessionKeymap::Found SessionKeymap::find(const Environment& environment, const S
     return f;
 }
 
-SessionKeymap::Found SessionKeymap::find() {
-    return find([](const char* name) { return std::getenv(name); }, gsettingsSources, plasmaKxkbrc);
+std::optional<std::string> SessionKeymap::gnomeSources() {
+    QProcess gsettings;
+    gsettings.start(
+        QStringLiteral("gsettings"),
+        {QStringLiteral("get"), QStringLiteral("org.gnome.desktop.input-sources"), QStringLiteral("sources")});
+    if (!gsettings.waitForFinished(2000) || gsettings.exitStatus() != QProcess::NormalExit ||
+        gsettings.exitCode() != 0) {
+        gsettings.kill();
+        return std::nullopt;
+    }
+    return gsettings.readAllStandardOutput().toStdString();
 }
 
-std::optional<std::string> SessionKeymap::gnomeSources() { return gsettingsSources(); }
-
-std::optional<std::string> SessionKeymap::plasmaSettings() { return plasmaKxkbrc(); }
+std::optional<std::string> SessionKeymap::plasmaSettings() {
+    const char* configHome = std::getenv("XDG_CONFIG_HOME");
+    const QString dir = configHome && *configHome ? QString::fromLocal8Bit(configHome) : QDir::homePath() + "/.config";
+    QFile file(dir + "/kxkbrc");
+    if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
+    return file.readAll().toStdString();
+}
 
 }  // namespace velko

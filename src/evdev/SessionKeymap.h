@@ -26,7 +26,6 @@ public:
     // xkbcommon's default (us). Blocks for at most a few seconds on gsettings.
     static Found find(const Environment& environment, const SettingReader& gnomeSources,
                       const SettingReader& plasmaLayouts);
-    static Found find();
 
     // The core keyboard's keymap of the X server at display; empty text without one.
     static Found fromXServer(const std::string& display);

@@ -71,7 +71,7 @@ PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, QObject* paren
     : PortalGlobalShortcuts(std::move(bus), Timeouts{}, parent) {}
 
 PortalGlobalShortcuts::PortalGlobalShortcuts(QDBusConnection bus, Timeouts timeouts, QObject* parent)
-    : PortalSession(std::move(bus), shortcutsInterface, "hotkeys", timeouts.step, parent), timeouts_(timeouts) {
+    : PortalSession(std::move(bus), shortcutsInterface, "hotkeys", timeouts.step, parent), bindTimeout_(timeouts.bind) {
     qDBusRegisterMetaType<ShortcutEntry>();
     qDBusRegisterMetaType<QList<ShortcutEntry>>();
 }
@@ -114,7 +114,7 @@ void PortalGlobalShortcuts::ask(unsigned attempt) {
                                                       QStringLiteral("org.freedesktop.host.portal.Registry"),
                                                       QStringLiteral("Register"));
         message << applicationId << QVariantMap();
-        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeouts_.step.count())), this);
+        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt] {
             watcher->deleteLater();
             if (current(attempt)) ask(attempt);
@@ -138,7 +138,7 @@ void PortalGlobalShortcuts::bind() {
                             {QStringLiteral("preferred_trigger"), QString::fromStdString(s.preferredTrigger)}}});
     request(QStringLiteral("BindShortcuts"),
             {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entries), QString()}, {},
-            timeouts_.bind, "the shortcuts were declined", [this](const QVariantMap& results) {
+            bindTimeout_, "the shortcuts were declined", [this](const QVariantMap& results) {
                 takeTriggers(results.value(QStringLiteral("shortcuts")));
                 if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
                 std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());

@@ -69,7 +69,7 @@ private:
     // id and keys of each bound shortcut, on one line for the log.
     std::string triggersLine() const;
 
-    Timeouts timeouts_;
+    const std::chrono::milliseconds bindTimeout_;
     std::vector<Shortcut> bound_;  // asked for, in the core's order
     Callback callback_;
     std::vector<std::function<void()>> triggersHandlers_;

@@ -24,7 +24,7 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
                                                          QObject* parent)
     : PortalSession(std::move(bus), remoteDesktop, "keys", timeouts.step, parent),
       tokens_(std::move(tokens)),
-      timeouts_(timeouts) {}
+      startTimeout_(timeouts.start) {}
 
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
@@ -46,12 +46,12 @@ void PortalRemoteDesktopKeyboard::selectDevices() {
     sentToken_ = tokens_.load ? tokens_.load() : std::string();
     if (!sentToken_.empty()) options.insert(QStringLiteral("restore_token"), QString::fromStdString(sentToken_));
     request(QStringLiteral("SelectDevices"), {QVariant::fromValue(QDBusObjectPath(sessionPath_))}, options,
-            timeouts_.step, "keyboard access was declined", [this](const QVariantMap&) { startSession(); });
+            stepTimeout_, "keyboard access was declined", [this](const QVariantMap&) { startSession(); });
 }
 
 void PortalRemoteDesktopKeyboard::startSession() {
-    request(QStringLiteral("Start"), {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QString()}, {},
-            timeouts_.start, "keyboard access was declined", [this](const QVariantMap& results) {
+    request(QStringLiteral("Start"), {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QString()}, {}, startTimeout_,
+            "keyboard access was declined", [this](const QVariantMap& results) {
                 const QVariant devices = results.value(QStringLiteral("devices"));
                 if (devices.isValid() && !(devices.toUInt() & keyboardDevice))
                     return fail("keyboard access was not granted");
@@ -74,7 +74,7 @@ bool PortalRemoteDesktopKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags
         message << QVariant::fromValue(QDBusObjectPath(sessionPath_)) << QVariantMap() << int(change.code)
                 << uint(change.down ? 1 : 0);
         // Sent in order on one connection, so the portal sees them in order without a wait between.
-        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeouts_.step.count())), this);
+        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt = attempt_] {
             watcher->deleteLater();
             if (attempt != attempt_ || state().state != State::ready || !watcher->isError()) return;

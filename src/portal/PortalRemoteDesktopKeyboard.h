@@ -45,7 +45,7 @@ private:
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
 
     TokenStore tokens_;
-    Timeouts timeouts_;
+    const std::chrono::milliseconds startTimeout_;
     bool restoring_ = false;
     std::string sentToken_;
     EvdevStroke stroke_;

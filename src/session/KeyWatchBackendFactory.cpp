@@ -40,13 +40,14 @@ bool severalLayouts(const std::optional<SessionKeymap::Names>& names) {
 // GNOME and Plasma switch layouts themselves (Super+Space, Meta+Alt+K), and only the focused
 // window hears of it. Their keymaps, Xwayland's included, have their layouts in the order of
 // their settings. Keymaps from XKB_DEFAULT_* are none of theirs.
-std::unique_ptr<QObject> followLayouts(const SessionKeymap::Found& keymap, EvdevKeyEventTap& tap) {
+std::unique_ptr<QObject> followLayouts(const SessionKeymap::Found& keymap, EvdevKeyEventTap& tap,
+                                       const SessionKeymap::SettingReader& gnomeSources) {
     const char* variable = std::getenv("XDG_CURRENT_DESKTOP");
     const std::string desktop = variable ? variable : "";
     if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
     const auto setLayout = [evdev = &tap](std::uint32_t layout) { evdev->setLayout(layout); };
     if (desktop.find("GNOME") != std::string::npos) {
-        const auto sources = SessionKeymap::gnomeSources();
+        const auto sources = gnomeSources();
         if (!sources || !severalLayouts(SessionKeymap::fromGnomeSources(*sources))) return nullptr;
         auto watch = std::make_unique<GnomeInputSources>(QDBusConnection::sessionBus(), *sources, setLayout);
         watch->start();
@@ -76,13 +77,20 @@ KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSessi
     if (keyboards == 0)
         return {std::make_unique<NoKeyEventTap>(),
                 {"Typed keys", "off", "no keyboard in " + devices.directory + " is readable", inputGroupAdvice}};
-    const SessionKeymap::Found keymap = SessionKeymap::find();
+    // gsettings answers once, for the keymap and for following GNOME's switches.
+    std::optional<std::optional<std::string>> gnome;
+    const SessionKeymap::SettingReader gnomeSources = [&gnome] {
+        if (!gnome) gnome = SessionKeymap::gnomeSources();
+        return *gnome;
+    };
+    const SessionKeymap::Found keymap = SessionKeymap::find([](const char* name) { return std::getenv(name); },
+                                                            gnomeSources, SessionKeymap::plasmaSettings);
     auto tap = std::make_unique<EvdevKeyEventTap>(mainQueue, keymap.text, hotkeyTriggers(hotkeys), devices);
     if (hotkeys)
         hotkeys->addTriggersHandler([hotkeys, evdev = tap.get()] { evdev->setHotkeys(hotkeyTriggers(hotkeys)); });
     std::string reason = session.reason + "; " + std::to_string(keyboards) +
                          (keyboards == 1 ? " keyboard" : " keyboards") + ", keymap: " + keymap.source;
-    std::unique_ptr<QObject> layoutWatch = followLayouts(keymap, *tap);
+    std::unique_ptr<QObject> layoutWatch = followLayouts(keymap, *tap, gnomeSources);
     if (layoutWatch) reason += ", following the desktop's layout switches";
     return {std::move(tap), {"Typed keys", "evdev", reason}, std::move(layoutWatch)};
 }
