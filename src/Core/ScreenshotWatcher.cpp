@@ -201,9 +201,10 @@ void ScreenshotWatcher::lookAgain(const std::string& path) {
     const FileLook look = env_.files.look(path);
 
     if (look.kind != FileLook::Kind::regular) {
-        std::fprintf(
-            stderr, "velko-helper: skipped \"%s\": %s\n", file.filename.c_str(),
-            look.kind == FileLook::Kind::missing ? "it went away before it was complete" : "not a regular file");
+        const char* reason = look.kind == FileLook::Kind::missing   ? "it went away before it was complete"
+                             : look.kind == FileLook::Kind::symlink ? "a symbolic link, not followed"
+                                                                    : "not a regular file";
+        std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", file.filename.c_str(), reason);
         pending_.erase(it);
         return;
     }

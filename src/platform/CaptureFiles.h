@@ -7,7 +7,7 @@ namespace velko {
 
 // What sits at a path at one moment. Two looks with equal fields saw the same, unchanged file.
 struct FileLook {
-    enum class Kind { missing, regular, other };
+    enum class Kind { missing, regular, symlink, other };
     enum class Writers { none, some, unknown };
     Kind kind = Kind::missing;
     std::uint64_t device = 0;
@@ -38,10 +38,12 @@ struct CopyResult {
 class CaptureFiles {
 public:
     virtual ~CaptureFiles() = default;
-    // What is at path (symlinks followed) without reading it; kind missing on any error.
+    // What is at path itself (a symlink is not followed) without reading it; kind missing on any error.
     virtual FileLook look(const std::string& path) = 0;
-    // Streams the regular file at source into a new file (mode 0600) under a hidden temporary name
-    // in directory. On failure no copy is left and `failure` says which side was at fault.
+    // Streams the file at source into a new file (mode 0600) under a hidden temporary name in
+    // directory, from the very descriptor that was checked to be a regular file of the user's own,
+    // opened without following a symlink, with no other name. On failure no copy is left,
+    // `failure` says which side was at fault and `error` why.
     virtual CopyResult copyInto(const std::string& source, const std::string& directory) = 0;
     // Renames a copy to destination, replacing nothing that exists; false (copy kept) on failure.
     virtual bool moveInto(const std::string& copyPath, const std::string& destination) = 0;

@@ -16,7 +16,7 @@ constexpr mode_t privateFile = 0600;
 FileLook::Writers writersOf(const std::string& path) {
     // Non-blocking in case the path was swapped for a FIFO since it was looked at; a lease is
     // refused on anything but a regular file, so that reads as unknown.
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW);
     if (fd < 0) return FileLook::Writers::unknown;
     const std::optional<bool> writers = SafeFile::hasWriters(fd);
     ::close(fd);
@@ -38,9 +38,9 @@ void PosixCaptureFiles::sweepOnce(const std::string& directory) {
 FileLook PosixCaptureFiles::look(const std::string& path) {
     FileLook look;
     struct stat st {};
-    if (::stat(path.c_str(), &st) != 0) return look;
+    if (::lstat(path.c_str(), &st) != 0) return look;
     if (!S_ISREG(st.st_mode)) {
-        look.kind = FileLook::Kind::other;
+        look.kind = S_ISLNK(st.st_mode) ? FileLook::Kind::symlink : FileLook::Kind::other;
         return look;
     }
     look.kind = FileLook::Kind::regular;

@@ -49,6 +49,25 @@ Result<int> openRegularFile(const std::string& path, struct stat* st) {
     return file.release();
 }
 
+// The copy must come from the very file that was checked, so the checks are made on the descriptor
+// and the name is only compared with it: a symlink planted under a screenshot's name, or a hard
+// link to another file, would otherwise leak whatever it points at.
+Result<int> openOwnFile(const std::string& path, struct stat* st) {
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW));
+    if (file.get() < 0) {
+        if (errno == ELOOP) return Failure{"a symbolic link, not followed", ELOOP};
+        return systemFailure(errno, "cannot open");
+    }
+    if (::fstat(file.get(), st) != 0) return systemFailure(errno, "cannot stat");
+    if (!S_ISREG(st->st_mode)) return Failure{"not a regular file", EINVAL};
+    if (st->st_uid != ::geteuid()) return Failure{"owned by another user", EPERM};
+    if (st->st_nlink != 1) return Failure{"a hard link (the file has other names)", EMLINK};
+    struct stat named {};
+    if (::lstat(path.c_str(), &named) != 0 || named.st_dev != st->st_dev || named.st_ino != st->st_ino)
+        return Failure{"replaced while it was opened", ESTALE};
+    return file.release();
+}
+
 std::string parentOf(const std::string& path) {
     const auto slash = path.find_last_of('/');
     if (slash == std::string::npos) return ".";
@@ -205,7 +224,7 @@ Result<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& source, co
     bool& sourceFault = sourceAtFault ? *sourceAtFault : ignored;
     sourceFault = true;
     struct stat st {};
-    const auto opened = openRegularFile(source, &st);
+    const auto opened = openOwnFile(source, &st);
     if (!opened) return opened.failure();
     Descriptor in(*opened);
 
@@ -240,7 +259,7 @@ Result<SafeFile::Copy> SafeFile::copyIntoDirectory(const std::string& source, co
     }
     if (::fsync(out.get()) != 0) return abandon(false, errno, "cannot sync " + temp);
     if (::close(out.release()) != 0 && errno != EINTR) return abandon(false, errno, "cannot close " + temp);
-    return Copy{temp, total};
+    return Copy{temp, total, st};
 }
 
 int SafeFile::removeTemporaryFiles(const std::string& directory) {

@@ -1,6 +1,7 @@
 #pragma once
 // File access that stays safe against whatever sits at a path: FIFOs and devices never block
 // a read, sizes are capped, and replacements are all-or-nothing.
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -30,11 +31,15 @@ public:
     struct Copy {
         std::string path;
         std::uint64_t size = 0;
+        // The source as it was when opened.
+        struct stat source {};
     };
-    // Streams the regular file at source (symlinks followed, opened without blocking, so a FIFO or
-    // device fails at once) into a new file in directory under a hidden unique name, created with
-    // mode (less the umask) and synced. Never holds more than a small buffer of it in memory.
-    // On failure nothing is left behind and *sourceAtFault tells whether source was the cause.
+    // Streams the file at source into a new file in directory under a hidden unique name, created
+    // with mode (less the umask) and synced. Only a regular file of the user's own with no other
+    // name is read, and never through a symlink: it is opened without following one or blocking
+    // (a FIFO or device fails at once), and the open file is checked to be the one at source.
+    // Never holds more than a small buffer of it in memory. On failure nothing is left behind and
+    // *sourceAtFault tells whether source was the cause; the failure's message says why.
     static Result<Copy> copyIntoDirectory(const std::string& source, const std::string& directory, mode_t mode,
                                           bool* sourceAtFault = nullptr);
 

@@ -45,6 +45,39 @@ TEST(CaptureCopy, StreamsARegularFileIntoAPrivateHiddenFileAndBlamesTheRightSide
     EXPECT_FALSE(sourceAtFault);
 }
 
+// Whatever a name in the screenshot folder leads to, only the user's own file behind that very
+// name is read; the reason for a refusal is said.
+TEST(CaptureCopy, OnlyTheUsersOwnFileWithOneNameIsReadNeverThroughALink) {
+    TempDir source, staging, elsewhere;
+    writeFile(elsewhere / "id_rsa", "PRIVATE KEY");
+    writeFile(source / "own.png", "png");
+    const std::vector<std::pair<std::string, std::string>> refused{
+        {"Screenshot key.png", "a symbolic link"},         {"capture env.mov", "a symbolic link"},
+        {"Screenshot fifo.png", "not a regular file"},     {"Screenshot hard.png", "a hard link"},
+        {"Screenshot other.png", "owned by another user"},
+    };
+    ASSERT_EQ(::symlink((elsewhere / "id_rsa").c_str(), (source / "Screenshot key.png").c_str()), 0);
+    ASSERT_EQ(::symlink("/proc/self/environ", (source / "capture env.mov").c_str()), 0);
+    ASSERT_EQ(::mkfifo((source / "Screenshot fifo.png").c_str(), 0600), 0);
+    ASSERT_EQ(::link((elsewhere / "id_rsa").c_str(), (source / "Screenshot hard.png").c_str()), 0);
+    writeFile(source / "Screenshot other.png", "someone else's");
+    const bool canChown = ::chown((source / "Screenshot other.png").c_str(), 65534, 65534) == 0;
+
+    PosixCaptureFiles files;
+    EXPECT_EQ(files.look(source / "Screenshot key.png").kind, FileLook::Kind::symlink);
+    for (const auto& [name, reason] : refused) {
+        if (name == "Screenshot other.png" && !canChown) continue;
+        const auto result = files.copyInto(source / name, staging.path());
+        EXPECT_FALSE(result.copy) << name;
+        EXPECT_EQ(result.failure, CopyResult::Failure::source) << name;
+        EXPECT_NE(result.error.find(reason), std::string::npos) << name << ": " << result.error;
+    }
+    EXPECT_TRUE(entries(staging.path()).empty());
+    const auto own = files.copyInto(source / "own.png", staging.path());
+    ASSERT_TRUE(own.copy);
+    EXPECT_EQ(readFile(own.copy->path), "png");
+}
+
 TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRun) {
     TempDir source, staging;
     writeFile(source / "Screenshot 1.png", "png");
