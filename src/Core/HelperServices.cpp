@@ -24,9 +24,9 @@ HelperServices::HelperServices(const Platform& p)
       hotkeys(std::make_unique<GlobalHotkeyManager>(*p.filteringTap, *p.mainQueue, link->dnc())),
       expansion(std::make_unique<TextExpansionEngine>(*p.trust, *reader, *p.keyEventTap, *hotkeys, *p.pasteboard,
                                                       *p.userSession, *injector, *p.mainQueue)),
-      screenshots(std::make_unique<ScreenshotWatcher>(
-          ScreenshotWatcher::Environment{*p.mainQueue, link->dnc(), *p.fileSystem, *p.screenshotLocation,
-                                         *p.directoryMonitor, *p.captureFiles, *p.backgroundQueue, *p.textRecognizer})),
+      screenshots(std::make_unique<ScreenshotWatcher>(ScreenshotWatcher::Environment{
+          *p.mainQueue, link->dnc(), *p.fileSystem, *p.screenshotLocation, *p.directoryMonitor, *p.captureFiles,
+          *p.backgroundQueue, *p.textRecognizer, *p.captureJournal})),
       rules(std::make_unique<AutoPasteRuleEngine>(*p.defaults)) {}
 
 HelperServices::~HelperServices() {

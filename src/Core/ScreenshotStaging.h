@@ -18,11 +18,11 @@ public:
 
     explicit ScreenshotStaging(CaptureFiles& files, WallClock now = std::chrono::system_clock::now);
 
-    // `data` is the private copy to publish; an empty path means no copy could be made and only
-    // the metadata is written, with data.size as the file size. Failures are said on stderr and
-    // never stop the other write. Returns the identifier used.
-    std::string stage(const std::string& directory, const std::string& filename, const FileCopy& data,
-                      const std::optional<std::string>& ocrText, bool isVideo);
+    // Publishes the private copy `data` as <identifier>.data and writes its record, both or
+    // neither: on failure the record is not there and the copy is back at data.path, to be tried
+    // again; the reason is returned, nothing is printed.
+    Result<void> stage(const std::string& directory, const std::string& identifier, const std::string& filename,
+                       const FileCopy& data, const std::optional<std::string>& ocrText, bool isVideo);
 
 private:
     CaptureFiles& files_;

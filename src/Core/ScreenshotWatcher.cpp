@@ -11,8 +11,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Core/GroupContainer.h"
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
+#include "Core/UUIDGenerator.h"
 
 namespace velko {
 namespace {
@@ -81,7 +83,7 @@ std::string joinPath(const std::string& directory, const std::string& name) {
 }  // namespace
 
 ScreenshotWatcher::ScreenshotWatcher(Environment environment)
-    : env_(environment), staging_(env_.files, env_.wallClock) {}
+    : env_(environment), staging_(env_.files, env_.wallClock), journal_(env_.journal) {}
 
 ScreenshotWatcher::~ScreenshotWatcher() = default;
 
@@ -117,6 +119,8 @@ void ScreenshotWatcher::start() {
 }
 
 void ScreenshotWatcher::watch(const std::string& directory) {
+    // Their copies are in the staging folder, so they are finished even without a screenshot folder.
+    resume();
     if (!env_.fileSystem.exists(directory)) {
         std::fprintf(stderr,
                      "velko-helper: no screenshot directory (%s does not exist); screenshots are not picked up\n",
@@ -212,9 +216,9 @@ void ScreenshotWatcher::lookAgain(const std::string& path) {
     const bool complete = look.writers == FileLook::Writers::none ||
                           (look.writers == FileLook::Writers::unknown && file.lastLook && *file.lastLook == look);
     if (complete) {
-        const PendingFile done = std::move(file);
+        PendingCapture entry{UUIDGenerator::random(), path, file.filename, file.isVideo, look};
         pending_.erase(it);
-        copyAndRecognize(path, done.filename, done.isVideo, look.size);
+        begin(std::move(entry));
         return;
     }
     file.lastLook = look;
@@ -227,46 +231,155 @@ void ScreenshotWatcher::lookAgain(const std::string& path) {
     });
 }
 
-void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo,
-                                         std::uint64_t size) {
-    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
-    env_.background.async([fileSystem = &env_.fileSystem, files = &env_.files, recognizer = &env_.recognizer,
-                           queue = &env_.mainQueue, weakSelf, path, filename, isVideo, size] {
+std::string ScreenshotWatcher::stagingDirectory() const {
+    return GroupContainer(env_.fileSystem.homeDirectory()).stagingPath();
+}
+
+// Hidden, and not named like the temporary files that the first copy of a run sweeps away.
+std::string ScreenshotWatcher::keptCopyPath(const std::string& identifier) const {
+    return stagingDirectory() + "/." + identifier + ".pending";
+}
+
+void ScreenshotWatcher::resume() {
+    for (const auto& entry : journal_.load()) {
+        const char* name = entry.filename.c_str();
+        Capture capture;
+        capture.entry = entry;
+        if (env_.files.look(stagingDirectory() + "/" + entry.identifier + ".json").kind == FileLook::Kind::regular) {
+            std::fprintf(stderr, "velko-helper: \"%s\" was already staged as %s\n", name, entry.identifier.c_str());
+            journal_.remove(entry.identifier);
+            continue;
+        }
+        if (const FileLook kept = env_.files.look(keptCopyPath(entry.identifier));
+            kept.kind == FileLook::Kind::regular) {
+            capture.copied = true;
+            capture.size = kept.size;
+        } else if (!PendingCapture::sameFile(env_.files.look(entry.source), entry.seen)) {
+            std::fprintf(stderr,
+                         "velko-helper: dropped \"%s\", left unstaged by the last run: its copy is gone and the file "
+                         "is gone or changed\n",
+                         name);
+            journal_.remove(entry.identifier);
+            continue;
+        }
+        std::fprintf(stderr, "velko-helper: staging \"%s\", left unstaged by the last run\n", name);
+        const std::string identifier = entry.identifier;
+        captures_.emplace(identifier, std::move(capture));
+        retry(identifier);
+    }
+}
+
+void ScreenshotWatcher::begin(PendingCapture entry) {
+    const std::string identifier = entry.identifier;
+    // Noted before anything is read, so that a capture is never lost between two runs.
+    journal_.add(entry);
+    captures_[identifier].entry = std::move(entry);
+    copy(identifier);
+}
+
+void ScreenshotWatcher::copy(const std::string& identifier) {
+    // The copy is kept under its own name: should the helper stop before it is staged, the next
+    // run finds it there.
+    env_.background.async([fileSystem = &env_.fileSystem, files = &env_.files, queue = &env_.mainQueue,
+                           weakSelf = std::weak_ptr(self_), identifier,
+                           source = captures_.at(identifier).entry.source] {
         // Made again for each capture, off the main thread, in case the folder was removed.
-        const std::string stagingDirectory = HelperConstants::screenshotStagingURL(*fileSystem);
-        CopyResult result = files->copyInto(path, stagingDirectory);
-        if (result.failure == CopyResult::Failure::source) {
-            std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", filename.c_str(), result.error.c_str());
-            return;
-        }
-        if (result.failure == CopyResult::Failure::destination)
-            std::fprintf(stderr, "velko-helper: could not copy \"%s\" into %s: %s\n", filename.c_str(),
-                         stagingDirectory.c_str(), result.error.c_str());
-        const FileCopy copy = result.copy.value_or(FileCopy{"", size});
-        auto finish = [files, queue, weakSelf, stagingDirectory, filename, isVideo,
-                       copy](std::optional<std::string> text) {
-            queue->async([files, weakSelf, stagingDirectory, filename, isVideo, copy, text = std::move(text)] {
-                if (const auto self = weakSelf.lock())
-                    (*self)->handOver(stagingDirectory, filename, copy, text, isVideo);
-                else if (!copy.path.empty())
-                    files->discard(copy.path);
-            });
-        };
-        if (isVideo || copy.path.empty()) {
-            finish(std::nullopt);
-            return;
-        }
-        recognizer->recognizeText(copy.path, [finish](std::optional<std::vector<TextObservation>> observations) {
-            finish(observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt);
+        const std::string directory = HelperConstants::screenshotStagingURL(*fileSystem);
+        CopyResult result = files->copyInto(source, directory + "/." + identifier + ".pending");
+        queue->async([weakSelf, identifier, result = std::move(result)] {
+            if (const auto self = weakSelf.lock()) (*self)->copied(identifier, result);
         });
     });
 }
 
-void ScreenshotWatcher::handOver(const std::string& stagingDirectory, const std::string& filename, const FileCopy& data,
-                                 const std::optional<std::string>& ocrText, bool isVideo) {
-    const std::string identifier = staging_.stage(stagingDirectory, filename, data, ocrText, isVideo);
-    env_.notifications.post(HelperConstants::Notification::screenshotCaptured, filename);
-    std::fprintf(stderr, "velko-helper: staged \"%s\" as %s\n", filename.c_str(), identifier.c_str());
+void ScreenshotWatcher::copied(const std::string& identifier, const CopyResult& result) {
+    const auto it = captures_.find(identifier);
+    if (it == captures_.end()) return;
+    Capture& capture = it->second;
+    if (result.failure == CopyResult::Failure::source) {
+        std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", capture.entry.filename.c_str(),
+                     result.error.c_str());
+        finish(identifier);
+        return;
+    }
+    if (result.failure == CopyResult::Failure::destination) {
+        holdBack(identifier, "cannot copy it into " + stagingDirectory() + ": " + result.error);
+        return;
+    }
+    capture.copied = true;
+    capture.size = result.copy->size;
+    recognize(identifier);
+}
+
+void ScreenshotWatcher::recognize(const std::string& identifier) {
+    Capture& capture = captures_.at(identifier);
+    if (capture.entry.isVideo || capture.recognized) {
+        stage(identifier);
+        return;
+    }
+    env_.background.async([recognizer = &env_.recognizer, queue = &env_.mainQueue, weakSelf = std::weak_ptr(self_),
+                           identifier, path = keptCopyPath(identifier)] {
+        recognizer->recognizeText(path, [queue, weakSelf, identifier](auto observations) {
+            auto text = observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt;
+            queue->async([weakSelf, identifier, text = std::move(text)] {
+                const auto self = weakSelf.lock();
+                if (!self) return;
+                const auto it = (*self)->captures_.find(identifier);
+                if (it == (*self)->captures_.end()) return;
+                it->second.recognized = true;
+                it->second.text = text;
+                (*self)->stage(identifier);
+            });
+        });
+    });
+}
+
+void ScreenshotWatcher::stage(const std::string& identifier) {
+    const Capture& capture = captures_.at(identifier);
+    const std::string directory = stagingDirectory();
+    const auto staged =
+        staging_.stage(directory, identifier, capture.entry.filename, FileCopy{keptCopyPath(identifier), capture.size},
+                       capture.text, capture.entry.isVideo);
+    if (!staged) {
+        holdBack(identifier, "cannot stage it in " + directory + ": " + staged.error());
+        return;
+    }
+    // Announced only now, when both files are whole in place.
+    env_.notifications.post(HelperConstants::Notification::screenshotCaptured, capture.entry.filename);
+    std::fprintf(stderr, "velko-helper: staged \"%s\" as %s\n", capture.entry.filename.c_str(), identifier.c_str());
+    finish(identifier);
+}
+
+void ScreenshotWatcher::holdBack(const std::string& identifier, const std::string& failure) {
+    Capture& capture = captures_.at(identifier);
+    // Once per capture: a full disk would otherwise fill the log at every try.
+    if (!capture.failureSaid)
+        std::fprintf(stderr, "velko-helper: \"%s\" is not staged yet: %s; trying again until it works\n",
+                     capture.entry.filename.c_str(), failure.c_str());
+    capture.failureSaid = true;
+    capture.retryInterval =
+        capture.retryInterval == 0 ? firstRetryInterval : std::min(maxRetryInterval, capture.retryInterval * 2);
+    env_.mainQueue.asyncAfter(capture.retryInterval, [weakSelf = std::weak_ptr(self_), identifier] {
+        if (const auto self = weakSelf.lock()) (*self)->retry(identifier);
+    });
+}
+
+void ScreenshotWatcher::retry(const std::string& identifier) {
+    const auto it = captures_.find(identifier);
+    if (it == captures_.end()) return;
+    Capture& capture = it->second;
+    // The staging folder may have been removed, copy and all.
+    if (capture.copied && env_.files.look(keptCopyPath(identifier)).kind != FileLook::Kind::regular)
+        capture.copied = false;
+    if (capture.copied)
+        recognize(identifier);
+    else
+        copy(identifier);
+}
+
+void ScreenshotWatcher::finish(const std::string& identifier) {
+    captures_.erase(identifier);
+    journal_.remove(identifier);
 }
 
 }  // namespace velko

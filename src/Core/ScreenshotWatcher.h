@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Core/PendingCaptures.h"
 #include "Core/Published.h"
 #include "Core/ScreenshotStaging.h"
 #include "platform/CaptureFiles.h"
@@ -35,6 +36,7 @@ public:
         CaptureFiles& files;
         BackgroundQueue& background;
         TextRecognizer& recognizer;
+        CaptureJournal& journal;
         ScreenshotStaging::WallClock wallClock = std::chrono::system_clock::now;
     };
     enum class NameKind { rejected, image, video };
@@ -48,14 +50,18 @@ public:
     // A file that may still be written is looked at again after this, doubling up to the maximum.
     static constexpr double firstLookInterval = 0.25;
     static constexpr double maxLookInterval = 2.0;
+    // A capture that could not be copied or staged (a full disk) is tried again after this,
+    // doubling up to the maximum, until it is.
+    static constexpr double firstRetryInterval = 1.0;
+    static constexpr double maxRetryInterval = 16.0;
 
     explicit ScreenshotWatcher(Environment environment);
     ~ScreenshotWatcher();
     static ScreenshotWatcher& shared();
 
     // Finds the directory once, on the background queue (the desktop's setting may take a
-    // subprocess to read), then on the main queue remembers what is already there and starts
-    // watching. Once only.
+    // subprocess to read), then on the main queue finishes the captures an earlier run left
+    // unstaged, remembers what is already there and starts watching. Once only.
     void start();
     // The setting's path when it exists, else ~/Desktop (not checked).
     std::string detectScreenshotDirectory();
@@ -81,12 +87,31 @@ private:
         int looks = 0;
     };
 
+    // From the moment it is found complete until its pair is staged and announced.
+    struct Capture {
+        PendingCapture entry;
+        bool copied = false;
+        std::uint64_t size = 0;
+        bool recognized = false;
+        std::optional<std::string> text;
+        double retryInterval = 0;
+        bool failureSaid = false;
+    };
+
     void checkForNewScreenshots();
     void processScreenshot(const std::string& path, const std::string& filename, bool isVideo);
     void lookAgain(const std::string& path);
-    void copyAndRecognize(const std::string& path, const std::string& filename, bool isVideo, std::uint64_t size);
-    void handOver(const std::string& stagingDirectory, const std::string& filename, const FileCopy& data,
-                  const std::optional<std::string>& ocrText, bool isVideo);
+    void resume();
+    void begin(PendingCapture entry);
+    void copy(const std::string& identifier);
+    void copied(const std::string& identifier, const CopyResult& result);
+    void recognize(const std::string& identifier);
+    void stage(const std::string& identifier);
+    void holdBack(const std::string& identifier, const std::string& failure);
+    void retry(const std::string& identifier);
+    void finish(const std::string& identifier);
+    std::string stagingDirectory() const;
+    std::string keptCopyPath(const std::string& identifier) const;
 
     Environment env_;
     ScreenshotStaging staging_;
@@ -94,6 +119,9 @@ private:
     std::set<std::string> knownFiles_;
     // Files handed on but not yet complete, by path.
     std::map<std::string, PendingFile> pending_;
+    // Captures being copied, recognised or staged, by identifier; each is in the journal too.
+    std::map<std::string, Capture> captures_;
+    PendingCaptures journal_;
     // Lets queued work and the watch thread's blocks find out that the watcher is gone.
     std::shared_ptr<ScreenshotWatcher*> self_ = std::make_shared<ScreenshotWatcher*>(this);
 };

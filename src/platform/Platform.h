@@ -4,6 +4,7 @@
 #include "platform/BackendChoice.h"
 #include "platform/BackgroundQueue.h"
 #include "platform/CaptureFiles.h"
+#include "platform/CaptureJournal.h"
 #include "platform/Clock.h"
 #include "platform/DirectoryMonitor.h"
 #include "platform/FileSystem.h"
@@ -48,6 +49,7 @@ struct Platform {
     ScreenshotLocationSetting* screenshotLocation = nullptr;
     DirectoryMonitor* directoryMonitor = nullptr;
     CaptureFiles* captureFiles = nullptr;
+    CaptureJournal* captureJournal = nullptr;
     BackgroundQueue* backgroundQueue = nullptr;
     TextRecognizer* textRecognizer = nullptr;
     WindowSystem* windows = nullptr;

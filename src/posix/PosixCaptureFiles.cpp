@@ -24,6 +24,20 @@ FileLook::Writers writersOf(const std::string& path) {
     return *writers ? FileLook::Writers::some : FileLook::Writers::none;
 }
 
+FileLook lookOf(const struct stat& st) {
+    FileLook look;
+    if (!S_ISREG(st.st_mode)) {
+        look.kind = S_ISLNK(st.st_mode) ? FileLook::Kind::symlink : FileLook::Kind::other;
+        return look;
+    }
+    look.kind = FileLook::Kind::regular;
+    look.device = st.st_dev;
+    look.inode = st.st_ino;
+    look.size = static_cast<std::uint64_t>(st.st_size);
+    look.modifiedNanoseconds = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    return look;
+}
+
 }  // namespace
 
 void PosixCaptureFiles::sweepOnce(const std::string& directory) {
@@ -36,45 +50,42 @@ void PosixCaptureFiles::sweepOnce(const std::string& directory) {
 }
 
 FileLook PosixCaptureFiles::look(const std::string& path) {
-    FileLook look;
     struct stat st {};
-    if (::lstat(path.c_str(), &st) != 0) return look;
-    if (!S_ISREG(st.st_mode)) {
-        look.kind = S_ISLNK(st.st_mode) ? FileLook::Kind::symlink : FileLook::Kind::other;
-        return look;
-    }
-    look.kind = FileLook::Kind::regular;
-    look.device = st.st_dev;
-    look.inode = st.st_ino;
-    look.size = static_cast<std::uint64_t>(st.st_size);
-    look.modifiedNanoseconds = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
-    look.writers = writersOf(path);
+    if (::lstat(path.c_str(), &st) != 0) return FileLook{};
+    FileLook look = lookOf(st);
+    if (look.kind == FileLook::Kind::regular) look.writers = writersOf(path);
     return look;
 }
 
-CopyResult PosixCaptureFiles::copyInto(const std::string& source, const std::string& directory) {
+CopyResult PosixCaptureFiles::copyInto(const std::string& source, const std::string& destination) {
+    const auto slash = destination.find_last_of('/');
+    const std::string directory = slash == std::string::npos ? "." : destination.substr(0, slash);
     sweepOnce(directory);
     CopyResult result;
     bool sourceAtFault = false;
-    if (const auto copy = SafeFile::copyIntoDirectory(source, directory, privateFile, &sourceAtFault)) {
-        result.copy = FileCopy{copy->path, copy->size};
-    } else {
+    const auto copy = SafeFile::copyIntoDirectory(source, directory, privateFile, &sourceAtFault);
+    if (!copy) {
         result.error = copy.error();
         result.failure = sourceAtFault ? CopyResult::Failure::source : CopyResult::Failure::destination;
+        return result;
     }
+    result.source = lookOf(copy->source);
+    if (const auto moved = SafeFile::renameWithoutReplacing(copy->path, destination); !moved) {
+        ::unlink(copy->path.c_str());
+        result.error = moved.error();
+        result.failure = CopyResult::Failure::destination;
+        return result;
+    }
+    result.copy = FileCopy{destination, copy->size};
     return result;
 }
 
-bool PosixCaptureFiles::moveInto(const std::string& copyPath, const std::string& destination) {
-    const auto moved = SafeFile::renameWithoutReplacing(copyPath, destination);
-    if (!moved) std::fprintf(stderr, "velko-helper: %s\n", moved.error().c_str());
-    return bool(moved);
+Result<void> PosixCaptureFiles::moveInto(const std::string& copyPath, const std::string& destination) {
+    return SafeFile::renameWithoutReplacing(copyPath, destination);
 }
 
-bool PosixCaptureFiles::writeAtomically(const std::string& path, const std::string& contents) {
-    const auto written = SafeFile::writeAtomically(path, std::string_view(contents), privateFile);
-    if (!written) std::fprintf(stderr, "velko-helper: %s\n", written.error().c_str());
-    return bool(written);
+Result<void> PosixCaptureFiles::writeAtomically(const std::string& path, const std::string& contents) {
+    return SafeFile::writeAtomically(path, std::string_view(contents), privateFile);
 }
 
 void PosixCaptureFiles::discard(const std::string& copyPath) { ::unlink(copyPath.c_str()); }

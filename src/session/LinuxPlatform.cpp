@@ -10,6 +10,7 @@
 #include "plist/PlistUserDefaults.h"
 #include "posix/InotifyDirectoryMonitor.h"
 #include "posix/PosixCaptureFiles.h"
+#include "posix/PosixCaptureJournal.h"
 #include "posix/PosixFileSystem.h"
 #include "posix/PosixUserSession.h"
 #include "posix/SteadyClock.h"
@@ -62,6 +63,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
+      captureJournal_(std::make_unique<PosixCaptureJournal>(PosixFileSystem::currentHomeDirectory())),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
       backgroundQueue_(std::make_unique<WorkerThread>("velko-files")) {
     if (probe) xcb_disconnect(std::exchange(probe, nullptr));
@@ -135,6 +137,7 @@ Platform LinuxPlatform::platform() {
     p.screenshotLocation = screenshotLocation_.get();
     p.directoryMonitor = directoryMonitor_.get();
     p.captureFiles = captureFiles_.get();
+    p.captureJournal = captureJournal_.get();
     p.backgroundQueue = backgroundQueue_.get();
     p.textRecognizer = textRecognizer_.get();
     p.windows = windows_.get();

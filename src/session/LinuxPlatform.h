@@ -12,6 +12,7 @@ class DBusNotificationCenter;
 class InotifyDirectoryMonitor;
 class PlistUserDefaults;
 class PosixCaptureFiles;
+class PosixCaptureJournal;
 class PosixFileSystem;
 class PosixUserSession;
 class QtApplication;
@@ -69,6 +70,7 @@ private:
     // the file thread ends before the recognisers it hands work to.
     std::unique_ptr<ScreenshotLocationSetting> screenshotLocation_;
     std::unique_ptr<PosixCaptureFiles> captureFiles_;
+    std::unique_ptr<PosixCaptureJournal> captureJournal_;
     std::unique_ptr<TextRecognizer> textRecognizer_;
     std::unique_ptr<InotifyDirectoryMonitor> directoryMonitor_;
     std::unique_ptr<WorkerThread> backgroundQueue_;

@@ -67,32 +67,39 @@ TEST(CaptureCopy, OnlyTheUsersOwnFileWithOneNameIsReadNeverThroughALink) {
     EXPECT_EQ(files.look(source / "Screenshot key.png").kind, FileLook::Kind::symlink);
     for (const auto& [name, reason] : refused) {
         if (name == "Screenshot other.png" && !canChown) continue;
-        const auto result = files.copyInto(source / name, staging.path());
+        const auto result = files.copyInto(source / name, staging / ".A.pending");
         EXPECT_FALSE(result.copy) << name;
         EXPECT_EQ(result.failure, CopyResult::Failure::source) << name;
         EXPECT_NE(result.error.find(reason), std::string::npos) << name << ": " << result.error;
     }
     EXPECT_TRUE(entries(staging.path()).empty());
-    const auto own = files.copyInto(source / "own.png", staging.path());
+    const auto own = files.copyInto(source / "own.png", staging / ".A.pending");
     ASSERT_TRUE(own.copy);
     EXPECT_EQ(readFile(own.copy->path), "png");
 }
 
-TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRun) {
+// Copies kept for a capture not yet staged are not unfinished: the next run needs them.
+TEST(CaptureCopy, TheFirstCopyIntoAFolderRemovesUnfinishedCopiesOfAnEarlierRunButNotKeptOnes) {
     TempDir source, staging;
     writeFile(source / "Screenshot 1.png", "png");
     writeFile(staging / ".capture.tmp-0123456789abcdef", "left by a run that was stopped");
     writeFile(staging / ".A.json.tmp-fedcba9876543210", "{");
     writeFile(staging / ".hidden", "not ours");
     writeFile(staging / "A.json", "{}");
+    writeFile(staging / ".K.pending", "kept by an earlier run");
     PosixCaptureFiles files;
-    const auto first = files.copyInto(source / "Screenshot 1.png", staging.path());
+    const auto first = files.copyInto(source / "Screenshot 1.png", staging / ".B.pending");
     ASSERT_TRUE(first.copy);
-    EXPECT_EQ(entries(staging.path()).size(), 3u);
-    EXPECT_TRUE(fs::exists(staging / ".hidden"));
-    // Later copies leave the folder alone: the first one is still waiting to be staged.
-    EXPECT_TRUE(files.copyInto(source / "Screenshot 1.png", staging.path()).copy);
-    EXPECT_TRUE(fs::exists(first.copy->path));
+    EXPECT_EQ(first.copy->path, staging / ".B.pending");
+    EXPECT_EQ(readFile(staging / ".B.pending"), "png");
+    EXPECT_EQ(first.source.kind, FileLook::Kind::regular);
+    EXPECT_EQ(entries(staging.path()).size(), 4u);
+    EXPECT_EQ(readFile(staging / ".K.pending"), "kept by an earlier run");
+    // A kept copy is never replaced, and a failed copy leaves nothing.
+    const auto again = files.copyInto(source / "Screenshot 1.png", staging / ".K.pending");
+    EXPECT_EQ(again.failure, CopyResult::Failure::destination);
+    EXPECT_EQ(readFile(staging / ".K.pending"), "kept by an earlier run");
+    EXPECT_EQ(entries(staging.path()).size(), 4u);
 }
 
 TEST(CaptureStaging, PublishesWithoutReplacing) {
@@ -100,7 +107,7 @@ TEST(CaptureStaging, PublishesWithoutReplacing) {
     PosixCaptureFiles files;
     writeFile(dir / ".copy", "new");
     writeFile(dir / "taken.data", "old");
-    EXPECT_FALSE(files.moveInto(dir / ".copy", dir / "taken.data"));
+    EXPECT_EQ(files.moveInto(dir / ".copy", dir / "taken.data").cause(), EEXIST);
     EXPECT_EQ(readFile(dir / "taken.data"), "old");
     EXPECT_TRUE(files.moveInto(dir / ".copy", dir / "free.data"));
     EXPECT_EQ(readFile(dir / "free.data"), "new");

@@ -1,5 +1,6 @@
 #pragma once
 // In-memory directory, files, background thread and recogniser for the screenshot services.
+#include <cerrno>
 #include <deque>
 #include <functional>
 #include <map>
@@ -10,6 +11,7 @@
 #include "fakes/FakePlatform.h"
 #include "platform/BackgroundQueue.h"
 #include "platform/CaptureFiles.h"
+#include "platform/CaptureJournal.h"
 #include "platform/DirectoryMonitor.h"
 #include "platform/ScreenshotLocationSetting.h"
 #include "platform/TextRecognizer.h"
@@ -62,36 +64,47 @@ public:
     };
     explicit FakeCaptureFiles(Log* log = nullptr) : log_(log) {}
 
+    // Copies and staged files look like regular files of their own.
     FileLook look(const std::string& path) override {
         ++looks;
+        for (const auto* made : {&copies, &staged})
+            if (const auto it = made->find(path); it != made->end())
+                return FileLook{FileLook::Kind::regular, 1, 0, it->second.size(), 1, FileLook::Writers::none};
         const auto it = entries.find(path);
         if (it == entries.end()) return FileLook{FileLook::Kind::missing};
         const Entry& e = it->second;
         if (e.kind != FileLook::Kind::regular) return FileLook{e.kind};
         return FileLook{e.kind, 0, 0, e.content.size(), e.modified, e.writers};
     }
-    CopyResult copyInto(const std::string& source, const std::string& directory) override {
+    CopyResult copyInto(const std::string& source, const std::string& destination) override {
+        ++copyAttempts;
         const auto it = entries.find(source);
         if (it == entries.end() || it->second.kind != FileLook::Kind::regular)
-            return {std::nullopt, CopyResult::Failure::source, "cannot open"};
-        if (failCopy) return {std::nullopt, CopyResult::Failure::destination, "no space left"};
-        const std::string path = directory + "/.capture.tmp-" + std::to_string(++copyCount);
-        copies[path] = it->second.content;
-        return {FileCopy{path, it->second.content.size()}, CopyResult::Failure::none, ""};
+            return {std::nullopt, {}, CopyResult::Failure::source, "cannot open"};
+        if (failCopy) return {std::nullopt, {}, CopyResult::Failure::destination, "no space left"};
+        ++copyCount;
+        copies[destination] = it->second.content;
+        return {FileCopy{destination, it->second.content.size()}, look(source), CopyResult::Failure::none, ""};
     }
-    bool moveInto(const std::string& copyPath, const std::string& destination) override {
+    Result<void> moveInto(const std::string& copyPath, const std::string& destination) override {
         if (log_) log_->push_back("move " + extension(destination));
-        if (failMove || !copies.count(copyPath) || staged.count(destination)) return false;
-        staged[destination] = copies[copyPath];
-        copies.erase(copyPath);
-        return true;
+        auto& from = copies.count(copyPath) ? copies : staged;
+        if (failMove || !from.count(copyPath) || staged.count(destination) || copies.count(destination))
+            return Failure{"cannot rename", EEXIST};
+        (extension(destination) == "data" ? staged : copies)[destination] = from[copyPath];
+        from.erase(copyPath);
+        return {};
     }
-    bool writeAtomically(const std::string& path, const std::string& contents) override {
+    Result<void> writeAtomically(const std::string& path, const std::string& contents) override {
         if (log_) log_->push_back("write " + extension(path));
+        if (failWrite) return Failure{"no space left", ENOSPC};
         staged[path] = contents;
-        return true;
+        return {};
     }
-    void discard(const std::string& copyPath) override { copies.erase(copyPath); }
+    void discard(const std::string& copyPath) override {
+        copies.erase(copyPath);
+        staged.erase(copyPath);
+    }
 
     // The staged files with the given ending, by path.
     std::map<std::string, std::string> stagedWith(const std::string& ending) const {
@@ -106,12 +119,27 @@ public:
     std::map<std::string, std::string> staged;
     bool failCopy = false;
     bool failMove = false;
+    bool failWrite = false;
     int looks = 0;
     int copyCount = 0;
+    int copyAttempts = 0;
 
 private:
     static std::string extension(const std::string& path) { return path.substr(path.rfind('.') + 1); }
     Log* log_;
+};
+
+// The journal's text in memory, shared by the watchers of two runs.
+class FakeCaptureJournal : public CaptureJournal {
+public:
+    std::string load() override { return text; }
+    bool save(const std::string& contents) override {
+        text = contents;
+        ++saves;
+        return true;
+    }
+    std::string text;
+    int saves = 0;
 };
 
 class FakeBackgroundQueue : public BackgroundQueue {

@@ -31,20 +31,21 @@ struct ScreenshotStagingTest : ::testing::Test {
     }
 };
 
-TEST_F(ScreenshotStagingTest, ARecordIsWrittenEvenWhenTheDataCouldNotBe) {
-    const auto id = staging.stage(stagingDirectory, "a.png", copyOf("PNGDATA"), std::string("Hi"), false);
-    EXPECT_EQ(record(id), (StagedScreenshot{id, "a.png", "2024-05-01T08:30:12Z", "Hi", false, 7}));
-    EXPECT_EQ(files.staged.at(stagingDirectory + "/" + id + ".data"), "PNGDATA");
+// A full disk leaves neither file behind, and the copy where the next try finds it.
+TEST_F(ScreenshotStagingTest, BothFilesOrNeitherAndTheCopyIsKeptForAnotherTry) {
+    ASSERT_TRUE(staging.stage(stagingDirectory, "A", "a.png", copyOf("PNGDATA"), std::string("Hi"), false));
+    EXPECT_EQ(record("A"), (StagedScreenshot{"A", "a.png", "2024-05-01T08:30:12Z", "Hi", false, 7}));
+    EXPECT_EQ(files.staged.at(stagingDirectory + "/A.data"), "PNGDATA");
 
+    const FileCopy kept = copyOf("PNG");
+    files.failWrite = true;
+    const auto unwritten = staging.stage(stagingDirectory, "B", "b.png", kept, std::nullopt, false);
+    EXPECT_EQ(unwritten.error(), "no space left");
+    files.failWrite = false;
     files.failMove = true;
-    const auto unmoved = staging.stage(stagingDirectory, "b.png", copyOf("PNGDATA"), std::nullopt, false);
-    EXPECT_EQ(record(unmoved).fileSize, 7u);
-    EXPECT_TRUE(files.copies.empty()) << "the copy that could not be published is removed";
-
-    files.failMove = false;
-    const auto noCopy = staging.stage(stagingDirectory, "c.mov", FileCopy{"", 42}, std::nullopt, true);
-    EXPECT_FALSE(files.staged.count(stagingDirectory + "/" + noCopy + ".data"));
-    EXPECT_EQ(record(noCopy), (StagedScreenshot{noCopy, "c.mov", "2024-05-01T08:30:12Z", "", true, 42}));
+    EXPECT_FALSE(staging.stage(stagingDirectory, "C", "c.png", kept, std::nullopt, false));
+    EXPECT_EQ(files.staged.size(), 2u) << "only the first pair";
+    EXPECT_EQ(files.copies.at(kept.path), "PNG");
 }
 
 }  // namespace

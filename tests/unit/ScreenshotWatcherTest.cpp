@@ -45,6 +45,7 @@ struct ScreenshotWatcherTest : ::testing::Test {
     FakeCaptureFiles files{&log};
     FakeBackgroundQueue background;
     FakeRecognizer recognizer{files, background};
+    FakeCaptureJournal journal;
     std::unique_ptr<ScreenshotWatcher> watcher;
 
     void SetUp() override {
@@ -54,7 +55,7 @@ struct ScreenshotWatcherTest : ::testing::Test {
     }
     ScreenshotWatcher& make() {
         watcher = std::make_unique<ScreenshotWatcher>(ScreenshotWatcher::Environment{
-            clock, center, fs, setting, monitor, files, background, recognizer,
+            clock, center, fs, setting, monitor, files, background, recognizer, journal,
             [] { return std::chrono::system_clock::time_point(std::chrono::seconds(1714552212)); }});
         return *watcher;
     }
@@ -238,14 +239,76 @@ TEST_F(ScreenshotWatcherTest, FailuresAfterTheNameTestHaveTheirOwnOutcomes) {
     files.entries.erase(shots + "/Screenshot 2.png");
     settle();
     EXPECT_TRUE(announced().empty());
+}
 
-    // The staging side fails: the record still says what arrived, and the arrival is announced.
+// A full staging folder, at the copy or at the record: nothing half-staged, nothing announced,
+// and the capture is tried again, less and less often, until there is room.
+TEST_F(ScreenshotWatcherTest, ACaptureThatCannotBeStagedIsHeldBackUntilThereIsRoomThenAnnouncedOnce) {
+    start();
     files.failCopy = true;
-    add("Screenshot 3.png", "12345");
+    add("Screenshot full.png");
     change();
-    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot 3.png"}));
-    EXPECT_TRUE(files.stagedWith("data").empty());
-    EXPECT_EQ(records().at(0)["fileSize"], "5");
+    EXPECT_TRUE(announced().empty());
+    EXPECT_TRUE(files.staged.empty() && files.copies.empty());
+    settle(60);
+    EXPECT_LE(files.copyAttempts, 8) << "backs off";
+    EXPECT_GE(files.copyAttempts, 5) << "keeps trying";
+
+    files.failCopy = false;
+    files.failWrite = true;
+    settle(20);
+    EXPECT_TRUE(files.staged.empty());
+    EXPECT_EQ(files.copies.size(), 1u) << "the copy waits for the next try";
+    EXPECT_TRUE(announced().empty());
+
+    files.failWrite = false;
+    settle(20);
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot full.png"}));
+    EXPECT_EQ(records().size(), 1u);
+    EXPECT_EQ(files.stagedWith("data").size(), 1u);
+    EXPECT_TRUE(files.copies.empty());
+    EXPECT_EQ(journal.text, "[]");
+}
+
+// The helper stops with one capture copied and being read, and two it could not copy yet; at the
+// next start the copied one is read from its kept copy, the unchanged one is copied again, and
+// the one that changed since is dropped.
+TEST_F(ScreenshotWatcherTest, CapturesLeftUnstagedAtExitAreFinishedAtTheNextStart) {
+    start();
+    add("Screenshot read.png", "read");
+    recognizer.answers["read"] = std::vector<TextObservation>{{{"Read"}}};
+    monitor.fire();
+    clock.runPending();
+    background.runOne();  // the copy
+    clock.runPending();
+    background.jobs.clear();  // recognition, which never answers
+    files.failCopy = true;
+    add("Screenshot same.png", "same");
+    add("Screenshot changed.png", "changed");
+    change();
+    ASSERT_EQ(files.copies.size(), 1u);
+    watcher.reset();
+    ASSERT_TRUE(announced().empty());
+
+    files.failCopy = false;
+    auto& changed = files.entries[shots + "/Screenshot changed.png"];
+    changed.content = "changed again";
+    changed.modified = 2;
+    start();
+    settle();
+    auto names = announced();
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"Screenshot read.png", "Screenshot same.png"}));
+    EXPECT_EQ(files.copyCount, 2) << "the kept copy is not made again";
+    const auto texts = records();
+    EXPECT_TRUE(std::any_of(texts.begin(), texts.end(), [](const auto& r) { return r["ocrText"] == "Read"; }));
+    EXPECT_TRUE(files.copies.empty());
+    EXPECT_EQ(journal.text, "[]");
+
+    // Nothing is staged twice after another start.
+    start();
+    settle();
+    EXPECT_EQ(announced().size(), 2u);
 }
 
 }  // namespace
