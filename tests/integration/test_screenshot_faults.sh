@@ -45,4 +45,57 @@ check_eq "the key is nowhere in the staging folder" "" "$(grep -rl 'PRIVATE KEY'
 check_eq "one log line for each" 1 "$(grep -c '"Screenshot hard.png"' "$HELPER_LOG")"
 
 check "the helper keeps running" helper_alive
+
+# --- a full staging folder: a 64 KiB tmpfs over it, nearly filled
+wait_long() {  # wait_long WHAT SECONDS COMMAND...: like wait_for, for a retry that backs off
+  local what="$1" seconds="$2"; shift 2
+  for _ in $(seq $((seconds * 10))); do "$@" && return 0; sleep 0.1; done
+  fail "timed out waiting for $what"
+}
+if mount -t tmpfs -o size=64k,mode=700 velko-full "$STAGING" 2>/dev/null; then
+  trap 'umount -l "$STAGING" 2>/dev/null; cleanup' EXIT
+  head -c 65536 /dev/zero >"$STAGING/.filler" 2>/dev/null || true  # until it is full
+  name="Screenshot full.png"
+  cp "$WORK/hello.png" "$SHOTS/$name"
+  wait_for "the failure to be logged" in_log "\"$name\" is not staged yet: cannot copy it into $STAGING"
+  sleep 4  # two tries more
+  check_eq "held back: no record, no notification" "0 0" "$(staged "$name") $(announced "$name")"
+  check_eq "and no stray file" ".filler" "$(ls -A "$STAGING")"
+  check_eq "logged once" 1 "$(grep -c "\"$name\" is not staged" "$HELPER_LOG")"
+  rm "$STAGING/.filler"
+  wait_long "the capture once there is room" 20 announced_once "$name"
+  data="$(ls "$STAGING"/*.data)"
+  check "the pair is whole" cmp -s "$WORK/hello.png" "$data"
+  check_eq "its record" 1 "$(staged "$name")"
+  sleep 2
+  check_eq "one notification" 1 "$(announced "$name")"
+  umount "$STAGING"
+else
+  echo "skip: no tmpfs could be mounted over the staging folder (not root?)"
+fi
+
+# --- stopped while recognising: staged at the next start
+convert -size 2400x3000 xc:white -font DejaVu-Sans -pointsize 28 -fill black \
+  $(for i in $(seq 70); do printf -- '-annotate +40+%d Line_%d_of_a_long_page_to_read ' $((i * 40)) "$i"; done) \
+  "$WORK/big.png"
+name="Screenshot big.png"
+# Any hidden file: the private copy being read.
+kept() { compgen -G "$STAGING/.*" >/dev/null; }
+reading() { kept && pgrep -P "$HELPER_PID" -x velko-ocr >/dev/null; }
+cp "$WORK/big.png" "$SHOTS/$name"
+wait_for "its recognition to start" reading
+kill -TERM "$HELPER_PID"
+wait "$HELPER_PID" || true
+check_eq "stopped before it was staged" "0 0" "$(staged "$name") $(announced "$name")"
+check "its copy is kept" kept
+start_helper
+wait_for "the capture to be taken up again" in_log "staging \"$name\", left unstaged by the last run"
+wait_long "the capture" 60 announced_once "$name"
+check "staged whole" cmp -s "$WORK/big.png" "$(grep -lF "$name" "$STAGING"/*.json | sed 's/json$/data/')"
+check "with its text" grep -qF 'Line_70_of' "$(grep -lF "$name" "$STAGING"/*.json)"
+sleep 2
+check_eq "one record and one notification" "1 1" "$(staged "$name") $(announced "$name")"
+check_eq "no copy left" "" "$(find "$STAGING" -name '.*')"
+check_eq "nothing left in the journal" "[]" "$(cat "$XDG_STATE_HOME/velko-helper/pending-captures.json")"
+check "the helper keeps running" helper_alive
 finish
