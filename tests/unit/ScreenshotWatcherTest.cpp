@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "Core/GroupContainer.h"
 #include "Core/HelperConstants.h"
 #include "fakes/FakeScreenshotPlatform.h"
 #include "fakes/VirtualClock.h"
@@ -309,6 +310,22 @@ TEST_F(ScreenshotWatcherTest, CapturesLeftUnstagedAtExitAreFinishedAtTheNextStar
     start();
     settle();
     EXPECT_EQ(announced().size(), 2u);
+}
+
+// A journal entry that cannot be read is left out (and said) without losing the others; an
+// identifier that would lead out of the staging folder is such an entry.
+TEST_F(ScreenshotWatcherTest, AJournalEntryThatCannotBeReadCostsOnlyItself) {
+    const std::string staging = GroupContainer("/home/ada").stagingPath();
+    files.copies[staging + "/.G.pending"] = "video";
+    files.copies[staging + "/.../../evil.pending"] = "elsewhere";  // where that name leads
+    const std::string fields = R"("source":"/x","isVideo":true,"device":0,"inode":0,"size":5,"modified":1)";
+    journal.text = R"([42,{"identifier":"../../evil","filename":"Screenshot evil.mov",)" + fields +
+                   R"(},{"identifier":"G","filename":"Screenshot g.mov",)" + fields + "}]";
+    start();
+    settle();
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot g.mov"}));
+    EXPECT_EQ(files.staged.at(staging + "/G.data"), "video");
+    EXPECT_EQ(journal.text, "[]");
 }
 
 }  // namespace
