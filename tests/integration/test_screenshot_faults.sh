@@ -53,7 +53,7 @@ wait_long() {  # wait_long WHAT SECONDS COMMAND...: like wait_for, for a retry t
   fail "timed out waiting for $what"
 }
 if mount -t tmpfs -o size=64k,mode=700 velko-full "$STAGING" 2>/dev/null; then
-  trap 'umount -l "$STAGING" 2>/dev/null; cleanup' EXIT
+  trap 'umount -l "$STAGING" 2>/dev/null || true; cleanup' EXIT
   head -c 65536 /dev/zero >"$STAGING/.filler" 2>/dev/null || true  # until it is full
   name="Screenshot full.png"
   cp "$WORK/hello.png" "$SHOTS/$name"
@@ -70,6 +70,7 @@ if mount -t tmpfs -o size=64k,mode=700 velko-full "$STAGING" 2>/dev/null; then
   sleep 2
   check_eq "one notification" 1 "$(announced "$name")"
   umount "$STAGING"
+  trap cleanup EXIT
 else
   echo "skip: no tmpfs could be mounted over the staging folder (not root?)"
 fi
