@@ -76,6 +76,9 @@ bool endsWith(std::string_view text, std::string_view suffix) {
     return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
 
+// Hidden, and not named like the temporary files that the first copy of a run sweeps away.
+std::string keptCopyName(const std::string& identifier) { return "." + identifier + ".pending"; }
+
 std::string joinPath(const std::string& directory, const std::string& name) {
     return !directory.empty() && directory.back() == '/' ? directory + name : directory + "/" + name;
 }
@@ -235,9 +238,8 @@ std::string ScreenshotWatcher::stagingDirectory() const {
     return GroupContainer(env_.fileSystem.homeDirectory()).stagingPath();
 }
 
-// Hidden, and not named like the temporary files that the first copy of a run sweeps away.
 std::string ScreenshotWatcher::keptCopyPath(const std::string& identifier) const {
-    return stagingDirectory() + "/." + identifier + ".pending";
+    return stagingDirectory() + "/" + keptCopyName(identifier);
 }
 
 void ScreenshotWatcher::resume() {
@@ -285,7 +287,7 @@ void ScreenshotWatcher::copy(const std::string& identifier) {
                            source = captures_.at(identifier).entry.source] {
         // Made again for each capture, off the main thread, in case the folder was removed.
         const std::string directory = HelperConstants::screenshotStagingURL(*fileSystem);
-        CopyResult result = files->copyInto(source, directory + "/." + identifier + ".pending");
+        CopyResult result = files->copyInto(source, directory + "/" + keptCopyName(identifier));
         queue->async([weakSelf, identifier, result = std::move(result)] {
             if (const auto self = weakSelf.lock()) (*self)->copied(identifier, result);
         });

@@ -7,7 +7,9 @@
 #include <filesystem>
 
 #include "fakes/FileContents.h"
+#include "fakes/ScopedEnv.h"
 #include "fakes/TempDir.h"
+#include "posix/PosixCaptureJournal.h"
 #include "posix/SafeFile.h"
 
 namespace velko::test {
@@ -111,6 +113,25 @@ TEST(CaptureStaging, PublishesWithoutReplacing) {
     EXPECT_EQ(readFile(dir / "taken.data"), "old");
     EXPECT_TRUE(files.moveInto(dir / ".copy", dir / "free.data"));
     EXPECT_EQ(readFile(dir / "free.data"), "new");
+}
+
+// The journal is private, lives in the state folder (made when missing), and a FIFO in its place
+// reads as no journal rather than stalling the start.
+TEST(CaptureJournal, PrivateInTheStateFolderAndNeverBlocking) {
+    TempDir home;
+    const ScopedEnv noState("XDG_STATE_HOME", nullptr);
+    PosixCaptureJournal journal(home.path());
+    EXPECT_EQ(journal.path(), home / ".local/state/velko-helper/pending-captures.json");
+    EXPECT_EQ(journal.load(), "");
+    ASSERT_TRUE(journal.save("[1]"));
+    EXPECT_EQ(journal.load(), "[1]");
+    EXPECT_EQ(fs::status(journal.path()).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(home / ".local/state/velko-helper").permissions() & fs::perms::all, fs::perms::owner_all);
+
+    fs::remove(journal.path());
+    ASSERT_EQ(::mkfifo(journal.path().c_str(), 0600), 0);
+    EXPECT_EQ(journal.load(), "");
 }
 
 }  // namespace
