@@ -88,19 +88,23 @@ ScreenshotWatcher::~ScreenshotWatcher() = default;
 ScreenshotWatcher& ScreenshotWatcher::shared() { return *HelperServices::current().screenshots; }
 
 std::string ScreenshotWatcher::detectScreenshotDirectory() {
-    return findDirectory(env_.fileSystem, env_.locationSetting);
+    return findDirectory(env_.fileSystem, configuredPath(env_.locationSetting));
 }
 
-std::string ScreenshotWatcher::findDirectory(FileSystem& fileSystem, ScreenshotLocationSetting& setting) {
-    const std::string fallback = joinPath(fileSystem.homeDirectory(), "Desktop");
+std::optional<std::string> ScreenshotWatcher::configuredPath(ScreenshotLocationSetting& setting) {
     const auto output = setting.configuredLocation();
-    if (!output) return fallback;
+    if (!output) return std::nullopt;
     const std::string_view text(reinterpret_cast<const char*>(output->data()), output->size());
-    if (!isValidUtf8(text)) return fallback;
+    if (!isValidUtf8(text)) return std::nullopt;
     // Used as written: "~" and relative paths mean nothing here and fall back.
-    const std::string path = trimmed(text);
-    if (path.empty() || !fileSystem.exists(path)) return fallback;
+    std::string path = trimmed(text);
+    if (path.empty()) return std::nullopt;
     return path;
+}
+
+std::string ScreenshotWatcher::findDirectory(FileSystem& fileSystem, const std::optional<std::string>& configured) {
+    if (configured && fileSystem.exists(*configured)) return *configured;
+    return joinPath(fileSystem.homeDirectory(), "Desktop");
 }
 
 void ScreenshotWatcher::start() {
@@ -109,7 +113,10 @@ void ScreenshotWatcher::start() {
     // Off the main loop, which goes on answering the link while the setting is read.
     env_.background.async([fileSystem = &env_.fileSystem, setting = &env_.locationSetting, queue = &env_.mainQueue,
                            weakSelf = std::weak_ptr(self_)] {
-        std::string directory = findDirectory(*fileSystem, *setting);
+        const auto configured = configuredPath(*setting);
+        std::string directory = findDirectory(*fileSystem, configured);
+        // Neither there: wait for the folder the person's screenshot tool is likelier to make.
+        if (!fileSystem->exists(directory) && configured && configured->front() == '/') directory = *configured;
         queue->async([weakSelf, directory = std::move(directory)] {
             if (const auto self = weakSelf.lock()) (*self)->watch(directory);
         });
@@ -117,30 +124,78 @@ void ScreenshotWatcher::start() {
 }
 
 void ScreenshotWatcher::watch(const std::string& directory) {
-    if (!env_.fileSystem.exists(directory)) {
-        std::fprintf(stderr,
-                     "velko-helper: no screenshot directory (%s does not exist); screenshots are not picked up\n",
+    watchedDirectory = directory;
+    // Whatever is there now was taken before the helper ran and is never handed on.
+    rememberContents(directory);
+
+    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
+    const auto started = env_.monitor.watch(
+        directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf](DirectoryEvent event) {
+            // A burst of new entries settles first; the folder going or coming back is told at once.
+            if (event == DirectoryEvent::entriesChanged) monitor->sleep(changeDelay);
+            queue->async([weakSelf, event] {
+                if (const auto self = weakSelf.lock()) (*self)->directoryChanged(event);
+            });
+        });
+    if (!started) {
+        inactiveReason = started.error();
+        std::fprintf(stderr, "velko-helper: %s; screenshots are not picked up\n", started.error().c_str());
+        return;
+    }
+    if (*started == WatchStart::waiting) {
+        inactiveReason = "waiting for " + shown(directory) + " to exist";
+        std::fprintf(stderr, "velko-helper: no screenshot directory yet (%s does not exist); waiting for it\n",
                      directory.c_str());
         return;
     }
-    watchedDirectory = directory;
-    // Whatever is there now was taken before the helper ran and is never handed on.
+    isActive = true;
+    watchedBefore_ = true;
+    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+}
+
+void ScreenshotWatcher::directoryChanged(DirectoryEvent event) {
+    const std::string directory = watchedDirectory.get().value_or("");
+    switch (event) {
+        case DirectoryEvent::entriesChanged:
+            checkForNewScreenshots();
+            return;
+        case DirectoryEvent::gone:
+            if (!isActive) return;
+            isActive = false;
+            inactiveReason = "waiting for " + shown(directory) + " to exist again";
+            std::fprintf(stderr, "velko-helper: %s was deleted or moved away; waiting for it to exist again\n",
+                         directory.c_str());
+            return;
+        case DirectoryEvent::back:
+            if (isActive) return;
+            // What it holds when it comes back was not seen arriving: taken as already there.
+            knownFiles_.clear();
+            rememberContents(directory);
+            isActive = true;
+            inactiveReason = "";
+            std::fprintf(stderr, "velko-helper: watching %s for screenshots%s\n", directory.c_str(),
+                         watchedBefore_ ? " again" : "");
+            watchedBefore_ = true;
+            return;
+    }
+}
+
+void ScreenshotWatcher::rememberContents(const std::string& directory) {
     if (const auto names = env_.monitor.contentsOfDirectory(directory))
         for (const auto& name : *names) knownFiles_.insert(nameKey(name));
+}
 
-    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
-    const bool watching = env_.monitor.watch(directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf] {
-        monitor->sleep(changeDelay);
-        queue->async([weakSelf] {
-            if (const auto self = weakSelf.lock()) (*self)->checkForNewScreenshots();
-        });
-    });
-    if (!watching) {
-        std::fprintf(stderr, "velko-helper: cannot watch %s; screenshots are not picked up\n", directory.c_str());
-        return;
-    }
-    isActive = true;
-    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+std::string ScreenshotWatcher::shown(const std::string& path) const {
+    const std::string home = env_.fileSystem.homeDirectory();
+    if (home.size() > 1 && path.size() > home.size() && path.compare(0, home.size(), home) == 0 &&
+        path[home.size()] == '/')
+        return "~" + path.substr(home.size());
+    return path;
+}
+
+std::string ScreenshotWatcher::summary() const {
+    if (isActive) return "on, watching " + shown(watchedDirectory.get().value_or(""));
+    return inactiveReason.get().empty() ? "off" : "off, " + inactiveReason.get();
 }
 
 ScreenshotWatcher::NameKind ScreenshotWatcher::classifyName(const std::string& name) {
@@ -166,7 +221,7 @@ std::string ScreenshotWatcher::joinRecognizedLines(const std::vector<TextObserva
 }
 
 void ScreenshotWatcher::checkForNewScreenshots() {
-    if (!watchedDirectory.get()) return;
+    if (!isActive || !watchedDirectory.get()) return;
     const std::string directory = *watchedDirectory.get();
     const auto names = env_.monitor.contentsOfDirectory(directory);
     if (!names) return;  // the next change tries again; knownFiles stays, so nothing doubles

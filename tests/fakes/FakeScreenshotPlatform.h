@@ -28,28 +28,29 @@ class FakeDirectoryMonitor : public DirectoryMonitor {
 public:
     std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override {
         ++listings;
-        if (failListing || path != directory) return std::nullopt;
+        if (failListing || !present || path != directory) return std::nullopt;
         return names;
     }
-    bool watch(const std::string& path, std::function<void()> h) override {
-        if (refuseWatch || path != directory) return false;
+    Result<WatchStart> watch(const std::string& path, std::function<void(DirectoryEvent)> h) override {
+        if (refuseWatch) return Failure{"cannot watch " + path + ": Permission denied", 13};
         watched.push_back(path);
         handler = std::move(h);
-        return true;
+        return present && path == directory ? WatchStart::watching : WatchStart::waiting;
     }
     void sleep(double seconds) override { sleeps.push_back(seconds); }
     std::vector<std::string> watched;
-    void fire() {
-        if (handler) handler();
+    void fire(DirectoryEvent event = DirectoryEvent::entriesChanged) {
+        if (handler) handler(event);
     }
 
     std::string directory;
     std::vector<std::string> names;
+    bool present = true;  // whether the directory is there
     bool failListing = false;
     bool refuseWatch = false;
     int listings = 0;
     std::vector<double> sleeps;
-    std::function<void()> handler;
+    std::function<void(DirectoryEvent)> handler;
 };
 
 class FakeCaptureFiles : public CaptureFiles {
