@@ -310,9 +310,10 @@ void ScreenshotWatcher::copyAndRecognize(const std::string& path, const std::str
             finish(std::nullopt);
             return;
         }
-        recognizer->recognizeText(copy.path, [finish](std::optional<std::vector<TextObservation>> observations) {
-            finish(observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt);
-        });
+        recognizer->recognizeText(
+            copy.path, filename, [finish](std::optional<std::vector<TextObservation>> observations) {
+                finish(observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt);
+            });
     });
 }
 

@@ -132,7 +132,8 @@ public:
 class FakeRecognizer : public TextRecognizer {
 public:
     FakeRecognizer(FakeCaptureFiles& files, FakeBackgroundQueue& queue) : files_(files), queue_(queue) {}
-    void recognizeText(const std::string& imagePath, Completion done) override {
+    using TextRecognizer::recognizeText;
+    void recognizeText(const std::string& imagePath, const std::string&, Completion done) override {
         const std::string content = files_.copies.count(imagePath) ? files_.copies[imagePath] : "";
         const auto it = answers.find(content);
         queue_.async([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });
