@@ -80,7 +80,7 @@ Card makeFeaturesCard(double y, const std::vector<PreferencesWindowModel::Featur
                            TextAlignment::natural,
                            true};
         rows.push_back(std::move(note));
-        top += lines * 14;
+        top += lines * 14 - 6;
     }
     rows.push_back(row(top, "gearshape.2.fill", NamedColor::secondaryLabelColor, "Auto-Paste Rules",
                        std::to_string(ruleCount) + " configured", NamedColor::secondaryLabelColor));
