@@ -87,6 +87,9 @@ private:
     std::set<int> parents_;  // while watching: the parents' watches for their moves
     int awaited_ = -1;       // while waiting: the nearest existing parent's watch
     std::string awaitedName_;
+    // The next step is there but no folder (a file, a link to nothing): no event in the parent
+    // tells when a folder is reachable there, so it is looked at from time to time.
+    bool blocked_ = false;
     struct stat identity_ = {};  // of the directory being watched
 };
 
@@ -100,6 +103,7 @@ void InotifyDirectoryMonitor::Watch::forget() {
 
 Result<WatchStart> InotifyDirectoryMonitor::Watch::resolve() {
     forget();
+    blocked_ = false;
     for (int tries = 1;; ++tries) {
         const int wd = ::inotify_add_watch(inotify_, path_.c_str(), directoryMask);
         if (wd >= 0) {
@@ -123,8 +127,10 @@ Result<WatchStart> InotifyDirectoryMonitor::Watch::resolve() {
         // The next step may have been made between the two looks: then the wait would be on the
         // wrong folder. Look deeper instead.
         struct stat made = {};
-        if (tries == resolveTries || ::stat(next.c_str(), &made) != 0 || !S_ISDIR(made.st_mode))
+        if (tries == resolveTries || ::stat(next.c_str(), &made) != 0 || !S_ISDIR(made.st_mode)) {
+            blocked_ = ::lstat(next.c_str(), &made) == 0;
             return WatchStart::waiting;
+        }
         forget();
     }
 }
@@ -168,7 +174,9 @@ bool InotifyDirectoryMonitor::Watch::drain(bool& changed, bool& gone, bool& move
 void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
     pthread_setname_np(pthread_self(), "velko-watch");
     pollfd fds[2] = {{inotify_, POLLIN, 0}, {stopEvent, POLLIN, 0}};
-    int retryMs = -1;  // after a failed resolve: when to try again
+    // Where no event can tell (a failed resolve, a blocked path): when to look again.
+    int retryMs = blocked_ ? firstRetryMs : -1;
+    bool failing = false;
     for (;;) {
         const int ready = ::poll(fds, 2, retryMs);
         if (ready < 0) {
@@ -189,14 +197,16 @@ void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
         }
         if (!gone && (watching || !awaited)) continue;
         const auto resolved = resolve();
-        if (!resolved) {
-            if (retryMs < 0)
-                std::fprintf(stderr, "velko-helper: %s; trying again from time to time\n", resolved.error().c_str());
-            retryMs = std::min(maxRetryMs, retryMs < 0 ? firstRetryMs : retryMs * 2);
+        if (resolved && *resolved == WatchStart::watching) {
+            failing = false;
+            retryMs = -1;
+            handler_(DirectoryEvent::back);
             continue;
         }
-        retryMs = -1;
-        if (*resolved == WatchStart::watching) handler_(DirectoryEvent::back);
+        if (!resolved && !failing)
+            std::fprintf(stderr, "velko-helper: %s; trying again from time to time\n", resolved.error().c_str());
+        failing = !resolved;
+        retryMs = failing || blocked_ ? std::min(maxRetryMs, retryMs < 0 ? firstRetryMs : retryMs * 2) : -1;
     }
 }
 

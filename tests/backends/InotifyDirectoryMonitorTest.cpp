@@ -126,6 +126,16 @@ TEST(DirectoryWatch, AFolderMadeAfterTheWatchBeganIsWatchedFromThen) {
     recorder.saw("b");
     writeFile(dir / "a/b/Screenshots/a.png", "");
     recorder.saw("c");
+
+    // Reached through a link to a disk that goes: no event says when it is back, so it is looked for.
+    fs::create_directories(dir / "disk/Screenshots");
+    fs::create_directory_symlink(dir / "disk", dir / "link");
+    Recorder linked;
+    ASSERT_EQ(*monitor.watch(dir / "link/Screenshots", linked.handler()), WatchStart::watching);
+    fs::remove_all(dir / "disk");
+    linked.saw("g");
+    fs::create_directories(dir / "disk/Screenshots");
+    linked.saw("b");
 }
 
 TEST(DirectoryWatch, ShuttingDownWakesAHandlerAsleep) {
