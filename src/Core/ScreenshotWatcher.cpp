@@ -4,7 +4,6 @@
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
-#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
@@ -13,6 +12,7 @@
 
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
+#include "Core/ScreenshotDirectory.h"
 
 namespace velko {
 namespace {
@@ -26,29 +26,6 @@ bool isValidUtf8(std::string_view text) {
         if (c < 0) return false;
     }
     return true;
-}
-
-// Trims the Unicode white space and line breaks at both ends of valid UTF-8.
-std::string trimmed(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    const auto length = static_cast<int32_t>(text.size());
-    int32_t begin = 0;
-    while (begin < length) {
-        int32_t next = begin;
-        UChar32 c;
-        U8_NEXT(bytes, next, length, c);
-        if (!u_isUWhiteSpace(c)) break;
-        begin = next;
-    }
-    int32_t end = length;
-    while (end > begin) {
-        int32_t previous = end;
-        UChar32 c;
-        U8_PREV(bytes, 0, previous, c);
-        if (!u_isUWhiteSpace(c)) break;
-        end = previous;
-    }
-    return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
 // Canonically equivalent spellings share a key. A name that is not UTF-8 keeps its bytes: decoding
@@ -88,23 +65,7 @@ ScreenshotWatcher::~ScreenshotWatcher() = default;
 ScreenshotWatcher& ScreenshotWatcher::shared() { return *HelperServices::current().screenshots; }
 
 std::string ScreenshotWatcher::detectScreenshotDirectory() {
-    return findDirectory(env_.fileSystem, configuredPath(env_.locationSetting));
-}
-
-std::optional<std::string> ScreenshotWatcher::configuredPath(ScreenshotLocationSetting& setting) {
-    const auto output = setting.configuredLocation();
-    if (!output) return std::nullopt;
-    const std::string_view text(reinterpret_cast<const char*>(output->data()), output->size());
-    if (!isValidUtf8(text)) return std::nullopt;
-    // Used as written: "~" and relative paths mean nothing here and fall back.
-    std::string path = trimmed(text);
-    if (path.empty()) return std::nullopt;
-    return path;
-}
-
-std::string ScreenshotWatcher::findDirectory(FileSystem& fileSystem, const std::optional<std::string>& configured) {
-    if (configured && fileSystem.exists(*configured)) return *configured;
-    return joinPath(fileSystem.homeDirectory(), "Desktop");
+    return ScreenshotDirectory::detect(env_.fileSystem, env_.locationSetting);
 }
 
 void ScreenshotWatcher::start() {
@@ -113,10 +74,7 @@ void ScreenshotWatcher::start() {
     // Off the main loop, which goes on answering the link while the setting is read.
     env_.background.async([fileSystem = &env_.fileSystem, setting = &env_.locationSetting, queue = &env_.mainQueue,
                            weakSelf = std::weak_ptr(self_)] {
-        const auto configured = configuredPath(*setting);
-        std::string directory = findDirectory(*fileSystem, configured);
-        // Neither there: wait for the folder the person's screenshot tool is likelier to make.
-        if (!fileSystem->exists(directory) && configured && configured->front() == '/') directory = *configured;
+        std::string directory = ScreenshotDirectory::toWatch(*fileSystem, *setting);
         queue->async([weakSelf, directory = std::move(directory)] {
             if (const auto self = weakSelf.lock()) (*self)->watch(directory);
         });
@@ -186,11 +144,7 @@ void ScreenshotWatcher::rememberContents(const std::string& directory) {
 }
 
 std::string ScreenshotWatcher::shown(const std::string& path) const {
-    const std::string home = env_.fileSystem.homeDirectory();
-    if (home.size() > 1 && path.size() > home.size() && path.compare(0, home.size(), home) == 0 &&
-        path[home.size()] == '/')
-        return "~" + path.substr(home.size());
-    return path;
+    return ScreenshotDirectory::shown(path, env_.fileSystem.homeDirectory());
 }
 
 std::string ScreenshotWatcher::summary() const {

@@ -77,8 +77,6 @@ public:
     const std::set<std::string>& knownFiles() const { return knownFiles_; }
 
 private:
-    static std::optional<std::string> configuredPath(ScreenshotLocationSetting& setting);
-    static std::string findDirectory(FileSystem& fileSystem, const std::optional<std::string>& configured);
     void watch(const std::string& directory);
     void directoryChanged(DirectoryEvent event);
     void rememberContents(const std::string& directory);
