@@ -27,6 +27,7 @@ std::unique_ptr<HelperAppDelegate> HelperAppDelegate::makeShared() {
     services.isExpansionActive = [] { return TextExpansionEngine::shared().isActive.get(); };
     services.isHotkeysActive = [] { return GlobalHotkeyManager::shared().isActive.get(); };
     services.isScreenshotWatchActive = [] { return ScreenshotWatcher::shared().isActive.get(); };
+    services.screenshotWatchReason = [] { return ScreenshotWatcher::shared().inactiveReason.get(); };
     return std::make_unique<HelperAppDelegate>(
         services, Environment{*p.trust, *p.statusBar, *p.defaults, *p.workspace, *p.application, *p.mainQueue,
                               p.windows, p.backends});
@@ -40,6 +41,7 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
     controller->setup(*this);
     controller->accessibilityOK = env_.trust.isProcessTrusted();
     controller->velkoConnected = services_.reader.isConnected;
+    controller->screenshotNote = screenshotWatchReason();
     controller->buildMenu(*this);
     statusBar_ = std::move(controller);
 
@@ -72,7 +74,12 @@ void HelperAppDelegate::heartbeat() {
     if (!statusBar_) return;
     statusBar_->accessibilityOK = env_.trust.isProcessTrusted();
     statusBar_->velkoConnected = services_.reader.verifyConnection();
+    statusBar_->screenshotNote = screenshotWatchReason();
     statusBar_->buildMenu(*this);
+}
+
+std::string HelperAppDelegate::screenshotWatchReason() const {
+    return services_.screenshotWatchReason ? services_.screenshotWatchReason() : std::string();
 }
 
 void HelperAppDelegate::showPreferences() {
@@ -95,8 +102,9 @@ PreferencesWindowModel::Inputs HelperAppDelegate::preferencesInputs() {
     inputs.bundleVersion = env_.workspace.bundleInfoString(HelperConstants::bundleVersionKey);
     inputs.accessibilityGranted = env_.trust.isProcessTrusted();
     inputs.mainApplicationPresent = services_.reader.isConnected;
-    inputs.features = PreferencesWindowModel::features(
-        read(services_.isExpansionActive), read(services_.isHotkeysActive), read(services_.isScreenshotWatchActive));
+    inputs.features =
+        PreferencesWindowModel::features(read(services_.isExpansionActive), read(services_.isHotkeysActive),
+                                         read(services_.isScreenshotWatchActive), screenshotWatchReason());
     inputs.ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());
     if (env_.backends) inputs.backends = *env_.backends;
     return inputs;

@@ -36,6 +36,8 @@ public:
         std::function<bool()> isExpansionActive = {};
         std::function<bool()> isHotkeysActive = {};
         std::function<bool()> isScreenshotWatchActive = {};
+        // Why screenshots are not picked up now, for the menu and the window; empty while they are.
+        std::function<std::string()> screenshotWatchReason = {};
     };
     struct Environment {
         AccessibilityTrust& trust;
@@ -71,6 +73,7 @@ private:
     // The values the preferences window shows, read now, in the order the window reads them.
     PreferencesWindowModel::Inputs preferencesInputs();
     void heartbeat();
+    std::string screenshotWatchReason() const;
     void openWebsite();
     void openAccessibility();
     void open(const std::string& address);

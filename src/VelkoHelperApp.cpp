@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Core/HelperServices.h"
+#include "Core/ScreenshotWatcher.h"
 #include "HelperAppDelegate.h"
 #include "dbus/HelperStatusService.h"
 #include "dbus/SingleInstance.h"
@@ -28,7 +29,7 @@ int main(int argc, char** argv) {
     velko::Platform::install(desktop.platform());
     services = std::make_unique<velko::HelperServices>(velko::Platform::current());
     velko::HelperServices::install(*services);
-    velko::HelperStatusService status(desktop.backends());
+    velko::HelperStatusService status(desktop.backends(), [] { return velko::ScreenshotWatcher::shared().summary(); });
     velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });
 
     auto delegate = velko::HelperAppDelegate::makeShared();

@@ -4,7 +4,6 @@
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
-#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
@@ -15,6 +14,7 @@
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
 #include "Core/UUIDGenerator.h"
+#include "Core/ScreenshotDirectory.h"
 
 namespace velko {
 namespace {
@@ -28,29 +28,6 @@ bool isValidUtf8(std::string_view text) {
         if (c < 0) return false;
     }
     return true;
-}
-
-// Trims the Unicode white space and line breaks at both ends of valid UTF-8.
-std::string trimmed(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    const auto length = static_cast<int32_t>(text.size());
-    int32_t begin = 0;
-    while (begin < length) {
-        int32_t next = begin;
-        UChar32 c;
-        U8_NEXT(bytes, next, length, c);
-        if (!u_isUWhiteSpace(c)) break;
-        begin = next;
-    }
-    int32_t end = length;
-    while (end > begin) {
-        int32_t previous = end;
-        UChar32 c;
-        U8_PREV(bytes, 0, previous, c);
-        if (!u_isUWhiteSpace(c)) break;
-        end = previous;
-    }
-    return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
 // Canonically equivalent spellings share a key. A name that is not UTF-8 keeps its bytes: decoding
@@ -93,19 +70,7 @@ ScreenshotWatcher::~ScreenshotWatcher() = default;
 ScreenshotWatcher& ScreenshotWatcher::shared() { return *HelperServices::current().screenshots; }
 
 std::string ScreenshotWatcher::detectScreenshotDirectory() {
-    return findDirectory(env_.fileSystem, env_.locationSetting);
-}
-
-std::string ScreenshotWatcher::findDirectory(FileSystem& fileSystem, ScreenshotLocationSetting& setting) {
-    const std::string fallback = joinPath(fileSystem.homeDirectory(), "Desktop");
-    const auto output = setting.configuredLocation();
-    if (!output) return fallback;
-    const std::string_view text(reinterpret_cast<const char*>(output->data()), output->size());
-    if (!isValidUtf8(text)) return fallback;
-    // Used as written: "~" and relative paths mean nothing here and fall back.
-    const std::string path = trimmed(text);
-    if (path.empty() || !fileSystem.exists(path)) return fallback;
-    return path;
+    return ScreenshotDirectory::detect(env_.fileSystem, env_.locationSetting);
 }
 
 void ScreenshotWatcher::start() {
@@ -114,7 +79,7 @@ void ScreenshotWatcher::start() {
     // Off the main loop, which goes on answering the link while the setting is read.
     env_.background.async([fileSystem = &env_.fileSystem, setting = &env_.locationSetting, queue = &env_.mainQueue,
                            weakSelf = std::weak_ptr(self_)] {
-        std::string directory = findDirectory(*fileSystem, *setting);
+        std::string directory = ScreenshotDirectory::toWatch(*fileSystem, *setting);
         queue->async([weakSelf, directory = std::move(directory)] {
             if (const auto self = weakSelf.lock()) (*self)->watch(directory);
         });
@@ -124,30 +89,74 @@ void ScreenshotWatcher::start() {
 void ScreenshotWatcher::watch(const std::string& directory) {
     // Their copies are in the staging folder, so they are finished even without a screenshot folder.
     resume();
-    if (!env_.fileSystem.exists(directory)) {
-        std::fprintf(stderr,
-                     "velko-helper: no screenshot directory (%s does not exist); screenshots are not picked up\n",
+    watchedDirectory = directory;
+    // Whatever is there now was taken before the helper ran and is never handed on.
+    rememberContents(directory);
+
+    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
+    const auto started = env_.monitor.watch(
+        directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf](DirectoryEvent event) {
+            // A burst of new entries settles first; the folder going or coming back is told at once.
+            if (event == DirectoryEvent::entriesChanged) monitor->sleep(changeDelay);
+            queue->async([weakSelf, event] {
+                if (const auto self = weakSelf.lock()) (*self)->directoryChanged(event);
+            });
+        });
+    if (!started) {
+        inactiveReason = started.error();
+        std::fprintf(stderr, "velko-helper: %s; screenshots are not picked up\n", started.error().c_str());
+        return;
+    }
+    if (*started == WatchStart::waiting) {
+        inactiveReason = "waiting for " + shown(directory) + " to exist";
+        std::fprintf(stderr, "velko-helper: no screenshot directory yet (%s does not exist); waiting for it\n",
                      directory.c_str());
         return;
     }
-    watchedDirectory = directory;
-    // Whatever is there now was taken before the helper ran and is never handed on.
+    isActive = true;
+    watchedBefore_ = true;
+    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+}
+
+void ScreenshotWatcher::directoryChanged(DirectoryEvent event) {
+    const std::string directory = watchedDirectory.get().value_or("");
+    switch (event) {
+        case DirectoryEvent::entriesChanged:
+            checkForNewScreenshots();
+            return;
+        case DirectoryEvent::gone:
+            if (!isActive) return;
+            isActive = false;
+            inactiveReason = "waiting for " + shown(directory) + " to exist again";
+            std::fprintf(stderr, "velko-helper: %s was deleted or moved away; waiting for it to exist again\n",
+                         directory.c_str());
+            return;
+        case DirectoryEvent::back:
+            if (isActive) return;
+            // What it holds when it comes back was not seen arriving: taken as already there.
+            knownFiles_.clear();
+            rememberContents(directory);
+            isActive = true;
+            inactiveReason = "";
+            std::fprintf(stderr, "velko-helper: watching %s for screenshots%s\n", directory.c_str(),
+                         watchedBefore_ ? " again" : "");
+            watchedBefore_ = true;
+            return;
+    }
+}
+
+void ScreenshotWatcher::rememberContents(const std::string& directory) {
     if (const auto names = env_.monitor.contentsOfDirectory(directory))
         for (const auto& name : *names) knownFiles_.insert(nameKey(name));
+}
 
-    std::weak_ptr<ScreenshotWatcher*> weakSelf = self_;
-    const bool watching = env_.monitor.watch(directory, [monitor = &env_.monitor, queue = &env_.mainQueue, weakSelf] {
-        monitor->sleep(changeDelay);
-        queue->async([weakSelf] {
-            if (const auto self = weakSelf.lock()) (*self)->checkForNewScreenshots();
-        });
-    });
-    if (!watching) {
-        std::fprintf(stderr, "velko-helper: cannot watch %s; screenshots are not picked up\n", directory.c_str());
-        return;
-    }
-    isActive = true;
-    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+std::string ScreenshotWatcher::shown(const std::string& path) const {
+    return ScreenshotDirectory::shown(path, env_.fileSystem.homeDirectory());
+}
+
+std::string ScreenshotWatcher::summary() const {
+    if (isActive) return "on, watching " + shown(watchedDirectory.get().value_or(""));
+    return inactiveReason.get().empty() ? "off" : "off, " + inactiveReason.get();
 }
 
 ScreenshotWatcher::NameKind ScreenshotWatcher::classifyName(const std::string& name) {
@@ -173,7 +182,7 @@ std::string ScreenshotWatcher::joinRecognizedLines(const std::vector<TextObserva
 }
 
 void ScreenshotWatcher::checkForNewScreenshots() {
-    if (!watchedDirectory.get()) return;
+    if (!isActive || !watchedDirectory.get()) return;
     const std::string directory = *watchedDirectory.get();
     const auto names = env_.monitor.contentsOfDirectory(directory);
     if (!names) return;  // the next change tries again; knownFiles stays, so nothing doubles
@@ -320,8 +329,8 @@ void ScreenshotWatcher::recognize(const std::string& identifier) {
         return;
     }
     env_.background.async([recognizer = &env_.recognizer, queue = &env_.mainQueue, weakSelf = std::weak_ptr(self_),
-                           identifier, path = keptCopyPath(identifier)] {
-        recognizer->recognizeText(path, [queue, weakSelf, identifier](auto observations) {
+                           identifier, path = keptCopyPath(identifier), filename = capture.entry.filename] {
+        recognizer->recognizeText(path, filename, [queue, weakSelf, identifier](auto observations) {
             auto text = observations ? std::optional(joinRecognizedLines(*observations)) : std::nullopt;
             queue->async([weakSelf, identifier, text = std::move(text)] {
                 const auto self = weakSelf.lock();

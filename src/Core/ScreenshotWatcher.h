@@ -12,12 +12,12 @@
 #include "Core/Published.h"
 #include "Core/ScreenshotStaging.h"
 #include "platform/CaptureFiles.h"
+#include "platform/DirectoryMonitor.h"
 #include "platform/TextRecognizer.h"
 
 namespace velko {
 
 class BackgroundQueue;
-class DirectoryMonitor;
 class FileSystem;
 class MainQueue;
 class NotificationCenter;
@@ -61,10 +61,13 @@ public:
 
     // Finds the directory once, on the background queue (the desktop's setting may take a
     // subprocess to read), then on the main queue finishes the captures an earlier run left
-    // unstaged, remembers what is already there and starts watching. Once only.
+    // unstaged, remembers what is already there and starts watching. Once only. A directory that
+    // is not there (yet, or any more) is waited for.
     void start();
     // The setting's path when it exists, else ~/Desktop (not checked).
     std::string detectScreenshotDirectory();
+    // "on, watching ~/Pictures/Screenshots", "off, waiting for ~/Pictures/Screenshots to exist again".
+    std::string summary() const;
 
     // By name only: a pattern anywhere in the lower-cased name, and ".png" or ".mov" at its end.
     static NameKind classifyName(const std::string& name);
@@ -72,13 +75,20 @@ public:
     static std::string joinRecognizedLines(const std::vector<TextObservation>& observations);
 
     Published<bool> isActive{false};
+    // The directory watched, or waited for while it is not there.
     Published<std::optional<std::string>> watchedDirectory;
+    // Why screenshots are not picked up now, as the person is shown it: "waiting for
+    // ~/Pictures/Screenshots to exist again". Empty while they are, and before start.
+    Published<std::string> inactiveReason;
     // The names of the latest successful listing, canonically composed.
     const std::set<std::string>& knownFiles() const { return knownFiles_; }
 
 private:
-    static std::string findDirectory(FileSystem& fileSystem, ScreenshotLocationSetting& setting);
     void watch(const std::string& directory);
+    void directoryChanged(DirectoryEvent event);
+    void rememberContents(const std::string& directory);
+    // With the home directory written as "~", as people read it.
+    std::string shown(const std::string& path) const;
 
     struct PendingFile {
         std::string filename;
@@ -116,6 +126,7 @@ private:
     Environment env_;
     ScreenshotStaging staging_;
     bool started_ = false;
+    bool watchedBefore_ = false;
     std::set<std::string> knownFiles_;
     // Files handed on but not yet complete, by path.
     std::map<std::string, PendingFile> pending_;

@@ -13,24 +13,30 @@ void HelperStatusBarController::setup(MenuTarget& delegate) {
 
 void HelperStatusBarController::buildMenu(MenuTarget& delegate) {
     if (!hasItem_) return;
-    statusBar_.setMenu(menuFor(velkoConnected, accessibilityOK), delegate);
+    statusBar_.setMenu(menuFor(velkoConnected, accessibilityOK, screenshotNote), delegate);
 }
 
-MenuModel HelperStatusBarController::menuFor(bool velkoConnected, bool accessibilityOK) {
+MenuModel HelperStatusBarController::menuFor(bool velkoConnected, bool accessibilityOK,
+                                             const std::string& screenshotNote) {
     const auto item = [](std::string title, MenuAction action, std::string key, bool enabled) {
         return MenuEntry{false, std::move(title), action, action != MenuAction::none, std::move(key), enabled};
     };
     const MenuEntry separator{true, "", MenuAction::none, false, "", false};
-    return {
+    MenuModel menu{
         item(velkoConnected ? "Connected to Velko" : "Velko not detected", MenuAction::none, "", false),
         accessibilityOK ? item("Accessibility granted", MenuAction::none, "", false)
                         : item("Accessibility needed", MenuAction::doPermissions, "", true),
-        separator,
-        item("Preferences...", MenuAction::doPreferences, ",", true),
-        item("Permissions...", MenuAction::doPermissions, "", true),
-        separator,
-        item("Quit Velko Helper", MenuAction::doQuit, "q", true),
     };
+    // Said only while something is wrong: a working watch needs no line.
+    if (!screenshotNote.empty()) menu.push_back(item("Screenshots: " + screenshotNote, MenuAction::none, "", false));
+    menu.insert(menu.end(), {
+                                separator,
+                                item("Preferences...", MenuAction::doPreferences, ",", true),
+                                item("Permissions...", MenuAction::doPermissions, "", true),
+                                separator,
+                                item("Quit Velko Helper", MenuAction::doQuit, "q", true),
+                            });
+    return menu;
 }
 
 }  // namespace velko

@@ -1,12 +1,13 @@
 #pragma once
 #include <cstdint>
+#include <string>
 
 #include "Views/MenuModel.h"
 #include "platform/StatusBar.h"
 
 namespace velko {
 
-// The tray item and its menu. The menu is rebuilt whole from two Booleans each time.
+// The tray item and its menu. The menu is rebuilt whole from the fields each time.
 class HelperStatusBarController {
 public:
     explicit HelperStatusBarController(StatusBar& statusBar);
@@ -14,13 +15,15 @@ public:
     void setup(MenuTarget& delegate);
     void buildMenu(MenuTarget& delegate);
 
-    static MenuModel menuFor(bool velkoConnected, bool accessibilityOK);
+    // screenshotNote: why screenshots are not picked up, as a line of its own; none when empty.
+    static MenuModel menuFor(bool velkoConnected, bool accessibilityOK, const std::string& screenshotNote = {});
 
     bool accessibilityOK = false;
     bool velkoConnected = false;
     bool expansionEnabled = true;
     bool hotkeysEnabled = true;
     bool screenshotWatchEnabled = true;
+    std::string screenshotNote;
     std::int64_t ruleCount = 0;
 
     static inline const char* const iconName = "paperclip.circle";

@@ -68,6 +68,19 @@ Card makeFeaturesCard(double y, const std::vector<PreferencesWindowModel::Featur
         const NamedColor color = feature.active ? NamedColor::systemBlueColor : NamedColor::tertiaryLabelColor;
         rows.push_back(row(top, feature.symbolName, color, feature.title, feature.active ? "Active" : "Off", color));
         top += rowPitch;
+        if (feature.note.empty()) continue;
+        // Under the title, wrapped; the height allows for about 48 characters a line.
+        CardRow note;
+        note.top = top - 8;
+        const double lines = static_cast<double>(feature.note.size() / 48 + 1);
+        note.title = Label{feature.note,
+                           {42, note.top, cardWidth - 56, lines * 14},
+                           {11, FontWeight::regular},
+                           NamedColor::secondaryLabelColor,
+                           TextAlignment::natural,
+                           true};
+        rows.push_back(std::move(note));
+        top += lines * 14 - 6;
     }
     rows.push_back(row(top, "gearshape.2.fill", NamedColor::secondaryLabelColor, "Auto-Paste Rules",
                        std::to_string(ruleCount) + " configured", NamedColor::secondaryLabelColor));
@@ -117,11 +130,12 @@ Card makeBackendsCard(double y, const BackendChoices& backends) {
 }  // namespace
 
 std::vector<PreferencesWindowModel::Feature> PreferencesWindowModel::features(bool textExpansion, bool globalHotkeys,
-                                                                              bool screenshotWatch) {
+                                                                              bool screenshotWatch,
+                                                                              const std::string& screenshotNote) {
     return {
         {"Text Expansion", "character.cursor.ibeam", textExpansion},
         {"Global Hotkeys", "command.square.fill", globalHotkeys},
-        {"Screenshot Watch", "camera.viewfinder", screenshotWatch},
+        {"Screenshot Watch", "camera.viewfinder", screenshotWatch, screenshotWatch ? "" : screenshotNote},
     };
 }
 

@@ -125,6 +125,7 @@ struct PreferencesWindowModel {
         std::string title;
         std::string symbolName;
         bool active = false;
+        std::string note = {};  // under the line while it is off: why
     };
     struct Inputs {
         std::optional<std::string> bundleVersion;  // none or not a string: the fallback version
@@ -145,8 +146,10 @@ struct PreferencesWindowModel {
     // How each capability is done in this session; empty when nothing was chosen.
     Card backendsCard;
 
-    // Text expansion, global hotkeys, screenshot watch: the features the window reports, in order.
-    static std::vector<Feature> features(bool textExpansion, bool globalHotkeys, bool screenshotWatch);
+    // Text expansion, global hotkeys, screenshot watch: the features the window reports, in order;
+    // screenshotNote says why screenshots are not picked up.
+    static std::vector<Feature> features(bool textExpansion, bool globalHotkeys, bool screenshotWatch,
+                                         const std::string& screenshotNote = {});
     static PreferencesWindowModel build(const Inputs& inputs);
 
     bool operator==(const PreferencesWindowModel&) const = default;

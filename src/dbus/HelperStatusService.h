@@ -1,13 +1,16 @@
 #pragma once
 #include <QObject>
 #include <QStringList>
+#include <functional>
+#include <string>
 
 #include "platform/BackendChoice.h"
 
 namespace velko {
 
 // Answers velkoctl status on the helper's own bus name: one line per capability, as the
-// preferences window shows it. Says nothing when there is no session bus.
+// preferences window shows it, then whether screenshots are picked up. Says nothing when there is
+// no session bus.
 class HelperStatusService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "app.velko.Helper")
@@ -15,13 +18,16 @@ public:
     static inline const char* const path = "/app/velko/Helper";
     static inline const char* const interface = "app.velko.Helper";
 
-    explicit HelperStatusService(const BackendChoices& backends, QObject* parent = nullptr);
+    // screenshots: "on, watching ~/Pictures/Screenshots", or off and why; read at each call.
+    HelperStatusService(const BackendChoices& backends, std::function<std::string()> screenshots,
+                        QObject* parent = nullptr);
 
 public slots:
     QStringList Backends() const;
 
 private:
     const BackendChoices& backends_;
+    const std::function<std::string()> screenshots_;
 };
 
 }  // namespace velko

@@ -14,6 +14,7 @@ namespace velko {
 // One screenshot being read: its prepared image and areas, shared by the jobs that read them.
 struct TesseractRecognizer::Screenshot {
     std::string path;
+    std::string name;
     Completion done;
     std::uint64_t ticket = 0;
     PixPtr prepared, ink;
@@ -37,9 +38,10 @@ std::size_t TesseractRecognizer::defaultPoolSize() {
     return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 4);
 }
 
-void TesseractRecognizer::recognizeText(const std::string& imagePath, Completion done) {
+void TesseractRecognizer::recognizeText(const std::string& imagePath, const std::string& name, Completion done) {
     auto screenshot = std::make_shared<Screenshot>();
     screenshot->path = imagePath;
+    screenshot->name = name;
     screenshot->done = std::move(done);
     screenshot->ticket = pool_.newTicket();
     pool_.post(screenshot->ticket, [this, screenshot](TesseractEngine& engine) { layOut(screenshot, engine); });
@@ -50,11 +52,12 @@ void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, 
         finish(*screenshot, std::nullopt);
         return;
     }
-    PixPtr image = load(screenshot->path);
+    PixPtr image = load(screenshot->path, screenshot->name);
     if (image) {
         screenshot->prepared = ScreenPreparation::prepare(image.get());
         if (!screenshot->prepared)
-            std::fputs("velko-helper: a screenshot could not be prepared; staged without text\n", stderr);
+            std::fprintf(stderr, "velko-helper: \"%s\" could not be prepared (out of memory?); staged without text\n",
+                         screenshot->name.c_str());
     }
     image.reset();
     if (!screenshot->prepared) {
@@ -136,19 +139,21 @@ void TesseractRecognizer::finish(Screenshot& screenshot, std::optional<std::vect
     if (!cancel_) screenshot.done(std::move(observations));
 }
 
-PixPtr TesseractRecognizer::load(const std::string& imagePath) {
+PixPtr TesseractRecognizer::load(const std::string& imagePath, const std::string& name) {
     l_int32 format = 0, width = 0, height = 0, bps = 0, spp = 0, colormap = 0;
     if (pixReadHeader(imagePath.c_str(), &format, &width, &height, &bps, &spp, &colormap) != 0) {
-        std::fputs("velko-helper: a screenshot is not a readable image; staged without text\n", stderr);
+        std::fprintf(stderr, "velko-helper: \"%s\" is not a readable image; staged without text\n", name.c_str());
         return nullptr;
     }
+    // Told by the header alone, before a byte of the bitmap is made.
     if (static_cast<long long>(width) * height > maxPixels) {
-        std::fprintf(stderr, "velko-helper: a %dx%d screenshot is too large to read; staged without text\n", width,
-                     height);
+        std::fprintf(stderr,
+                     "velko-helper: \"%s\" is %dx%d pixels, more than the %lld million read; staged without text\n",
+                     name.c_str(), width, height, maxPixels / 1'000'000);
         return nullptr;
     }
     PixPtr image(pixRead(imagePath.c_str()));
-    if (!image) std::fputs("velko-helper: a screenshot could not be decoded; staged without text\n", stderr);
+    if (!image) std::fprintf(stderr, "velko-helper: \"%s\" could not be decoded; staged without text\n", name.c_str());
     return image;
 }
 

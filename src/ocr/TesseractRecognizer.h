@@ -21,12 +21,14 @@ public:
     // Cancels running recognitions (their completions are not called), drops queued ones.
     ~TesseractRecognizer() override;
 
-    void recognizeText(const std::string& imagePath, Completion done) override;
+    using TextRecognizer::recognizeText;
+    void recognizeText(const std::string& imagePath, const std::string& name, Completion done) override;
 
     // One per core, at most four: each holds a model in memory.
     static std::size_t defaultPoolSize();
-    // Larger images are not decoded: a few kilobytes of PNG can claim gigabytes as a bitmap.
-    static constexpr long long maxPixels = 100'000'000;
+    // Larger images are not decoded: a few kilobytes of PNG can claim gigabytes as a bitmap. An
+    // 8K screen (7680x4320, 33 million) is read whole; reading one costs about 250 MB at its peak.
+    static constexpr long long maxPixels = 40'000'000;
 
 private:
     struct Screenshot;
@@ -35,7 +37,7 @@ private:
     void layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom, TesseractEngine& engine);
     void read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area, TesseractEngine& engine);
     void finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations);
-    static PixPtr load(const std::string& imagePath);
+    static PixPtr load(const std::string& imagePath, const std::string& name);
 
     std::atomic<bool> cancel_{false};
     RecognitionPool pool_;  // last, so that its threads end while cancel_ still exists

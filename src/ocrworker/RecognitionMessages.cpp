@@ -49,7 +49,7 @@ std::string line(const json& message) {
 }  // namespace
 
 std::string RecognitionMessages::request(const Request& request) {
-    return line({{"id", request.id}, {"path", hex(request.imagePath)}});
+    return line({{"id", request.id}, {"path", hex(request.imagePath)}, {"name", hex(request.name)}});
 }
 
 std::string RecognitionMessages::result(const Result& result) {
@@ -66,7 +66,11 @@ std::optional<RecognitionMessages::Request> RecognitionMessages::readRequest(std
     if (!message || !message->contains("path") || !(*message)["path"].is_string()) return std::nullopt;
     auto path = unhex((*message)["path"].get<std::string>());
     if (!path) return std::nullopt;
-    return Request{(*message)["id"].get<std::uint64_t>(), std::move(*path)};
+    std::optional<std::string> name = *path;
+    if (message->contains("name"))
+        name = (*message)["name"].is_string() ? unhex((*message)["name"].get<std::string>()) : std::nullopt;
+    if (!name) return std::nullopt;
+    return Request{(*message)["id"].get<std::uint64_t>(), std::move(*path), std::move(*name)};
 }
 
 std::optional<RecognitionMessages::Result> RecognitionMessages::readResult(std::string_view text) {

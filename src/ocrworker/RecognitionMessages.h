@@ -10,13 +10,15 @@
 namespace velko {
 
 // The lines the helper and velko-ocr exchange, one JSON object each. A request names an image by
-// its path, hex-encoded since a path need not be UTF-8; a result answers a request's id with the
-// lines read, or with null when the image could not be read.
+// its path and gives the name the log should use for it, both hex-encoded since neither need be
+// UTF-8; a result answers a request's id with the lines read, or with null when the image could
+// not be read.
 class RecognitionMessages {
 public:
     struct Request {
         std::uint64_t id = 0;
         std::string imagePath;
+        std::string name;  // the path when the request gives none
     };
     struct Result {
         std::uint64_t id = 0;

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -31,8 +32,9 @@ long seconds(Clock::duration d) {
 
 }  // namespace
 
-TextRecognitionProcess::TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime)
-    : program_(std::move(program)), idleTime_(idleTime), stallTime_(stallTime) {}
+TextRecognitionProcess::TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime,
+                                               std::uint64_t memoryLimit)
+    : program_(std::move(program)), idleTime_(idleTime), stallTime_(stallTime), memoryLimit_(memoryLimit) {}
 
 TextRecognitionProcess::~TextRecognitionProcess() {
     std::unique_lock lock(mutex_);
@@ -41,7 +43,7 @@ TextRecognitionProcess::~TextRecognitionProcess() {
     readersDone_.wait(lock, [this] { return readers_ == 0; });
 }
 
-void TextRecognitionProcess::recognizeText(const std::string& imagePath, Completion done) {
+void TextRecognitionProcess::recognizeText(const std::string& imagePath, const std::string& name, Completion done) {
     Completion failed;
     {
         std::lock_guard lock(mutex_);
@@ -50,14 +52,14 @@ void TextRecognitionProcess::recognizeText(const std::string& imagePath, Complet
             failed = std::move(done);
         } else {
             const std::uint64_t id = ++nextId_;
-            const std::string line = RecognitionMessages::request({id, imagePath});
+            const std::string line = RecognitionMessages::request({id, imagePath, name});
             const auto now = Clock::now();
             if (pending_.empty()) lastProgress_ = now;
             lastRequest_ = now;
             // Never waits: a program that stopped reading is its reader's to end.
             if (::send(socket_, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT) ==
                 static_cast<ssize_t>(line.size()))
-                pending_.emplace(id, std::move(done));
+                pending_.emplace(id, Pending{std::move(done), name});
             else
                 failed = std::move(done);
         }
@@ -86,6 +88,12 @@ bool TextRecognitionProcess::start() {
         std::fprintf(stderr, "velko-helper: cannot start %s: %s; the screenshot is staged without text\n",
                      program_.c_str(), std::strerror(error));
         return false;
+    }
+    // Set before the first request is sent, so no image is ever read without it.
+    if (memoryLimit_ > 0) {
+        const rlimit limit{memoryLimit_, memoryLimit_};
+        if (::prlimit(pid, RLIMIT_AS, &limit, nullptr) != 0)
+            std::fprintf(stderr, "velko-helper: velko-ocr runs without a memory limit: %s\n", std::strerror(errno));
     }
     std::fprintf(stderr, "velko-helper: text recognition started (velko-ocr, pid %d)\n", static_cast<int>(pid));
     socket_ = ends[0];
@@ -151,7 +159,7 @@ void TextRecognitionProcess::read(int socket, pid_t pid) {
                 }
                 const auto it = pending_.find(result->id);
                 if (stopping_ || socket_ != socket || it == pending_.end()) continue;
-                done = std::move(it->second);
+                done = std::move(it->second.done);
                 pending_.erase(it);
                 lastProgress_ = Clock::now();
             }
@@ -159,7 +167,7 @@ void TextRecognitionProcess::read(int socket, pid_t pid) {
         }
     }
 
-    std::map<std::uint64_t, Completion> unanswered;
+    std::map<std::uint64_t, Pending> unanswered;
     bool quiet;
     {
         std::lock_guard lock(mutex_);
@@ -175,9 +183,11 @@ void TextRecognitionProcess::read(int socket, pid_t pid) {
     }
     ::close(socket);
     if (!quiet && !unanswered.empty()) {
-        std::fprintf(stderr, "velko-helper: velko-ocr ended (%s) before reading %zu image(s); staged without text\n",
-                     describe(status).c_str(), unanswered.size());
-        for (auto& [id, done] : unanswered) done(std::nullopt);
+        std::string names;
+        for (const auto& [id, pending] : unanswered) names += (names.empty() ? "\"" : ", \"") + pending.name + "\"";
+        std::fprintf(stderr, "velko-helper: velko-ocr ended (%s) before reading %s; staged without text\n",
+                     describe(status).c_str(), names.c_str());
+        for (auto& [id, pending] : unanswered) pending.done(std::nullopt);
     }
     std::lock_guard lock(mutex_);
     --readers_;

@@ -22,14 +22,21 @@ public:
     using Duration = std::chrono::steady_clock::duration;
 
     // stallTime: how long a program with work may go without answering before it is ended.
-    TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime);
+    // memoryLimit: the address space each program may take, in bytes (0: no limit); an image that
+    // needs more gets no text, or ends the program and the next image starts another.
+    TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime, std::uint64_t memoryLimit = 0);
     // Ends the programs at once; completions still pending are not called.
     ~TextRecognitionProcess() override;
 
     // done(nullopt) also when the program cannot be started, dies or stops answering.
-    void recognizeText(const std::string& imagePath, Completion done) override;
+    using TextRecognizer::recognizeText;
+    void recognizeText(const std::string& imagePath, const std::string& name, Completion done) override;
 
 private:
+    struct Pending {
+        Completion done;
+        std::string name;
+    };
     bool start();
     void read(int socket, pid_t pid);
     // Under the lock: ms until the reader of `socket` has to look again; -1 for never.
@@ -38,10 +45,11 @@ private:
     const std::string program_;
     const Duration idleTime_;
     const Duration stallTime_;
+    const std::uint64_t memoryLimit_;
     std::mutex mutex_;
     std::condition_variable readersDone_;
-    int socket_ = -1;                              // of the program that takes requests; -1 when none does
-    std::map<std::uint64_t, Completion> pending_;  // all of them that program's
+    int socket_ = -1;                           // of the program that takes requests; -1 when none does
+    std::map<std::uint64_t, Pending> pending_;  // all of them that program's
     std::uint64_t nextId_ = 0;
     std::chrono::steady_clock::time_point lastRequest_;
     std::chrono::steady_clock::time_point lastProgress_;  // an answer, or work after none was pending

@@ -27,7 +27,7 @@ int main() {
                 std::lock_guard lock(mutex);
                 ++running;
             }
-            recognizer.recognizeText(request->imagePath, [&, id = request->id](auto observations) {
+            recognizer.recognizeText(request->imagePath, request->name, [&, id = request->id](auto observations) {
                 const std::string answer = velko::RecognitionMessages::result({id, std::move(observations)});
                 std::lock_guard lock(mutex);
                 std::fwrite(answer.data(), 1, answer.size(), stdout);

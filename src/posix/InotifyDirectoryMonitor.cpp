@@ -5,61 +5,210 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <thread>
 
 namespace velko {
-
-struct InotifyDirectoryMonitor::Watch {
-    int inotify = -1;
-    std::thread thread;
-    ~Watch() {
-        if (thread.joinable()) thread.join();
-        if (inotify >= 0) ::close(inotify);
-    }
-};
-
 namespace {
 
 // Entries added, removed or renamed; writes into existing files do not count.
-constexpr std::uint32_t entryChanges = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR;
+constexpr std::uint32_t entryChanges = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+constexpr std::uint32_t itselfGone = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t directoryMask = entryChanges | itselfGone | IN_ONLYDIR;
+// Moving a parent takes the directory away from its path without a word to the directory's watch.
+constexpr std::uint32_t parentMovedMask = IN_MOVE_SELF | IN_ONLYDIR;
+// While waiting: the next step of the path made or moved in, or the parent itself gone.
+constexpr std::uint32_t awaitedMask = IN_CREATE | IN_MOVED_TO | itselfGone | IN_ONLYDIR;
+// A path that keeps changing while it is resolved is waited on as it stands after this many tries.
+constexpr int resolveTries = 8;
+constexpr int firstRetryMs = 1000, maxRetryMs = 60000;
 
-// Reads everything queued; true when there was anything. The events need no decoding: the
-// handler lists the directory, which covers overflowed queues as well.
-bool drain(int inotify) {
-    alignas(inotify_event) char buffer[16 * 1024];
-    bool any = false;
+// /a/b/c gives /a/b, /a and /; a relative a/b gives a and ".".
+std::vector<std::string> parentsOf(std::string path) {
+    std::vector<std::string> parents;
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
     for (;;) {
-        const ssize_t got = ::read(inotify, buffer, sizeof buffer);
-        if (got > 0) {
-            any = true;
-            continue;
+        const auto slash = path.find_last_of('/');
+        if (slash == std::string::npos) {
+            if (path != ".") parents.emplace_back(".");
+            return parents;
         }
-        if (got < 0 && errno == EINTR) continue;
-        return any;
+        path.erase(slash == 0 ? 1 : slash);
+        while (path.size() > 1 && path.back() == '/') path.pop_back();
+        parents.push_back(path);
+        if (path == "/") return parents;
     }
 }
 
-void runWatch(int inotify, int stopEvent, const std::function<void()>& handler) {
-    pthread_setname_np(pthread_self(), "velko-watch");
-    pollfd fds[2] = {{inotify, POLLIN, 0}, {stopEvent, POLLIN, 0}};
+std::string lastName(const std::string& path) {
+    std::string trimmed = path;
+    while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+    const auto slash = trimmed.find_last_of('/');
+    return slash == std::string::npos ? trimmed : trimmed.substr(slash + 1);
+}
+
+bool missing(int error) { return error == ENOENT || error == ENOTDIR; }
+
+}  // namespace
+
+// One watched path and the thread that follows it.
+class InotifyDirectoryMonitor::Watch {
+public:
+    Watch(std::string path, std::function<void(DirectoryEvent)> handler, int inotify)
+        : path_(std::move(path)), handler_(std::move(handler)), inotify_(inotify) {}
+    ~Watch() {
+        if (thread_.joinable()) thread_.join();
+        ::close(inotify_);
+    }
+    // Watches the directory at the path, else the nearest existing parent for the next step of it.
+    Result<WatchStart> resolve();
+    void start(int stopEvent) { thread_ = std::thread(&Watch::run, this, stopEvent); }
+
+private:
+    void run(int stopEvent);
+    void forget();
+    // Reads everything queued into what it means; false when nothing was there.
+    bool drain(bool& changed, bool& gone, bool& moved, bool& awaited);
+    bool stillThere() const;
+
+    const std::string path_;
+    const std::function<void(DirectoryEvent)> handler_;
+    const int inotify_;
+    std::thread thread_;
+    int directory_ = -1;     // the directory's watch; -1 while waiting
+    std::set<int> parents_;  // while watching: the parents' watches for their moves
+    int awaited_ = -1;       // while waiting: the nearest existing parent's watch
+    std::string awaitedName_;
+    // The next step is there but no folder (a file, a link to nothing): no event in the parent
+    // tells when a folder is reachable there, so it is looked at from time to time.
+    bool blocked_ = false;
+    struct stat identity_ = {};  // of the directory being watched
+};
+
+void InotifyDirectoryMonitor::Watch::forget() {
+    for (const int wd : parents_) ::inotify_rm_watch(inotify_, wd);
+    if (directory_ >= 0) ::inotify_rm_watch(inotify_, directory_);
+    if (awaited_ >= 0) ::inotify_rm_watch(inotify_, awaited_);
+    parents_.clear();
+    directory_ = awaited_ = -1;
+}
+
+Result<WatchStart> InotifyDirectoryMonitor::Watch::resolve() {
+    forget();
+    blocked_ = false;
+    for (int tries = 1;; ++tries) {
+        const int wd = ::inotify_add_watch(inotify_, path_.c_str(), directoryMask);
+        if (wd >= 0) {
+            directory_ = wd;
+            if (::stat(path_.c_str(), &identity_) != 0) identity_ = {};
+            for (const auto& parent : parentsOf(path_))
+                if (const int p = ::inotify_add_watch(inotify_, parent.c_str(), parentMovedMask); p >= 0 && p != wd)
+                    parents_.insert(p);
+            return WatchStart::watching;
+        }
+        if (!missing(errno)) return Failure{"cannot watch " + path_ + ": " + std::strerror(errno), errno};
+        std::string next = path_;
+        for (const auto& parent : parentsOf(path_)) {
+            awaited_ = ::inotify_add_watch(inotify_, parent.c_str(), awaitedMask);
+            if (awaited_ >= 0) break;
+            if (!missing(errno)) return Failure{"cannot watch " + parent + ": " + std::strerror(errno), errno};
+            next = parent;
+        }
+        if (awaited_ < 0) return Failure{"no parent of " + path_ + " exists", ENOENT};
+        awaitedName_ = lastName(next);
+        // The next step may have been made between the two looks: then the wait would be on the
+        // wrong folder. Look deeper instead.
+        struct stat made = {};
+        if (tries == resolveTries || ::stat(next.c_str(), &made) != 0 || !S_ISDIR(made.st_mode)) {
+            blocked_ = ::lstat(next.c_str(), &made) == 0;
+            return WatchStart::waiting;
+        }
+        forget();
+    }
+}
+
+bool InotifyDirectoryMonitor::Watch::stillThere() const {
+    struct stat now = {};
+    return ::stat(path_.c_str(), &now) == 0 && S_ISDIR(now.st_mode) && now.st_dev == identity_.st_dev &&
+           now.st_ino == identity_.st_ino;
+}
+
+bool InotifyDirectoryMonitor::Watch::drain(bool& changed, bool& gone, bool& moved, bool& awaited) {
+    alignas(inotify_event) char buffer[16 * 1024];
+    bool any = false;
     for (;;) {
-        if (::poll(fds, 2, -1) < 0) {
+        const ssize_t got = ::read(inotify_, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return any;
+        any = true;
+        for (ssize_t at = 0; at < got;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            if (event->mask & IN_Q_OVERFLOW) {
+                // Anything may have happened: list again, and look whether the folder is still there.
+                changed = moved = awaited = true;
+            } else if (event->wd == directory_) {
+                if (event->mask & (itselfGone | IN_IGNORED | IN_UNMOUNT))
+                    gone = true;
+                else if (event->mask & entryChanges)
+                    changed = true;
+            } else if (parents_.count(event->wd)) {
+                moved = true;
+            } else if (event->wd == awaited_) {
+                const bool named = event->len > 0 && awaitedName_ == event->name;
+                if ((event->mask & (IN_CREATE | IN_MOVED_TO) && named) || event->mask & (itselfGone | IN_IGNORED))
+                    awaited = true;
+            }  // else the end of a watch let go of
+        }
+    }
+}
+
+void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
+    pthread_setname_np(pthread_self(), "velko-watch");
+    pollfd fds[2] = {{inotify_, POLLIN, 0}, {stopEvent, POLLIN, 0}};
+    // Where no event can tell (a failed resolve, a blocked path): when to look again.
+    int retryMs = blocked_ ? firstRetryMs : -1;
+    bool failing = false;
+    for (;;) {
+        const int ready = ::poll(fds, 2, retryMs);
+        if (ready < 0) {
             if (errno == EINTR) continue;
             std::fprintf(stderr, "velko-helper: directory watch stopped: %s\n", std::strerror(errno));
             return;
         }
         if (fds[1].revents) return;
-        if (drain(inotify)) handler();
+        bool changed = false, gone = false, moved = false, awaited = ready == 0;
+        if (ready > 0 && !drain(changed, gone, moved, awaited)) continue;
+        const bool watching = directory_ >= 0;
+        if (watching && moved && !gone) gone = !stillThere();
+        if (watching && gone) {
+            forget();
+            handler_(DirectoryEvent::gone);
+        } else if (watching && changed) {
+            handler_(DirectoryEvent::entriesChanged);
+        }
+        if (!gone && (watching || !awaited)) continue;
+        const auto resolved = resolve();
+        if (resolved && *resolved == WatchStart::watching) {
+            failing = false;
+            retryMs = -1;
+            handler_(DirectoryEvent::back);
+            continue;
+        }
+        if (!resolved && !failing)
+            std::fprintf(stderr, "velko-helper: %s; trying again from time to time\n", resolved.error().c_str());
+        failing = !resolved;
+        retryMs = failing || blocked_ ? std::min(maxRetryMs, retryMs < 0 ? firstRetryMs : retryMs * 2) : -1;
     }
 }
-
-}  // namespace
 
 InotifyDirectoryMonitor::InotifyDirectoryMonitor() : stopEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
@@ -98,16 +247,18 @@ std::optional<std::vector<std::string>> InotifyDirectoryMonitor::contentsOfDirec
     return names;
 }
 
-bool InotifyDirectoryMonitor::watch(const std::string& path, std::function<void()> handler) {
-    if (stopEvent_ < 0) return false;
-    auto watch = std::make_unique<Watch>();
-    watch->inotify = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (watch->inotify < 0) return false;
-    if (::inotify_add_watch(watch->inotify, path.c_str(), entryChanges) < 0) return false;
-    watch->thread = std::thread(runWatch, watch->inotify, stopEvent_, std::move(handler));
+Result<WatchStart> InotifyDirectoryMonitor::watch(const std::string& path,
+                                                  std::function<void(DirectoryEvent)> handler) {
+    if (stopEvent_ < 0) return Failure{"no event descriptor for the watch threads", EMFILE};
+    const int inotify = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (inotify < 0) return Failure{std::string("cannot start inotify: ") + std::strerror(errno), errno};
+    auto watch = std::make_unique<Watch>(path, std::move(handler), inotify);
+    auto started = watch->resolve();
+    if (!started) return started;
+    watch->start(stopEvent_);
     std::lock_guard lock(mutex_);
     watches_.push_back(std::move(watch));
-    return true;
+    return started;
 }
 
 void InotifyDirectoryMonitor::sleep(double seconds) {

@@ -8,9 +8,11 @@
 
 namespace velko {
 
-// inotify on a thread of its own per watched directory. The thread waits for entry changes,
-// drains everything queued, runs the handler, and repeats: whatever arrived while the handler ran
-// is one further run.
+// inotify on a thread of its own per watched path. The thread waits for events, drains everything
+// queued, runs the handler, and repeats: whatever arrived while the handler ran is one further run.
+// A directory that goes (deleted, moved, replaced, a parent moved) is waited for by watching its
+// nearest existing parent for the next step of the path: no polling, and a folder made again is
+// watched within a few milliseconds, before a screenshot tool that made it has written much into it.
 class InotifyDirectoryMonitor : public DirectoryMonitor {
 public:
     InotifyDirectoryMonitor();
@@ -18,11 +20,11 @@ public:
     ~InotifyDirectoryMonitor() override;
 
     std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override;
-    bool watch(const std::string& path, std::function<void()> handler) override;
+    Result<WatchStart> watch(const std::string& path, std::function<void(DirectoryEvent)> handler) override;
     void sleep(double seconds) override;
 
 private:
-    struct Watch;
+    class Watch;
     void shutdown();
 
     std::mutex mutex_;

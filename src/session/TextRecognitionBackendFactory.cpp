@@ -15,8 +15,11 @@ TextRecognitionBackendFactory::Choice TextRecognitionBackendFactory::choose() {
     const QFileInfo program(QFileInfo(installed).isExecutable() || !QFileInfo(built).isExecutable() ? installed
                                                                                                     : built);
     // Ten seconds keeps a series of screenshots on one engine; two minutes without an answer is a
-    // recognition that hangs, not a slow one.
-    auto recognizer = std::make_unique<TextRecognitionProcess>(program.absoluteFilePath().toStdString(), 10s, 120s);
+    // recognition that hangs, not a slow one. Two GiB of address space holds four 8K screens
+    // read at once (each about 250 MB) beside the engines; no image can take the machine.
+    constexpr std::uint64_t memoryLimit = 2ull << 30;
+    auto recognizer =
+        std::make_unique<TextRecognitionProcess>(program.absoluteFilePath().toStdString(), 10s, 120s, memoryLimit);
     if (!program.isExecutable())
         return {std::move(recognizer),
                 {"Text recognition", "off",

@@ -130,7 +130,9 @@ Exit status: 0 when interrupted, 3 when there is no session bus.
 constexpr std::string_view statusHelp = R"text(Usage: velkoctl status [--json] [--timeout S]
 
 Asks the running helper which backend each capability uses in this session, as its
-preferences window shows them, and prints one line per capability, e.g. "Input: X11 (XTEST)".
+preferences window shows them, and prints one line per capability, e.g. "Input: X11 (XTEST)",
+then whether screenshots are picked up: "Screenshots: on, watching ~/Pictures/Screenshots", or
+off and why, e.g. "Screenshots: off, waiting for ~/Pictures/Screenshots to exist again".
 
   --json            a JSON array of {"capability", "backend"}
   -t, --timeout S   how long to wait for the answer, in seconds (default 2)

@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <future>
+#include <regex>
 
 #include "fakes/TempDir.h"
+#include "ocr/LeptonicaPix.h"
 
 namespace velko::test {
 namespace {
@@ -14,9 +19,10 @@ namespace {
 using namespace std::chrono_literals;
 using Observations = std::optional<std::vector<TextObservation>>;
 
-std::future<Observations> recognize(TextRecognizer& recognizer, const std::string& path) {
+std::future<Observations> recognize(TextRecognizer& recognizer, const std::string& path, const std::string& name = "") {
     auto answer = std::make_shared<std::promise<Observations>>();
-    recognizer.recognizeText(path, [answer](Observations observations) { answer->set_value(std::move(observations)); });
+    recognizer.recognizeText(path, name.empty() ? path : name,
+                             [answer](Observations observations) { answer->set_value(std::move(observations)); });
     return answer->get_future();
 }
 
@@ -45,6 +51,45 @@ TEST(TextRecognitionProcess, AnswersEveryRequestOnceWithItsOwnImage) {
     auto nothing = recognize(absent, odd);
     ASSERT_EQ(nothing.wait_for(1s), std::future_status::ready);
     EXPECT_EQ(nothing.get(), std::nullopt);
+}
+
+// A PNG of a few kilobytes that declares more pixels than are read is refused by its header, and
+// velko-ocr runs under the memory limit it was given. What is not read is named in the log, and
+// the next image is read.
+TEST(TextRecognitionProcess, WhatIsNotReadIsNamedInTheLogAndTheNextImageIsRead) {
+    TempDir dir;
+    const PixPtr huge(pixCreate(10000, 10000, 1));  // one bit a pixel here, a hundred million to read
+    ASSERT_EQ(pixWrite((dir / "huge.png").c_str(), huge.get(), IFF_PNG), 0);
+    const std::uint64_t limit = 1ull << 30;
+    TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", 10s, 60s, limit);
+    testing::internal::CaptureStderr();
+    auto refused = recognize(recognizer, dir / "huge.png", "Screenshot huge \xff.png");
+    const std::string reference = VELKO_SOURCE_DIR "/tests/reference/preferences-granted.png";
+    auto next = recognize(recognizer, reference);
+    ASSERT_EQ(next.wait_for(60s), std::future_status::ready);
+    ASSERT_EQ(refused.wait_for(1s), std::future_status::ready);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(refused.get(), std::nullopt);
+    EXPECT_TRUE(hasLine(next.get(), "Velko Helper"));
+    EXPECT_NE(log.find("\"Screenshot huge \xff.png\" is 10000x10000 pixels"), std::string::npos) << log;
+
+    std::smatch pid;
+    ASSERT_TRUE(std::regex_search(log, pid, std::regex("velko-ocr, pid ([0-9]+)"))) << log;
+    std::ifstream limits("/proc/" + pid[1].str() + "/limits");
+    const std::string text((std::istreambuf_iterator<char>(limits)), std::istreambuf_iterator<char>());
+    EXPECT_TRUE(std::regex_search(text, std::regex("Max address space +" + std::to_string(limit) + " "))) << text;
+
+    // Ended while it reads, as the limit may end it: the log names what it held; the next is read.
+    testing::internal::CaptureStderr();
+    auto killed = recognize(recognizer, reference, "Screenshot killed.png");
+    ::kill(std::stoi(pid[1].str()), SIGKILL);
+    ASSERT_EQ(killed.wait_for(10s), std::future_status::ready);
+    auto after = recognize(recognizer, reference);
+    ASSERT_EQ(after.wait_for(60s), std::future_status::ready);
+    const std::string ended = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(killed.get(), std::nullopt);
+    EXPECT_TRUE(hasLine(after.get(), "Velko Helper"));
+    EXPECT_NE(ended.find("before reading \"Screenshot killed.png\"; staged without text"), std::string::npos) << ended;
 }
 
 }  // namespace

@@ -30,28 +30,29 @@ class FakeDirectoryMonitor : public DirectoryMonitor {
 public:
     std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override {
         ++listings;
-        if (failListing || path != directory) return std::nullopt;
+        if (failListing || !present || path != directory) return std::nullopt;
         return names;
     }
-    bool watch(const std::string& path, std::function<void()> h) override {
-        if (refuseWatch || path != directory) return false;
+    Result<WatchStart> watch(const std::string& path, std::function<void(DirectoryEvent)> h) override {
+        if (refuseWatch) return Failure{"cannot watch " + path + ": Permission denied", 13};
         watched.push_back(path);
         handler = std::move(h);
-        return true;
+        return present && path == directory ? WatchStart::watching : WatchStart::waiting;
     }
     void sleep(double seconds) override { sleeps.push_back(seconds); }
     std::vector<std::string> watched;
-    void fire() {
-        if (handler) handler();
+    void fire(DirectoryEvent event = DirectoryEvent::entriesChanged) {
+        if (handler) handler(event);
     }
 
     std::string directory;
     std::vector<std::string> names;
+    bool present = true;  // whether the directory is there
     bool failListing = false;
     bool refuseWatch = false;
     int listings = 0;
     std::vector<double> sleeps;
-    std::function<void()> handler;
+    std::function<void(DirectoryEvent)> handler;
 };
 
 class FakeCaptureFiles : public CaptureFiles {
@@ -159,7 +160,8 @@ public:
 class FakeRecognizer : public TextRecognizer {
 public:
     FakeRecognizer(FakeCaptureFiles& files, FakeBackgroundQueue& queue) : files_(files), queue_(queue) {}
-    void recognizeText(const std::string& imagePath, Completion done) override {
+    using TextRecognizer::recognizeText;
+    void recognizeText(const std::string& imagePath, const std::string&, Completion done) override {
         const std::string content = files_.copies.count(imagePath) ? files_.copies[imagePath] : "";
         const auto it = answers.find(content);
         queue_.async([done, answer = it == answers.end() ? std::nullopt : it->second] { done(answer); });

@@ -6,6 +6,7 @@ source "$(dirname "$0")/lib.sh"
 HERE="$(dirname "$0")"
 start_x_and_bus
 focus_key_window
+mkdir -p "$HOME/Desktop"  # where screenshots are picked up: while that works, the menu says nothing of it
 
 helper_up
 /usr/bin/python3 "$HERE/sni_host.py" >"$WORK/host.log" 2>&1 &
@@ -47,6 +48,13 @@ mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
 menu_shows_connected() { [ "$(entries | head -1)" = "Connected to Velko [disabled]" ]; }
 wait_for "the heartbeat to rebuild the menu" menu_shows_connected
 check_eq "seven entries: Velko present, access granted" "$(expected_menu 'Connected to Velko')" "$(entries)"
+# The screenshot folder gone: a line says what the helper waits for, until it is back.
+rmdir "$HOME/Desktop"
+waiting_line() { entries | grep -qxF "Screenshots: waiting for ~/Desktop to exist again [disabled]"; }
+no_screenshots_line() { ! entries | grep -q '^Screenshots'; }
+wait_for "the menu to say screenshots wait for their folder" waiting_line
+mkdir "$HOME/Desktop"
+wait_for "the line to go once the folder is back" no_screenshots_line
 
 # Preferences... opens the window without taking the keyboard from the user's window.
 click "Preferences..."

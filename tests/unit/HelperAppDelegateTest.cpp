@@ -33,6 +33,7 @@ struct HelperAppDelegateTest : ::testing::Test {
     std::unique_ptr<HelperAppDelegate> delegate;
     Log started;
     bool hotkeysActive = false, expansionActive = false, watcherActive = false;
+    std::string watcherReason;
     bool reportsState = true;
     BackendChoices backends;
 
@@ -48,6 +49,7 @@ struct HelperAppDelegateTest : ::testing::Test {
             services.isExpansionActive = [this] { return expansionActive; };
             services.isHotkeysActive = [this] { return hotkeysActive; };
             services.isScreenshotWatchActive = [this] { return watcherActive; };
+            services.screenshotWatchReason = [this] { return watcherReason; };
         }
         delegate = std::make_unique<HelperAppDelegate>(
             services, HelperAppDelegate::Environment{trust, statusBar, defaults, workspace, application, clock,
@@ -163,6 +165,24 @@ TEST_F(HelperAppDelegateTest, InputsAreReadWhenTheWindowIsBuiltAndServicesWithou
     launchWithWindows();
     delegate->showPreferences();
     for (std::size_t row = 0; row < 3; ++row) EXPECT_EQ(featureStatus(1, row), "Off");
+}
+
+TEST_F(HelperAppDelegateTest, WhyScreenshotsAreNotPickedUpIsSaidInTheMenuAndUnderTheFeature) {
+    watcherReason = "waiting for ~/Pictures/Screenshots to exist again";
+    launchWithWindows();
+    const MenuEntry& line = statusBar.menus.back().at(2);
+    EXPECT_EQ(line.title, "Screenshots: " + watcherReason);
+    EXPECT_FALSE(line.enabled);
+    delegate->showPreferences();
+    const auto& rows = window(0).model.featuresCard.rows;
+    EXPECT_EQ(featureStatus(0, 2), "Off");
+    EXPECT_EQ(rows.at(3).title.text, watcherReason);
+    EXPECT_GE(rows.at(4).top, rows[3].title.frame.y + rows[3].title.frame.height) << "the rules line below it";
+
+    watcherReason.clear();
+    watcherActive = true;
+    clock.advance(5.0);
+    EXPECT_TRUE(statusBar.menus.back().at(2).separator);
 }
 
 TEST_F(HelperAppDelegateTest, TheWindowListsTheBackendsBelowEverythingElse) {

@@ -109,18 +109,61 @@ TEST_F(ScreenshotWatcherTest, DetectsTheSettingsPathWhenItExistsElseTheDesktop) 
     EXPECT_EQ(detected("/home/ada/Shots\xff"), desktop) << "not UTF-8";
 }
 
-TEST_F(ScreenshotWatcherTest, WithoutADirectoryOrAWatchItStaysInactive) {
-    setting.output.reset();  // and no Desktop either
+TEST_F(ScreenshotWatcherTest, AMissingFolderIsWaitedForAndAFailedWatchSaysWhy) {
+    // Neither the setting's folder nor the Desktop: the setting's is the one a tool will make.
+    fs.directories.clear();
+    monitor.present = false;
     start();
     EXPECT_FALSE(watcher->isActive);
-    EXPECT_FALSE(watcher->watchedDirectory.get());
-    EXPECT_FALSE(monitor.handler);
+    EXPECT_EQ(monitor.watched, (std::vector<std::string>{shots}));
+    EXPECT_EQ(watcher->summary(), "off, waiting for ~/Pictures/Screenshots to exist");
+    // A Desktop there is watched instead, as always; without a setting, the Desktop is waited for.
+    fs.directories.insert(desktop);
+    start();
+    EXPECT_EQ(monitor.watched.back(), desktop);
+    fs.directories.clear();
+    setting.output.reset();
+    start();
+    EXPECT_EQ(watcher->inactiveReason.get(), "waiting for ~/Desktop to exist");
 
     setting.set(shots);
     monitor.refuseWatch = true;
     start();
     EXPECT_FALSE(watcher->isActive);
-    EXPECT_EQ(watcher->watchedDirectory.get(), shots);
+    EXPECT_EQ(watcher->summary(), "off, cannot watch " + shots + ": Permission denied");
+}
+
+// What a folder holds when it comes (back) was not seen arriving: only later arrivals are new.
+TEST_F(ScreenshotWatcherTest, AFolderThatComesOrComesBackIsWatchedWithWhatItHoldsTakenAsOld) {
+    monitor.present = false;
+    start();
+    add("Screenshot made with the folder.png");
+    monitor.present = true;
+    monitor.fire(DirectoryEvent::back);
+    clock.runPending();
+    EXPECT_EQ(watcher->summary(), "on, watching ~/Pictures/Screenshots");
+    add("Screenshot 1.png");
+    change();
+
+    monitor.present = false;
+    monitor.fire(DirectoryEvent::gone);
+    clock.runPending();
+    EXPECT_FALSE(watcher->isActive);
+    EXPECT_EQ(watcher->inactiveReason.get(), "waiting for ~/Pictures/Screenshots to exist again");
+    EXPECT_EQ(monitor.sleeps, (std::vector<double>{0.5})) << "going and coming back are told at once";
+    // Back as another folder, with a capture of the same name as one handed on before.
+    monitor.names.clear();
+    add("Screenshot moved in.png");
+    add("Screenshot 1.png");
+    monitor.present = true;
+    monitor.fire(DirectoryEvent::back);
+    clock.runPending();
+    EXPECT_TRUE(watcher->isActive);
+    EXPECT_EQ(watcher->inactiveReason.get(), "");
+    remove("Screenshot 1.png");
+    add("Screenshot 2.png");
+    change();
+    EXPECT_EQ(announced(), (std::vector<std::string>{"Screenshot 1.png", "Screenshot 2.png"}));
 }
 
 // Files there at start are never handed on (the screenshots integration test shows it), unless
