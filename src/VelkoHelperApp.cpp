@@ -3,6 +3,7 @@
 #include <QTimer>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "Core/HelperServices.h"
 #include "HelperAppDelegate.h"
@@ -12,14 +13,13 @@
 #include "session/LinuxPlatform.h"
 
 int main(int argc, char** argv) {
+    // First of all: the display and the bus may both keep a second helper waiting.
+    std::optional<velko::InstanceLock> instance;
+    if (!velko::SingleInstance::lock(instance)) return 0;
     velko::LinuxPlatform::chooseQtPlatform();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velko-helper"));
     QApplication::setQuitOnLastWindowClosed(false);  // an agent: windows come and go, it stays
-    if (!velko::SingleInstance::claim()) {
-        std::fputs("velko-helper: already running in this session\n", stderr);
-        return 0;
-    }
 
     // Declared before the platform so that the platform's threads end while the services they
     // post to still exist.
@@ -28,7 +28,12 @@ int main(int argc, char** argv) {
     velko::Platform::install(desktop.platform());
     services = std::make_unique<velko::HelperServices>(velko::Platform::current());
     velko::HelperServices::install(*services);
-    velko::HelperStatusService status(desktop.backends());
+    velko::HelperStatusService status(desktop.backends(), desktop.bus());
+    if (!status.ownsName()) {
+        std::fprintf(stderr, "velko-helper: already running on this session bus (%s is taken); this one leaves\n",
+                     velko::SingleInstance::busName);
+        return 0;
+    }
     velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });
 
     auto delegate = velko::HelperAppDelegate::makeShared();

@@ -1,12 +1,24 @@
 #include "dbus/HelperStatusService.h"
 
-#include <QDBusConnection>
+#include <cstdio>
+
+#include "dbus/SessionBusConnection.h"
+#include "dbus/SingleInstance.h"
 
 namespace velko {
 
-HelperStatusService::HelperStatusService(const BackendChoices& backends, QObject* parent)
+HelperStatusService::HelperStatusService(const BackendChoices& backends, SessionBusConnection& bus, QObject* parent)
     : QObject(parent), backends_(backends) {
-    QDBusConnection::sessionBus().registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportAllSlots);
+    // Object first, then the name: whoever finds the name finds the object behind it.
+    bus.whenConnected([this, again = false](QDBusConnection& connection) mutable {
+        connection.registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportAllSlots);
+        ownsName_ = SingleInstance::claimName(connection);
+        // At start the caller decides what a taken name means; later the helper carries on.
+        if (!ownsName_ && again)
+            std::fprintf(stderr, "velko-helper: another program owns %s on the new session bus\n",
+                         SingleInstance::busName);
+        again = true;
+    });
 }
 
 QStringList HelperStatusService::Backends() const {

@@ -58,7 +58,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()),
+      statusBar_(std::make_unique<QtStatusBar>(notifications_->bus())),
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
@@ -96,6 +96,8 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
 }
 
 LinuxPlatform::~LinuxPlatform() = default;
+
+SessionBusConnection& LinuxPlatform::bus() { return notifications_->bus(); }
 
 void LinuxPlatform::chose(BackendChoice choice) {
     std::fprintf(stderr, "velko-helper: %s (%s)\n", choice.line().c_str(), choice.reason.c_str());
