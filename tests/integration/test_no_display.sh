@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Without any X display the helper still serves the link and answers pastes with the degraded notice.
+# Without an X display that answers, the helper still serves the link and answers pastes with the
+# degraded notice: first with none at all, then with one that accepts connections and never
+# answers them (the Xwayland of a GNOME session without systemd).
 source "$(dirname "$0")/lib.sh"
 start_bus
 helper_up
@@ -10,4 +12,29 @@ check_eq "each request gets the degraded notice" "accessibility_revoked accessib
   "$(objects_line velko.helper.degraded)"
 ping_answered
 check "it says why the keyboard features are off" grep -q 'no X display' "$HELPER_LOG"
+stop_helper
+
+number=$((600 + RANDOM % 300))
+while [ -e "/tmp/.X11-unix/X$number" ]; do number=$((number + 1)); done
+mkdir -p /tmp/.X11-unix
+/usr/bin/python3 - "/tmp/.X11-unix/X$number" >"$WORK/silent.log" 2>&1 <<'PY' &
+import socket, sys
+server = socket.socket(socket.AF_UNIX)
+server.bind(sys.argv[1])
+server.listen(8)
+print("ready", flush=True)
+held = []
+while True:
+    held.append(server.accept()[0])
+PY
+pids+=($!)
+trap 'rm -f "/tmp/.X11-unix/X$number"; cleanup' EXIT
+wait_for "the silent display" grep -q '^ready' "$WORK/silent.log"
+export DISPLAY=":$number"
+launch_helper
+ping_answered
+check "it says which display does not answer" grep -q "the X display :$number does not answer" "$HELPER_LOG"
+degraded="$(count velko.helper.degraded)"
+post velko.paste.now
+check "a paste gets the degraded notice" wait_for "the degraded notice" at_least $((degraded + 1)) velko.helper.degraded
 finish
