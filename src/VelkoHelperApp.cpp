@@ -1,6 +1,7 @@
 // Entry point: pick the backends for this session, build the services, launch, run the loop.
 #include <QApplication>
 #include <QTimer>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 #include "Core/HelperServices.h"
 #include "HelperAppDelegate.h"
 #include "dbus/HelperStatusService.h"
+#include "dbus/SessionBusProbe.h"
 #include "dbus/SingleInstance.h"
 #include "qt/UnixSignalWatcher.h"
 #include "session/LinuxPlatform.h"
@@ -17,6 +19,7 @@ int main(int argc, char** argv) {
     std::optional<velko::InstanceLock> instance;
     if (!velko::SingleInstance::lock(instance)) return 0;
     velko::LinuxPlatform::chooseQtPlatform();
+    velko::SessionBusProbe::keepOutIfSilent(std::chrono::seconds(5));
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velko-helper"));
     QApplication::setQuitOnLastWindowClosed(false);  // an agent: windows come and go, it stays

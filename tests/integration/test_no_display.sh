@@ -17,19 +17,8 @@ stop_helper
 number=$((600 + RANDOM % 300))
 while [ -e "/tmp/.X11-unix/X$number" ]; do number=$((number + 1)); done
 mkdir -p /tmp/.X11-unix
-/usr/bin/python3 - "/tmp/.X11-unix/X$number" >"$WORK/silent.log" 2>&1 <<'PY' &
-import socket, sys
-server = socket.socket(socket.AF_UNIX)
-server.bind(sys.argv[1])
-server.listen(8)
-print("ready", flush=True)
-held = []
-while True:
-    held.append(server.accept()[0])
-PY
-pids+=($!)
-trap 'rm -f "/tmp/.X11-unix/X$number"; cleanup' EXIT
-wait_for "the silent display" grep -q '^ready' "$WORK/silent.log"
+trap 'rm -f "/tmp/.X11-unix/X$number" "/tmp/.X11-unix/X$number.log"; cleanup' EXIT
+silent_listener "/tmp/.X11-unix/X$number"
 export DISPLAY=":$number"
 launch_helper
 ping_answered
