@@ -9,6 +9,10 @@
 namespace velko {
 
 namespace {
+// A bus that restarts is usually back within a second: look for it often while it is gone.
+constexpr int retryInterval = 500;
+constexpr int checkInterval = 2000;
+
 // Messages carry the name of the program that reports them: the helper or a client tool.
 QByteArray programName() {
     const QString name = QCoreApplication::applicationName();
@@ -31,8 +35,8 @@ SessionBusConnection::SessionBusConnection(const QString& purpose, QObject* pare
                      programName().constData(), qPrintable(connection_.lastError().message()));
         reportedLoss_ = true;
     }
-    // For a loss that sends no Disconnected (a connection that never came up).
-    watchdog_.setInterval(2000);
+    // For a loss that sends no Disconnected (a connection that never came up), and the retries.
+    watchdog_.setInterval(reportedLoss_ ? retryInterval : checkInterval);
     connect(&watchdog_, &QTimer::timeout, this, &SessionBusConnection::checkConnection);
     watchdog_.start();
 }
@@ -82,12 +86,14 @@ void SessionBusConnection::checkConnection() {
         else
             std::fprintf(stderr, "%s: session bus reached; the link with Velko is up\n", programName().constData());
         reportedLoss_ = false;
+        watchdog_.setInterval(checkInterval);
         return;
     }
     if (wasUp)
         std::fprintf(stderr, "%s: lost the session bus; the link with Velko is down, retrying\n",
                      programName().constData());
     reportedLoss_ = true;
+    watchdog_.setInterval(retryInterval);
 }
 
 }  // namespace velko
