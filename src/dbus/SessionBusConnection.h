@@ -8,9 +8,9 @@
 namespace velko {
 
 // A private connection to the session bus that is made anew whenever it is lost (the bus
-// restarted, or it closed this connection). Whatever lives on it (a match,
-// a name, an object, a registration) is set up again by the callbacks given to whenConnected.
-// Says once that the bus is gone and once that it is back.
+// restarted, or it closed this connection). Whatever lives on it (a match, a name, an object, a
+// registration) is set up again by the callbacks given to whenConnected. Says once that the bus
+// is gone and once that it is back.
 class SessionBusConnection : public QObject {
     Q_OBJECT
 public:
