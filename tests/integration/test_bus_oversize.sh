@@ -22,17 +22,21 @@ bus.flush()
 PY
 }
 pongs() { grep -c '^ *string "velko.helper.pong"$' "$MONITOR_LOG"; }
+pongs_above() { [ "$(pongs)" -gt "$1" ]; }
 answered() {  # answered WHAT: a plain ping after WHAT gets its pong
   local before
   before="$(pongs)"
   post velko.helper.ping
-  wait_for "the answer to a ping after $1" bash -c "[ \$(grep -c '^ *string \"velko.helper.pong\"\$' '$MONITOR_LOG') -gt $before ]"
+  wait_for "the answer to a ping after $1" pongs_above "$before"
 }
 kib() { awk -v f="$1" '$1 == f ":" {print $2}' "/proc/$HELPER_PID/status"; }
 
 start_helper
 wait_for "the unasked pong" bash -c "grep -q 'velko.helper.pong' '$MONITOR_LOG'"
 start="$(kib VmRSS)"
+before="$(pongs)"
+send 0.03
+check "a ping with an object of 31457 characters is still answered" wait_for "its pong" pongs_above "$before"
 for mib in 66 100; do
   send "$mib"
   check "a ping after a ${mib} MiB ping is answered" answered "a $mib MiB ping"
