@@ -142,7 +142,7 @@ server = socket.socket(socket.AF_UNIX)
 server.bind(sys.argv[1])
 server.listen(8)
 print("ready", flush=True)
-held = [server.accept()[0] for _ in iter(int, 1)]' "$1" >"$1.log" 2>&1 &
+held = [server.accept()[0] for _ in iter(int, 1)]' "$1" >"$WORK/silent-${1##*/}.log" 2>&1 &
   pids+=($!)
-  wait_for "a silent listener on $1" grep -q '^ready' "$1.log"
+  wait_for "a silent listener on $1" grep -q '^ready' "$WORK/silent-${1##*/}.log"
 }

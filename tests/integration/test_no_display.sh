@@ -17,7 +17,7 @@ stop_helper
 number=$((600 + RANDOM % 300))
 while [ -e "/tmp/.X11-unix/X$number" ]; do number=$((number + 1)); done
 mkdir -p -m 1777 /tmp/.X11-unix  # as an X server makes it, should none have run yet
-trap 'rm -f "/tmp/.X11-unix/X$number" "/tmp/.X11-unix/X$number.log"; cleanup' EXIT
+trap 'rm -f "/tmp/.X11-unix/X$number"; cleanup' EXIT
 silent_listener "/tmp/.X11-unix/X$number"
 export DISPLAY=":$number"
 launch_helper
