@@ -1,26 +1,29 @@
 // Entry point: pick the backends for this session, build the services, launch, run the loop.
 #include <QApplication>
 #include <QTimer>
+#include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "Core/HelperServices.h"
 #include "Core/ScreenshotWatcher.h"
 #include "HelperAppDelegate.h"
 #include "dbus/HelperStatusService.h"
+#include "dbus/SessionBusProbe.h"
 #include "dbus/SingleInstance.h"
 #include "qt/UnixSignalWatcher.h"
 #include "session/LinuxPlatform.h"
 
 int main(int argc, char** argv) {
+    // First of all: the display and the bus may both keep a second helper waiting.
+    std::optional<velko::InstanceLock> instance;
+    if (!velko::SingleInstance::lock(instance)) return 0;
     velko::LinuxPlatform::chooseQtPlatform();
+    velko::SessionBusProbe::keepOutIfSilent(std::chrono::seconds(5));
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velko-helper"));
     QApplication::setQuitOnLastWindowClosed(false);  // an agent: windows come and go, it stays
-    if (!velko::SingleInstance::claim()) {
-        std::fputs("velko-helper: already running in this session\n", stderr);
-        return 0;
-    }
 
     // Declared before the platform so that the platform's threads end while the services they
     // post to still exist.
@@ -29,7 +32,13 @@ int main(int argc, char** argv) {
     velko::Platform::install(desktop.platform());
     services = std::make_unique<velko::HelperServices>(velko::Platform::current());
     velko::HelperServices::install(*services);
-    velko::HelperStatusService status(desktop.backends(), [] { return velko::ScreenshotWatcher::shared().summary(); });
+    velko::HelperStatusService status(desktop.backends(), desktop.bus(),
+                                      [] { return velko::ScreenshotWatcher::shared().summary(); });
+    if (!status.ownsName()) {
+        std::fprintf(stderr, "velko-helper: already running on this session bus (%s is taken); this one leaves\n",
+                     velko::SingleInstance::busName);
+        return 0;
+    }
     velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });
 
     auto delegate = velko::HelperAppDelegate::makeShared();

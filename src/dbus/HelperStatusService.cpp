@@ -1,13 +1,25 @@
 #include "dbus/HelperStatusService.h"
 
-#include <QDBusConnection>
+#include <cstdio>
+
+#include "dbus/SessionBusConnection.h"
+#include "dbus/SingleInstance.h"
 
 namespace velko {
 
-HelperStatusService::HelperStatusService(const BackendChoices& backends, std::function<std::string()> screenshots,
-                                         QObject* parent)
+HelperStatusService::HelperStatusService(const BackendChoices& backends, SessionBusConnection& bus,
+                                         std::function<std::string()> screenshots, QObject* parent)
     : QObject(parent), backends_(backends), screenshots_(std::move(screenshots)) {
-    QDBusConnection::sessionBus().registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportAllSlots);
+    // Object first, then the name: whoever finds the name finds the object behind it.
+    bus.whenConnected([this, again = false](QDBusConnection& connection) mutable {
+        connection.registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportAllSlots);
+        ownsName_ = SingleInstance::claimName(connection);
+        // At start the caller decides what a taken name means; later the helper carries on.
+        if (!ownsName_ && again)
+            std::fprintf(stderr, "velko-helper: another program owns %s on the new session bus\n",
+                         SingleInstance::busName);
+        again = true;
+    });
 }
 
 QStringList HelperStatusService::Backends() const {

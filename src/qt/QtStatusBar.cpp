@@ -20,6 +20,7 @@
 #include <optional>
 #include <string>
 
+#include "dbus/SessionBusConnection.h"
 #include "qt/BundledImages.h"
 #include "qt/TrayIconEngine.h"
 
@@ -37,8 +38,7 @@ QIcon bundledIcon(const std::string& symbolName) {
 }
 
 // Asks whether a StatusNotifierItem host is registered on the session bus; the answer comes later.
-std::optional<QDBusPendingCall> askForAStatusNotifierHost() {
-    QDBusConnection bus = QDBusConnection::sessionBus();
+std::optional<QDBusPendingCall> askForAStatusNotifierHost(QDBusConnection& bus) {
     if (!bus.isConnected()) return std::nullopt;
     auto message = QDBusMessage::createMethodCall(
         QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
@@ -71,9 +71,17 @@ bool xembedTrayPresent() {
 
 }  // namespace
 
-QtStatusBar::QtStatusBar() {
+QtStatusBar::QtStatusBar(SessionBusConnection& bus) : bus_(bus) {
     retry_.setInterval(2000);
     QObject::connect(&retry_, &QTimer::timeout, [this] { lookForATray(); });
+    // Qt's item lives on a connection of its own that died with the old bus and is never made
+    // again; a new item makes a new one and registers with the new bus's host, once there is one.
+    bus_.whenConnected([this](QDBusConnection&) {
+        if (!tray_ || !statusNotifierItem_) return;
+        tray_.reset();
+        retry_.start();
+        lookForATray();
+    });
 }
 
 QtStatusBar::~QtStatusBar() {
@@ -95,7 +103,7 @@ void QtStatusBar::lookForATray() {
     if (tray_ || asking_) return;
     // Asked without waiting: a watcher that is slow to answer must not hold up the main loop,
     // which answers the link.
-    const auto call = askForAStatusNotifierHost();
+    const auto call = askForAStatusNotifierHost(bus_.get());
     if (!call) {
         showIfATrayIsThere(false);
         return;
@@ -126,6 +134,7 @@ void QtStatusBar::showIfATrayIsThere(bool statusNotifierHost) {
     });
     if (menu_) tray_->setContextMenu(menu_);
     tray_->show();
+    statusNotifierItem_ = statusNotifierHost;
     std::fprintf(stderr, "velko-helper: tray item shown through %s\n",
                  statusNotifierHost ? "StatusNotifierItem" : "XEmbed");
 }

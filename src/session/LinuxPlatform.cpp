@@ -2,8 +2,10 @@
 
 #include <xcb/xcb.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
 #include "dbus/DBusNotificationCenter.h"
@@ -26,6 +28,7 @@
 #include "session/ScreenshotLocationBackendFactory.h"
 #include "session/StrokeBackendFactory.h"
 #include "session/TextRecognitionBackendFactory.h"
+#include "x11/DisplayProbe.h"
 #include "x11/X11Connection.h"
 #include "x11/Xcb.h"
 
@@ -35,17 +38,34 @@ namespace {
 // Kept until Qt has connected: an X server with no other client (a private Xvfb) resets when the
 // last one leaves, and Qt's connection would wait for the reset, keymap compilation included.
 xcb_connection_t* probe = nullptr;
+// A local server answers a connection in milliseconds, even a busy one.
+constexpr std::chrono::seconds displayDeadline{5};
 
 }  // namespace
 
 void LinuxPlatform::chooseQtPlatform() {
-    if (std::getenv("QT_QPA_PLATFORM")) return;  // the user knows best
     const char* display = std::getenv("DISPLAY");
-    if (display && *display) probe = xcb::connect(display);
+    bool silent = false;
+    if (display && *display) {
+        const auto answer = DisplayProbe::connect(display, displayDeadline);
+        probe = answer.connection;
+        silent = answer.outcome == DisplayProbe::Outcome::silent;
+        if (silent) {
+            std::fprintf(stderr,
+                         "velko-helper: the X display %s does not answer; running without it: no tray, and nothing "
+                         "that goes through X (clipboard, hotkeys, typed keys, pasting)\n",
+                         display);
+            // Nothing else may wait on it either: every backend takes a missing DISPLAY as no X.
+            ::unsetenv("DISPLAY");
+            const char* platform = std::getenv("QT_QPA_PLATFORM");
+            if (platform && std::string_view(platform) == "xcb") ::unsetenv("QT_QPA_PLATFORM");
+        }
+    }
+    if (std::getenv("QT_QPA_PLATFORM")) return;  // the user knows best
     const bool reachable = probe != nullptr;
     // Xwayland included: the clipboard and the tray work through it in Wayland sessions too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
-    if (!reachable)
+    if (!reachable && !silent)
         std::fputs("velko-helper: no X display; running without tray, hotkeys, expansion or pasting\n", stderr);
 }
 
@@ -59,7 +79,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       fileSystem_(std::make_unique<PosixFileSystem>()),
       workspace_(std::make_unique<QtWorkspace>()),
       application_(std::make_unique<QtApplication>()),
-      statusBar_(std::make_unique<QtStatusBar>()),
+      statusBar_(std::make_unique<QtStatusBar>(notifications_->bus())),
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
@@ -98,6 +118,8 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
 }
 
 LinuxPlatform::~LinuxPlatform() = default;
+
+SessionBusConnection& LinuxPlatform::bus() { return notifications_->bus(); }
 
 void LinuxPlatform::chose(BackendChoice choice) {
     std::fprintf(stderr, "velko-helper: %s (%s)\n", choice.line().c_str(), choice.reason.c_str());

@@ -20,6 +20,7 @@ class QtMainQueue;
 class QtStatusBar;
 class QtWindowSystem;
 class QtWorkspace;
+class SessionBusConnection;
 class SteadyClock;
 class WorkerThread;
 class X11Connection;
@@ -39,6 +40,8 @@ public:
     ~LinuxPlatform();
     Platform platform();
     const BackendChoices& backends() const { return backends_; }
+    // The link's connection, replaced with every new bus, for whatever else the helper puts there.
+    SessionBusConnection& bus();
 
 private:
     void chose(BackendChoice choice);

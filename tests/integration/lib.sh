@@ -133,3 +133,16 @@ write_suite() {
   python3 -c 'import plistlib, sys; a = sys.argv[2:]
 plistlib.dump({k: open(f, "rb").read() for k, f in zip(a[::2], a[1::2])}, open(sys.argv[1], "wb"))' "$SUITE" "$@"
 }
+
+# silent_listener SOCKET: a server on a Unix socket that accepts every connection and never
+# answers, as a hung X server or bus does.
+silent_listener() {
+  /usr/bin/python3 -c 'import socket, sys
+server = socket.socket(socket.AF_UNIX)
+server.bind(sys.argv[1])
+server.listen(8)
+print("ready", flush=True)
+held = [server.accept()[0] for _ in iter(int, 1)]' "$1" >"$WORK/silent-${1##*/}.log" 2>&1 &
+  pids+=($!)
+  wait_for "a silent listener on $1" grep -q '^ready' "$WORK/silent-${1##*/}.log"
+}
