@@ -66,9 +66,9 @@ pong_within() {
   return 1
 }
 
-# An owner that takes 0.4-0.8 s for each type it gives: the helper goes on answering, nothing is
+# An owner that takes 0.6-0.8 s for each type it gives: the helper goes on answering, nothing is
 # erased before every type is in, and what was typed meanwhile stays after the snippet.
-"$VELKO_BIN_DIR/velko-test-clipboard-owner" --slow=400-800 image/png="$WORK/red.png" text/plain="$WORK/caption.txt" \
+"$VELKO_BIN_DIR/velko-test-clipboard-owner" --slow=600-800 image/png="$WORK/red.png" text/plain="$WORK/caption.txt" \
   >"$WORK/slow.out" 2>&1 &
 pids+=($!)
 wait_for "the slow owner" grep -q owned "$WORK/slow.out"
