@@ -134,6 +134,12 @@ void TextExpansionEngine::expand(const SnippetTrigger& trigger, std::size_t type
 }
 
 void TextExpansionEngine::snapshotTaken(std::uint64_t id, Snapshot snapshot) {
+    // One more turn first: keys typed before now are queued ahead of it, so they count among
+    // those typed meanwhile instead of being erased unseen.
+    mainQueue_.async([this, id, snapshot = std::move(snapshot)]() mutable { erase(id, std::move(snapshot)); });
+}
+
+void TextExpansionEngine::erase(std::uint64_t id, Snapshot snapshot) {
     if (!waiting_ || waiting_->id != id) return;  // dropped meanwhile
     // Taken from the snapshot, before anything is written, so {clipboard} is the user's own text.
     std::string text = processDynamicVariables(waiting_->trigger.expansion, plainText(snapshot));

@@ -68,6 +68,7 @@ private:
     // typedLength: the abbreviation's characters as typed, each erased with one Backspace.
     void expand(const SnippetTrigger& trigger, std::size_t typedLength);
     void snapshotTaken(std::uint64_t id, Snapshot snapshot);
+    void erase(std::uint64_t id, Snapshot snapshot);  // then the paste and restore steps
     void drop(const char* why);
     void finished();  // one expansion less under way
     std::string processDynamicVariables(const std::string& text, const std::string& clipboard);

@@ -320,6 +320,7 @@ TEST_F(TextExpansionEngineTest, NothingIsErasedBeforeTheSnapshotAndTextTypedMean
     typeEach(" andx");
     type(backspace);  // edits what was typed meanwhile
     pasteboard.answerReads();
+    clock.runPending();
     EXPECT_EQ(backspaces(), 8);  // ";sig" and " and"
     clock.advance(0.05);
     EXPECT_EQ(pasted(), std::vector<std::string>{"mine! and"});
@@ -328,8 +329,19 @@ TEST_F(TextExpansionEngineTest, NothingIsErasedBeforeTheSnapshotAndTextTypedMean
     typeEach(";sig");  // the text typed meanwhile took no part in a match, this one starts afresh
     EXPECT_EQ(pasteboard.pendingReads.size(), 1u);
     pasteboard.answerReads();
+    clock.runPending();
     EXPECT_EQ(backspaces(), 12);
     clock.advance(1);
+
+    // A key already queued behind the match's last one counts as typed meanwhile, even when the
+    // snapshot is at hand at once.
+    pasteboard.slowOwner = false;
+    for (const char* key : {";", "s", "i", "g", "?"}) tap.stroke(std::string(key));
+    clock.runPending();
+    EXPECT_EQ(backspaces(), 17);
+    clock.advance(1);
+    EXPECT_EQ(pasted().back(), "mine!?");
+    pasteboard.slowOwner = true;
 
     // Return, an arrow, Backspace into the abbreviation or a shortcut cannot be typed again after
     // the snippet: the expansion is dropped and nothing of the person's is erased or overwritten.
@@ -340,8 +352,9 @@ TEST_F(TextExpansionEngineTest, NothingIsErasedBeforeTheSnapshotAndTextTypedMean
         typeEach(";sig");
         for (const auto& key : keys) type(key);
         pasteboard.answerReads();
+        clock.runPending();
         clock.advance(1);
-        EXPECT_EQ(backspaces(), 12) << "after " << keys.back();
+        EXPECT_EQ(backspaces(), 17) << "after " << keys.back();
         EXPECT_EQ(pasteboard.log.size(), logged);
     }
 }
