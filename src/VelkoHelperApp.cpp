@@ -1,5 +1,6 @@
 // Entry point: pick the backends for this session, build the services, launch, run the loop.
 #include <QApplication>
+#include <QEventLoop>
 #include <QTimer>
 #include <chrono>
 #include <cstdio>
@@ -8,6 +9,7 @@
 
 #include "Core/HelperServices.h"
 #include "Core/ScreenshotWatcher.h"
+#include "Core/TextExpansionEngine.h"
 #include "HelperAppDelegate.h"
 #include "dbus/HelperStatusService.h"
 #include "dbus/SessionBusProbe.h"
@@ -44,5 +46,13 @@ int main(int argc, char** argv) {
     auto delegate = velko::HelperAppDelegate::makeShared();
     QTimer::singleShot(0, [&delegate] { delegate->applicationDidFinishLaunching(); });
     app.exec();
+
+    // Ended mid-expansion (a signal, Quit, logout): the borrowed clipboard goes back first, so
+    // that what Qt hands to a clipboard manager as the QApplication ends is the person's own.
+    QEventLoop restoring;
+    velko::TextExpansionEngine::shared().whenIdle(
+        [&restoring] { QTimer::singleShot(0, &restoring, &QEventLoop::quit); });
+    QTimer::singleShot(3000, &restoring, &QEventLoop::quit);
+    restoring.exec();
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <unicode/utf8.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "Core/GlobalHotkeyManager.h"
 #include "Core/KeystrokeInjector.h"
@@ -20,6 +21,24 @@ constexpr char backspaceCharacter[] = "\x7f";
 void replaceAll(std::string& text, const std::string& placeholder, const std::string& value) {
     for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + value.size()))
         text.replace(at, placeholder.size(), value);
+}
+
+// Not a control character, nor a function key's private-use character, nor malformed.
+bool isPrintable(const std::string& characters) {
+    UChar32 first = 0;
+    int32_t offset = 0;
+    U8_NEXT(characters.data(), offset, static_cast<int32_t>(characters.size()), first);
+    constexpr std::uint32_t unprintable = U_GC_CC_MASK | U_GC_CO_MASK | U_GC_CS_MASK | U_GC_CN_MASK;
+    return !characters.empty() && first >= 0 && (U_GET_GC_MASK(first) & unprintable) == 0;
+}
+
+std::string plainText(const TextExpansionEngine::Snapshot& snapshot) {
+    if (!snapshot) return "";
+    for (const char* wanted : {"text/plain", "text/plain;charset=utf-8"})
+        for (const auto& item : *snapshot)
+            for (const auto& [type, bytes] : item.types)
+                if (type == wanted) return std::string(bytes.begin(), bytes.end());
+    return "";
 }
 
 }  // namespace
@@ -69,6 +88,10 @@ bool TextExpansionEngine::acceptsStroke(const std::string& characters) {
 }
 
 void TextExpansionEngine::handleCharacter(const std::string& characters) {
+    if (waiting_) {
+        if (!noteTypedMeanwhile(characters)) drop("a key that cannot be typed again was pressed meanwhile");
+        return;
+    }
     if (characters == backspaceCharacter) {
         buffer_.removeLast();
         return;
@@ -79,23 +102,58 @@ void TextExpansionEngine::handleCharacter(const std::string& characters) {
     }
     buffer_.append(characters);
     if (const auto match = triggers_.longestMatch(buffer_); match.trigger) {
-        expand(*match.trigger, match.length);
+        if (!quitting_) expand(*match.trigger, match.length);
         buffer_.clear();
     }
 }
 
+bool TextExpansionEngine::noteTypedMeanwhile(const std::string& characters) {
+    KeystrokeBuffer& typed = waiting_->typedSince;
+    if (characters == backspaceCharacter) {
+        if (typed.empty()) return false;  // into the abbreviation itself
+        typed.removeLast();
+        return true;
+    }
+    // Text can go back after the snippet as it was typed; Return, arrows or a shortcut cannot.
+    if (!isPrintable(characters) || typed.size() + 1 >= maxBufferLength) return false;
+    typed.append(characters);
+    return true;
+}
+
 void TextExpansionEngine::expand(const SnippetTrigger& trigger, std::size_t typedLength) {
-    const std::int64_t savedChangeCount = pasteboard_.changeCount();
-    Snapshot snapshot = pasteboard_.items();
-    // Before anything is written, so {clipboard} still sees the user's own text.
-    std::string text = processDynamicVariables(trigger.expansion);
+    const std::uint64_t id = ++nextId_;
+    waiting_.emplace();
+    waiting_->id = id;
+    waiting_->trigger = trigger;
+    waiting_->typedLength = typedLength;
+    waiting_->savedChangeCount = pasteboard_.changeCount();
+    ++underWay_;
+    // An owner may be slow to give each type: nothing is erased until all of them are in, and
+    // the main loop goes on meanwhile.
+    pasteboard_.readItems([this, id](Snapshot snapshot) { snapshotTaken(id, std::move(snapshot)); });
+}
 
-    for (std::size_t i = 0; i < typedLength; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
+void TextExpansionEngine::snapshotTaken(std::uint64_t id, Snapshot snapshot) {
+    // One more turn first: keys typed before now are queued ahead of it, so they count among
+    // those typed meanwhile instead of being erased unseen.
+    mainQueue_.async([this, id, snapshot = std::move(snapshot)]() mutable { erase(id, std::move(snapshot)); });
+}
 
-    mainQueue_.asyncAfter(pasteDelay,
-                          [this, text = std::move(text), savedChangeCount, snapshot = std::move(snapshot)]() mutable {
-                              paste(text, savedChangeCount, std::move(snapshot));
-                          });
+void TextExpansionEngine::erase(std::uint64_t id, Snapshot snapshot) {
+    if (!waiting_ || waiting_->id != id) return;  // dropped meanwhile
+    // Taken from the snapshot, before anything is written, so {clipboard} is the user's own text.
+    std::string text = processDynamicVariables(waiting_->trigger.expansion, plainText(snapshot));
+    // What was typed after the abbreviation while the clipboard was read is erased with it and
+    // comes back after the snippet, so the person's words stay where they typed them.
+    text += waiting_->typedSince.text();
+    const std::size_t erase = waiting_->typedLength + waiting_->typedSince.size();
+    const std::int64_t saved = waiting_->savedChangeCount;
+    waiting_.reset();
+    for (std::size_t i = 0; i < erase; ++i) injector_.injectKeystroke(KeyCodes::backspace, 0, false);
+
+    mainQueue_.asyncAfter(pasteDelay, [this, text = std::move(text), saved, snapshot = std::move(snapshot)]() mutable {
+        paste(text, saved, std::move(snapshot));
+    });
 }
 
 void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot) {
@@ -104,6 +162,7 @@ void TextExpansionEngine::paste(const std::string& text, std::int64_t savedChang
     injector_.injectKeystroke(KeyCodes::v, Flags::command, true);
     mainQueue_.asyncAfter(restoreDelay, [this, savedChangeCount, snapshot = std::move(snapshot)] {
         restore(savedChangeCount, snapshot);
+        finished();
     });
 }
 
@@ -118,13 +177,31 @@ void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot&
     pasteboard_.writeItems(*snapshot);
 }
 
-std::string TextExpansionEngine::processDynamicVariables(const std::string& text) {
+void TextExpansionEngine::drop(const char* why) {
+    std::fprintf(stderr, "velko-helper: the expansion of %s was dropped before erasing anything: %s\n",
+                 waiting_->trigger.abbreviation.c_str(), why);
+    waiting_.reset();
+    finished();
+}
+
+void TextExpansionEngine::finished() {
+    --underWay_;
+    if (underWay_ == 0 && whenIdle_) std::exchange(whenIdle_, nullptr)();
+}
+
+void TextExpansionEngine::whenIdle(std::function<void()> fn) {
+    quitting_ = true;
+    if (underWay_ == 0) return fn();
+    whenIdle_ = std::move(fn);
+    if (waiting_) drop("the helper is quitting");
+}
+
+std::string TextExpansionEngine::processDynamicVariables(const std::string& text, const std::string& clipboard) {
     // Every value is taken once, in this order, whether or not its placeholder occurs.
     const double now = session_.currentTime();
     const LocaleDateFormatter formatter(session_.formattingLocale(), session_.timeZone());
     const std::string date = formatter.mediumDate(now);
     const std::string time = formatter.shortTime(now);
-    const std::string clipboard = pasteboard_.string().value_or("");
     const std::string uuid = UUIDGenerator::random();
     const std::string account = session_.accountName();
     const std::string fullName = session_.fullName();

@@ -9,6 +9,8 @@ namespace velko {
 // Key-downs of chosen keys, each of which the core either drops or lets through to the focused window.
 class FilteringKeyTap {
 public:
+    // pass reaches the focused window only where the backend holds the press until asked; one
+    // that never holds up the keyboard (X11's grabs) has already taken it, so list only what is taken.
     enum class Verdict { pass, drop };
     // A key and the modifiers that must all be held; presses with more modifiers are delivered too.
     struct Combination {

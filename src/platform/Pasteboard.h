@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -25,6 +26,9 @@ public:
     // The items in order with every type whose bytes could be read; an empty list when nothing
     // is on it; nullopt when the pasteboard cannot be read at all.
     virtual std::optional<std::vector<PasteboardItem>> items() = 0;
+    // What items() gives, read without holding up the main loop: done runs once, on the main thread
+    // (at once when the contents are at hand); a type its owner is too slow to give is left out.
+    virtual void readItems(std::function<void(std::optional<std::vector<PasteboardItem>>)> done) { done(items()); }
     // The plain text on it; nullopt when it holds no text.
     virtual std::optional<std::string> string() = 0;
     // Replaces the contents with nothing.

@@ -1,11 +1,13 @@
 #include "qt/QtPasteboard.h"
 
+#include "x11/X11ClipboardReader.h"
 #include "x11/Xcb.h"
 
 #include <poll.h>
 #include <xcb/xcb.h>
 
 #include <QClipboard>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QMimeData>
@@ -36,6 +38,7 @@ QtPasteboard::QtPasteboard() {
 
 QtPasteboard::~QtPasteboard() {
     QObject::disconnect(changed_);
+    if (reader_.joinable()) reader_.join();  // bounded by snapshotBudgetMs
     if (probe_) xcb_disconnect(probe_);
 }
 
@@ -128,6 +131,30 @@ std::optional<std::vector<PasteboardItem>> QtPasteboard::items() {
     }
     items.push_back(std::move(item));
     return items;
+}
+
+void QtPasteboard::readItems(std::function<void(std::optional<std::vector<PasteboardItem>>)> done) {
+    const std::uint32_t owner = serverOwner();
+    // Our own contents, an empty clipboard or no X at all: at hand without asking anyone.
+    if (owner == XCB_NONE || owner == qtWindow_) return done(items());
+    if (reader_.joinable()) reader_.join();  // the previous snapshot has handed its result over by now
+    reader_ = std::thread([done = std::move(done)]() mutable {
+        auto result = X11ClipboardReader::read(std::chrono::milliseconds(probeTimeoutMs),
+                                               std::chrono::milliseconds(snapshotBudgetMs));
+        for (const auto& type : result.late)
+            std::fprintf(stderr,
+                         "velko-helper: the clipboard's owner did not give %s in time; it is left out of what "
+                         "comes back after the expansion\n",
+                         type.c_str());
+        if (!result.items)
+            std::fprintf(stderr,
+                         "velko-helper: the clipboard cannot be read; it will hold the snippet after the "
+                         "expansion\n");
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [done = std::move(done), items = std::move(result.items)]() mutable { done(std::move(items)); },
+            Qt::QueuedConnection);
+    });
 }
 
 std::optional<std::string> QtPasteboard::string() {

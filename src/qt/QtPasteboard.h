@@ -1,6 +1,7 @@
 #pragma once
 #include <QMetaObject>
 #include <cstdint>
+#include <thread>
 
 #include "platform/Pasteboard.h"
 
@@ -21,6 +22,9 @@ public:
 
     std::int64_t changeCount() override;
     std::optional<std::vector<PasteboardItem>> items() override;
+    // Another client's contents are read on a thread of its own, each type within
+    // probeTimeoutMs and all within snapshotBudgetMs; a type that does not come is logged.
+    void readItems(std::function<void(std::optional<std::vector<PasteboardItem>>)> done) override;
     std::optional<std::string> string() override;
     void clearContents() override;
     void writeString(const std::string& text) override;
@@ -40,6 +44,7 @@ private:
     std::uint32_t serverOwner();
 
     QMetaObject::Connection changed_;
+    std::thread reader_;
     std::int64_t count_ = 0;
     // The window that held the selection right after our last write, and the count then.
     std::uint32_t ownWindow_ = 0;

@@ -7,9 +7,10 @@ namespace velko {
 bool GrabBypassingKeyboard::hasFrontmostApplication() { return keyboard_->hasFrontmostApplication(); }
 
 bool GrabBypassingKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
+    // Both run on the main thread, so the grabs are back before the tap reads another press.
+    if (keyDown) tap_.standAside(keyCode);
     const bool posted = keyboard_->postKeyEvent(keyCode, flags, keyDown);
-    // Both run on the main thread, so the tap cannot read the press before it is told.
-    if (posted && keyDown) tap_.letThrough(keyCode, flags);
+    if (!keyDown || !posted) tap_.resume();
     return posted;
 }
 

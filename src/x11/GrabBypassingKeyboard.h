@@ -7,8 +7,8 @@ namespace velko {
 
 class X11FilteringKeyTap;
 
-// Posts through another keyboard and tells the hotkey grabs about each key-down, so that a paste
-// of Ctrl+Shift+V reaches the focused window instead of firing the hotkey of the same keys.
+// Posts through another keyboard while the hotkey grabs of the posted key step aside, so that a
+// paste of Ctrl+Shift+V reaches the focused window instead of firing the hotkey of the same keys.
 class GrabBypassingKeyboard : public SyntheticKeyboard {
 public:
     GrabBypassingKeyboard(std::unique_ptr<SyntheticKeyboard> keyboard, X11FilteringKeyTap& tap)

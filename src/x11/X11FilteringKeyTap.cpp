@@ -12,9 +12,6 @@ namespace velko {
 namespace {
 
 constexpr std::uint16_t allModifiers = 0xFF;  // Shift, Lock, Control, Mod1 to Mod5
-// Long enough for a busy server; short enough that a post whose press never came cannot wave
-// through a real hotkey much later.
-constexpr auto ownPressLifetime = std::chrono::seconds(1);
 
 void roundTrip(xcb_connection_t* c) { std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr)); }
 
@@ -56,7 +53,7 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
     cookies.reserve(wanted.size());
     for (const auto& grab : wanted)
         cookies.push_back(
-            xcb_grab_key_checked(c, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
+            xcb_grab_key_checked(c, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     grabbing_ = c;
     grabs_ = wanted;
     bool complete = true;
@@ -82,27 +79,27 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
     return true;
 }
 
-void X11FilteringKeyTap::letThrough(KeyCode keyCode, EventFlags flags) {
+void X11FilteringKeyTap::standAside(KeyCode keyCode) {
     const auto keycode = KeyTable::xKeycode(keyCode);
-    if (!keycode || !grabbing_) return;
-    const std::uint16_t state = KeyTable::xStateMask(flags);
-    for (const auto& grab : grabs_) {
-        if (grab.keycode == *keycode && grab.state == state) {
-            ownPresses_.push_back({*keycode, std::chrono::steady_clock::now() + ownPressLifetime});
-            return;
+    if (!keycode || !grabbing_ || aside_) return;
+    bool grabbed = false;
+    for (const auto& grab : grabs_)
+        if (grab.keycode == *keycode) {
+            xcb_ungrab_key(grabbing_, grab.keycode, root_, grab.state);
+            grabbed = true;
         }
-    }
+    if (!grabbed) return;
+    aside_ = *keycode;
+    roundTrip(grabbing_);  // gone before the stroke, which travels on another connection
 }
 
-bool X11FilteringKeyTap::isOwnPress(std::uint8_t keycode) {
-    const auto now = std::chrono::steady_clock::now();
-    std::erase_if(ownPresses_, [now](const OwnPress& own) { return own.expires < now; });
-    for (auto it = ownPresses_.begin(); it != ownPresses_.end(); ++it) {
-        if (it->keycode != keycode) continue;
-        ownPresses_.erase(it);
-        return true;
-    }
-    return false;
+void X11FilteringKeyTap::resume() {
+    if (!aside_ || !grabbing_) return;
+    for (const auto& grab : grabs_)
+        if (grab.keycode == aside_)
+            xcb_grab_key(grabbing_, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    aside_ = 0;
+    roundTrip(grabbing_);  // back before the next press whatever connection sends it
 }
 
 void X11FilteringKeyTap::readEvents() {
@@ -113,25 +110,16 @@ void X11FilteringKeyTap::readEvents() {
         // codes are positional and every modifier state is grabbed.
         if ((event->response_type & 0x7f) == XCB_KEY_PRESS) {
             const auto* press = reinterpret_cast<const xcb_key_press_event_t*>(event);
-            Verdict verdict = Verdict::pass;
+            // Ends the grab the press started, so that any key pressed while this one is held
+            // goes where it would have gone without us (the release would end it anyway).
+            xcb_ungrab_keyboard(c, press->time);
+            xcb_flush(c);
             try {
                 const auto keyCode = KeyTable::keyCodeForXKeycode(press->detail);
-                if (keyCode && callback_ && !isOwnPress(press->detail))
-                    verdict = callback_(*keyCode, KeyTable::eventFlags(press->state));
+                if (keyCode && callback_) callback_(*keyCode, KeyTable::eventFlags(press->state));
             } catch (...) {
-                verdict = Verdict::pass;  // the keyboard is thawed below whatever the core did
+                std::fputs("velko-helper: a hotkey press could not be answered\n", stderr);
             }
-            // The press's own time makes a late answer miss a newer grab that a queued press may
-            // have started meanwhile: that one is answered when its own press is read.
-            if (verdict == Verdict::drop) {
-                xcb_allow_events(c, XCB_ALLOW_ASYNC_KEYBOARD, press->time);
-                // Ends the grab at once, so that the key-up and any key pressed while this one is
-                // held go where they would have gone without us.
-                xcb_ungrab_keyboard(c, press->time);
-            } else {
-                xcb_allow_events(c, XCB_ALLOW_REPLAY_KEYBOARD, press->time);
-            }
-            xcb_flush(c);
         }
         std::free(event);
     }
@@ -147,7 +135,7 @@ void X11FilteringKeyTap::readEvents() {
 void X11FilteringKeyTap::releaseGrabs() {
     notifier_.reset();
     callback_ = nullptr;
-    ownPresses_.clear();
+    aside_ = 0;
     xcb_connection_t* c = grabbing_;
     grabbing_ = nullptr;
     if (!c || xcb_connection_has_error(c)) {
@@ -157,9 +145,7 @@ void X11FilteringKeyTap::releaseGrabs() {
     // Ungrabbing a combination held by another client leaves that client's grab alone.
     for (const auto& grab : grabs_) xcb_ungrab_key(c, grab.keycode, root_, grab.state);
     grabs_.clear();
-    // A press during create() may have set off a grab that nobody will answer now: ungrabbing
-    // keys does not end it, so thaw and end it here.
-    xcb_allow_events(c, XCB_ALLOW_ASYNC_KEYBOARD, XCB_CURRENT_TIME);
+    // A press during create() may have started a grab that nobody will end now.
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
     roundTrip(c);  // in place before create() returns, so another client may grab them at once
     while (xcb_generic_event_t* event = xcb_poll_for_event(c)) std::free(event);

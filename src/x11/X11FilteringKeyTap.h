@@ -1,5 +1,4 @@
 #pragma once
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -11,18 +10,20 @@ class QSocketNotifier;
 
 namespace velko {
 
-// Synchronous passive key grabs on the root window, read on the main loop. Each grabbed press
-// freezes the keyboard until it is answered, so every press is answered before the next is read:
-// replayed to the focused window on pass, thawed and released on drop.
+// Passive key grabs on the root window, read on the main loop. They are asynchronous: the
+// keyboard never waits for the helper, so a busy or stopped helper cannot freeze it, and a press
+// the core lets pass cannot be given back (the core takes every combination it lists). Each press
+// ends the grab it started at once, so keys pressed while it is held go to the focused window.
 class X11FilteringKeyTap : public FilteringKeyTap {
 public:
     X11FilteringKeyTap();
     ~X11FilteringKeyTap() override;
     bool create(const std::vector<Combination>& combinations, Callback callback) override;
 
-    // The helper has just posted a synthetic key-down: X cannot tell it from the user's, so when
-    // it would hit a grab it is replayed to the focused window without asking the core.
-    void letThrough(KeyCode keyCode, EventFlags flags);
+    // The helper is about to post a stroke of this key: its grabs step aside until resume(), so
+    // that a paste of Ctrl+Shift+V reaches the focused window instead of firing the hotkey.
+    void standAside(KeyCode keyCode);
+    void resume();
 
     // Every X modifier state that holds all of `required`: grabbing a key under each of them lets
     // it match whatever else is held (Caps Lock, Num Lock, Alt, AltGr, ...).
@@ -34,12 +35,6 @@ private:
         std::uint16_t state;
     };
 
-    struct OwnPress {
-        std::uint8_t keycode;
-        std::chrono::steady_clock::time_point expires;
-    };
-
-    bool isOwnPress(std::uint8_t keycode);
     void readEvents();
     void releaseGrabs();
 
@@ -48,7 +43,7 @@ private:
     std::uint32_t root_ = 0;
     std::vector<Grab> grabs_;
     Callback callback_;
-    std::vector<OwnPress> ownPresses_;
+    std::uint8_t aside_ = 0;  // the key whose grabs stand aside, 0 for none
     std::unique_ptr<QSocketNotifier> notifier_;
 };
 

@@ -3,6 +3,10 @@
 
 #include <xcb/xcb.h>
 
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
 #include <csignal>
 
 #include "PrivateDisplay.h"
@@ -110,6 +114,59 @@ TEST_F(QtPasteboardTest, OwnerThatDoesNotAnswerIsUnreadableAfterAShortWaitNotQts
     owner.waitForFinished();
     ASSERT_EQ(std::system("printf thawed | xclip -selection clipboard"), 0);
     ASSERT_TRUE(PrivateDisplay::waitUntil([&] { return pasteboard->string() == "thawed"; }));
+}
+
+// Reads another owner's contents while the main loop goes on; done runs on the loop, with the time taken.
+struct Read {
+    std::optional<std::optional<std::vector<PasteboardItem>>> items;
+    int loopTurns = 0;
+    qint64 ms = 0;
+};
+Read readWhileLooping(QtPasteboard& pasteboard) {
+    Read read;
+    QTimer ticks;
+    QObject::connect(&ticks, &QTimer::timeout, [&] { ++read.loopTurns; });
+    ticks.start(20);
+    QElapsedTimer timer;
+    timer.start();
+    pasteboard.readItems([&](auto items) { read.items = std::move(items); });
+    PrivateDisplay::waitUntil([&] { return read.items.has_value(); });
+    read.ms = timer.elapsed();
+    return read;
+}
+
+TEST_F(QtPasteboardTest, AnotherOwnersTypesAreReadOffTheLoopLargeOnesInPiecesLateOnesLeftOut) {
+    QTemporaryDir dir;
+    // Over the largest single property the server takes (16 MB), so xclip sends it in pieces.
+    QByteArray big(17 << 20, 0);
+    for (qsizetype i = 0; i < big.size(); ++i) big[i] = static_cast<char>((i * 2654435761u) >> 13);
+    QFile file(dir.filePath("big"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(big) == big.size());
+    file.close();
+    ASSERT_EQ(std::system(("xclip -selection clipboard -t image/png -i " + file.fileName().toStdString()).c_str()), 0);
+    ASSERT_TRUE(PrivateDisplay::waitUntil([] { return clipboardOwner() != 0; }));
+    Read read = readWhileLooping(*pasteboard);
+    ASSERT_TRUE(read.items && *read.items);
+    ASSERT_EQ(read.items->value().size(), 1u);
+    ASSERT_EQ(read.items->value()[0].types.size(), 1u);
+    EXPECT_EQ(read.items->value()[0].types[0].first, "image/png");
+    EXPECT_TRUE(read.items->value()[0].types[0].second == Bytes(big.begin(), big.end()));
+
+    // An owner that takes 1.5 s for each type: both miss their deadline and are left out, the
+    // whole read ends within the budget, and the loop kept turning meanwhile.
+    QFile html(dir.filePath("html"));
+    ASSERT_TRUE(html.open(QIODevice::WriteOnly) && html.write("<b>slow</b>") > 0);
+    html.close();
+    QProcess owner;
+    owner.start(QCoreApplication::applicationDirPath() + "/../velko-test-clipboard-owner",
+                {"--slow=1500-1500", "text/html=" + html.fileName(), "text/plain=" + html.fileName()});
+    ASSERT_TRUE(PrivateDisplay::waitUntil([&] { return owner.readAllStandardOutput().contains("owned"); }));
+    read = readWhileLooping(*pasteboard);
+    EXPECT_EQ(read.items, std::optional(std::optional(std::vector<PasteboardItem>{{}})));
+    EXPECT_LT(read.ms, QtPasteboard::snapshotBudgetMs + 500);
+    EXPECT_GT(read.loopTurns, QtPasteboard::snapshotBudgetMs / 20 / 2);
+    owner.kill();
+    owner.waitForFinished();
 }
 
 }  // namespace

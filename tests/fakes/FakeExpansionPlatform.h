@@ -1,7 +1,9 @@
 #pragma once
 // In-memory keyboard tap, clipboard and user session for the text expansion engine.
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Core/GlobalHotkeyManager.h"
@@ -38,6 +40,14 @@ class FakePasteboard : public Pasteboard {
 public:
     std::int64_t changeCount() override { return count; }
     std::optional<std::vector<PasteboardItem>> items() override { return contents; }
+    // With a slow owner the snapshot is handed over only when answerReads() says so.
+    void readItems(std::function<void(std::optional<std::vector<PasteboardItem>>)> done) override {
+        if (!slowOwner) return done(contents);
+        pendingReads.push_back([done = std::move(done), snapshot = contents] { done(snapshot); });
+    }
+    void answerReads() {
+        for (auto& answer : std::exchange(pendingReads, {})) answer();
+    }
     std::optional<std::string> string() override {
         if (!contents) return std::nullopt;
         for (const auto& item : *contents)
@@ -56,6 +66,8 @@ public:
         return {{{"text/plain", Bytes(text.begin(), text.end())}}};
     }
 
+    bool slowOwner = false;
+    std::vector<std::function<void()>> pendingReads;
     std::int64_t count = 0;
     std::optional<std::vector<PasteboardItem>> contents = std::vector<PasteboardItem>{};
     std::vector<std::string> log;

@@ -309,5 +309,87 @@ TEST_F(TextExpansionEngineTest, DateAndTimeUseTheLocaleStylesOfOneInstant) {
     EXPECT_EQ(expandOnce("[{clipboard}]"), "[]");
 }
 
+TEST_F(TextExpansionEngineTest, NothingIsErasedBeforeTheSnapshotAndTextTypedMeanwhileStays) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("mine")};
+    pasteboard.slowOwner = true;
+    startWith(";sig", "{clipboard}!");
+    typeEach(";sig");
+    clock.advance(1);
+    EXPECT_EQ(backspaces(), 0);
+    EXPECT_TRUE(pasteboard.log.empty());
+    typeEach(" andx");
+    type(backspace);  // edits what was typed meanwhile
+    pasteboard.answerReads();
+    clock.runPending();
+    EXPECT_EQ(backspaces(), 8);  // ";sig" and " and"
+    clock.advance(0.05);
+    EXPECT_EQ(pasted(), std::vector<std::string>{"mine! and"});
+    clock.advance(0.5);
+    EXPECT_EQ(pasteboard.string(), "mine");
+    typeEach(";sig");  // the text typed meanwhile took no part in a match, this one starts afresh
+    EXPECT_EQ(pasteboard.pendingReads.size(), 1u);
+    pasteboard.answerReads();
+    clock.runPending();
+    EXPECT_EQ(backspaces(), 12);
+    clock.advance(1);
+
+    // A key already queued behind the match's last one counts as typed meanwhile, even when the
+    // snapshot is at hand at once.
+    pasteboard.slowOwner = false;
+    for (const char* key : {";", "s", "i", "g", "?"}) tap.stroke(std::string(key));
+    clock.runPending();
+    EXPECT_EQ(backspaces(), 17);
+    clock.advance(1);
+    EXPECT_EQ(pasted().back(), "mine!?");
+    pasteboard.slowOwner = true;
+
+    // Return, an arrow, Backspace into the abbreviation or a shortcut cannot be typed again after
+    // the snippet: the expansion is dropped and nothing of the person's is erased or overwritten.
+    const std::vector<std::vector<std::string>> meanwhile{
+        {"a", returnKey}, {"a", upArrow}, {"a", backspace, backspace}, {"a", "\x16" /* Ctrl+V */}};
+    for (const auto& keys : meanwhile) {
+        const auto logged = pasteboard.log.size();
+        typeEach(";sig");
+        for (const auto& key : keys) type(key);
+        pasteboard.answerReads();
+        clock.runPending();
+        clock.advance(1);
+        EXPECT_EQ(backspaces(), 17) << "after " << keys.back();
+        EXPECT_EQ(pasteboard.log.size(), logged);
+    }
+}
+
+TEST_F(TextExpansionEngineTest, QuittingWaitsForThePendingRestoreAndStartsNoNewExpansion) {
+    pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("mine")};
+    startWith(";sig");
+    typeEach(";sig");
+    int idle = 0;
+    engine.whenIdle([&] { ++idle; });
+    clock.advance(0.549);
+    EXPECT_EQ(idle, 0);
+    EXPECT_EQ(pasteboard.string(), "EXPANDED");
+    clock.advance(0.001);
+    EXPECT_EQ(idle, 1);
+    EXPECT_EQ(pasteboard.string(), "mine");
+    typeEach(";sig");
+    clock.advance(1);
+    EXPECT_EQ(backspaces(), 4);
+    engine.whenIdle([&] { ++idle; });
+    EXPECT_EQ(idle, 2);  // nothing under way: at once
+
+    // Still reading the clipboard: nothing was erased yet, so the expansion is simply dropped.
+    ExpansionRig<VirtualClock> reading;
+    reading.pasteboard.slowOwner = true;
+    reading.reader.snippetTriggers = std::vector<Trigger>{{";sig", "EXPANDED", "plain", {}}};
+    reading.engine.start();
+    for (const char* key : {";", "s", "i", "g"}) reading.tap.stroke(std::string(key)), reading.clock.runPending();
+    reading.engine.whenIdle([&] { ++idle; });
+    EXPECT_EQ(idle, 3);
+    reading.pasteboard.answerReads();
+    reading.clock.advance(1);
+    EXPECT_TRUE(reading.keyboard.events.empty());
+    EXPECT_TRUE(reading.pasteboard.log.empty());
+}
+
 }  // namespace
 }  // namespace velko::test
