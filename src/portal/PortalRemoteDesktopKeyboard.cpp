@@ -2,7 +2,6 @@
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusPendingCallWatcher>
 #include <utility>
 
 #include "portal/PortalRequest.h"
@@ -24,7 +23,20 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
                                                          QObject* parent)
     : PortalSession(std::move(bus), remoteDesktop, "keys", timeouts.step, parent),
       tokens_(std::move(tokens)),
-      startTimeout_(timeouts.start) {}
+      startTimeout_(timeouts.start),
+      keys_(
+          bus_,
+          [this](std::uint16_t code, bool down) {
+              auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, remoteDesktop,
+                                                            QStringLiteral("NotifyKeyboardKeycode"));
+              message << QVariant::fromValue(QDBusObjectPath(sessionPath_)) << QVariantMap() << int(code)
+                      << uint(down ? 1 : 0);
+              return message;
+          },
+          [this](const std::string& error) {
+              if (state().state == State::ready) fail("the desktop portal refused a key (" + error + ")");
+          },
+          timeouts.step) {}
 
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
@@ -62,25 +74,21 @@ void PortalRemoteDesktopKeyboard::startSession() {
             });
 }
 
+void PortalRemoteDesktopKeyboard::sessionEnding() {
+    // A closed session took its device, and the keys held on it, along.
+    if (sessionPath_.isEmpty())
+        keys_.forget();
+    else
+        keys_.releaseNow();
+}
+
 bool PortalRemoteDesktopKeyboard::hasFrontmostApplication() { return state().state == State::ready; }
 
 bool PortalRemoteDesktopKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
     if (state().state != State::ready) return false;
     const auto changes = stroke_.changes(keyCode, flags, keyDown);
     if (changes.empty()) return false;
-    for (const auto& change : changes) {
-        auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, remoteDesktop,
-                                                      QStringLiteral("NotifyKeyboardKeycode"));
-        message << QVariant::fromValue(QDBusObjectPath(sessionPath_)) << QVariantMap() << int(change.code)
-                << uint(change.down ? 1 : 0);
-        // Sent in order on one connection, so the portal sees them in order without a wait between.
-        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
-        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt = attempt_] {
-            watcher->deleteLater();
-            if (attempt != attempt_ || state().state != State::ready || !watcher->isError()) return;
-            fail("the desktop portal refused a key (" + watcher->error().message().toStdString() + ")");
-        });
-    }
+    keys_.post(changes);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/SyntheticKeyboard.h"
+#include "portal/OrderedKeyCalls.h"
 #include "portal/PortalSession.h"
 #include "xkb/EvdevStroke.h"
 
@@ -35,20 +36,23 @@ public:
 
     // True while ready: the compositor sends the keys to whatever has the focus, which it does not tell.
     bool hasFrontmostApplication() override;
-    // Sends the key changes without waiting for the portal; false when not ready or the key is unknown.
-    // A change the portal refuses later ends the session as unavailable.
+    // Queues the key changes, each sent once the portal has taken the one before; false when not
+    // ready or the key is unknown. A change the portal refuses releases the stroke's keys and ends
+    // the session as unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
 private:
     void selectDevices();
     void startSession();
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
+    void sessionEnding() override;
 
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;
     bool restoring_ = false;
     std::string sentToken_;
     EvdevStroke stroke_;
+    OrderedKeyCalls keys_;
 };
 
 }  // namespace velko
