@@ -2,6 +2,7 @@
 
 #include <QDBusConnection>
 
+#include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "session/NoKeyboard.h"
@@ -21,7 +22,13 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     std::string why;
     backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard" : why;
-    if (!backends.virtualKeyboard) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!backends.virtualKeyboard && MutterRemoteDesktopKeyboard::offered(bus)) {
+        // GNOME: mutter's own interface asks no one, where the portal shows its dialog at every start.
+        backends.mutter = std::make_unique<MutterRemoteDesktopKeyboard>(bus);
+        backends.mutter->start();
+        reason = "mutter offers its remote desktop";
+    } else if (!backends.virtualKeyboard) {
         // Only where the compositor has no virtual keyboard: the portal may show a dialog.
         PlistUserDefaults* defaults = needs.defaults;
         PortalRemoteDesktopKeyboard::TokenStore tokens{
@@ -31,12 +38,13 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
             [defaults](const std::string& token) {
                 if (defaults) defaults->setString(StrokeBackendFactory::restoreTokenKey, token);
             }};
-        backends.portal =
-            std::make_unique<PortalRemoteDesktopKeyboard>(QDBusConnection::sessionBus(), std::move(tokens));
+        backends.portal = std::make_unique<PortalRemoteDesktopKeyboard>(bus, std::move(tokens));
         backends.portal->start();
+        reason += "; asking the desktop portal";
+    }
+    if (!backends.virtualKeyboard) {
         std::string uinputWhy;
         backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
-        reason += "; asking the desktop portal";
         if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
     }
     auto strokes = std::make_shared<WaylandStrokes>(std::move(backends), std::move(needs.changed));

@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 
+#include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
@@ -18,6 +19,8 @@ WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::
             recheck();
         });
     }
+    if (auto* mutter = backends_.mutter.get())
+        mutter->setStateHandler([this](const MutterRemoteDesktopKeyboard::Status&) { recheck(); });
     if (auto* portal = backends_.portal.get())
         portal->setStateHandler([this](const PortalRemoteDesktopKeyboard::Status&) { recheck(); });
     lastName_ = name();
@@ -27,6 +30,8 @@ WaylandStrokes::~WaylandStrokes() = default;
 
 SyntheticKeyboard* WaylandStrokes::current() {
     if (backends_.virtualKeyboard && backends_.virtualKeyboard->isAlive()) return backends_.virtualKeyboard.get();
+    if (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::ready)
+        return backends_.mutter.get();
     if (backends_.portal && backends_.portal->state().state == PortalRemoteDesktopKeyboard::State::ready)
         return backends_.portal.get();
     if (backends_.uinput) return backends_.uinput.get();
@@ -37,6 +42,7 @@ std::string WaylandStrokes::name() {
     SyntheticKeyboard* keyboard = current();
     if (!keyboard) return "off";
     if (keyboard == backends_.virtualKeyboard.get()) return "Wayland virtual keyboard";
+    if (keyboard == backends_.mutter.get()) return "GNOME remote desktop";
     if (keyboard == backends_.portal.get()) return "desktop portal";
     return "/dev/uinput";
 }
@@ -49,9 +55,10 @@ void WaylandStrokes::recheck() {
 }
 
 bool WaylandStrokes::isProcessTrusted() {
-    // A portal session being restored was approved before: counted from launch on, or the keyboard
-    // services, which start only with access at launch, would stay off at every login.
-    return current() != nullptr || (backends_.portal && backends_.portal->restoring());
+    // A portal session being restored was approved before, and mutter asks no one: counted from
+    // launch on, or the keyboard services, which start only with access at launch, would stay off.
+    return current() != nullptr || (backends_.portal && backends_.portal->restoring()) ||
+           (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::starting);
 }
 
 bool WaylandStrokes::hasFrontmostApplication() {

@@ -11,18 +11,21 @@ class QSocketNotifier;
 
 namespace velko {
 
+class MutterRemoteDesktopKeyboard;
 class PortalRemoteDesktopKeyboard;
 class UinputKeyboard;
 class WaylandVirtualKeyboard;
 
 // Strokes in a Wayland session through the first backend that works now: the compositor's virtual
-// keyboard, else the desktop portal once the person has approved it, else /dev/uinput. Input access
+// keyboard, else mutter's remote desktop, else the desktop portal once the person has approved it,
+// else /dev/uinput. Input access
 // means one of them works at the moment of asking, so a compositor that goes away or a portal
 // session that is revoked turns into missing access, not a crash.
 class WaylandStrokes : public QObject, public SyntheticKeyboard, public AccessibilityTrust {
 public:
     struct Backends {
         std::unique_ptr<WaylandVirtualKeyboard> virtualKeyboard;
+        std::unique_ptr<MutterRemoteDesktopKeyboard> mutter;  // started by the caller
         std::unique_ptr<PortalRemoteDesktopKeyboard> portal;  // started by the caller
         std::unique_ptr<UinputKeyboard> uinput;
     };
@@ -30,7 +33,7 @@ public:
     WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed);
     ~WaylandStrokes() override;
 
-    // "Wayland virtual keyboard", "desktop portal", "/dev/uinput", or "off".
+    // "Wayland virtual keyboard", "GNOME remote desktop", "desktop portal", "/dev/uinput", or "off".
     std::string name();
     bool isProcessTrusted() override;
     bool hasFrontmostApplication() override;
