@@ -1,0 +1,113 @@
+# Debian's own desktops, headless, on the test's private bus (start_bus first): KWin with Xwayland,
+# xdg-desktop-portal-kde and xdg-desktop-portal (start_kwin_session); mutter with Xwayland, and on
+# request xdg-desktop-portal-gnome and xdg-desktop-portal (start_mutter_session). Each exports
+# WAYLAND_DISPLAY, DISPLAY (its Xwayland) and XDG_CURRENT_DESKTOP; their processes are stopped
+# with the test's. Sourced after lib.sh.
+
+# bus_has NAME: whether NAME has an owner on the session bus.
+bus_has() {
+  dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner \
+    "string:$1" 2>/dev/null | grep -q 'boolean true'
+}
+
+# The portal frontend picks its backends from the .portal files it finds: only this desktop's, or
+# it borrows another installed desktop's.
+start_portal_frontend() {
+  local dir="$WORK/portals"
+  mkdir -p "$dir"
+  for name in "$@"; do cp "/usr/share/xdg-desktop-portal/portals/$name.portal" "$dir/"; done
+  XDG_DESKTOP_PORTAL_DIR="$dir" /usr/libexec/xdg-desktop-portal >"$WORK/portal.log" 2>&1 &
+  pids+=($!)
+  wait_for "the desktop portal" bus_has org.freedesktop.portal.Desktop
+}
+
+# wait_for_x: Xwayland answers on $DISPLAY (the first client may be what starts it).
+wait_for_x() { wait_for "Xwayland on $DISPLAY" bash -c 'xdpyinfo >/dev/null 2>&1'; }
+
+# kwin_wayland carries a file capability that this container refuses to exec (EPERM): a plain copy runs.
+start_kwin_session() {
+  export XDG_CURRENT_DESKTOP=KDE
+  cp /usr/bin/kwin_wayland "$WORK/kwin_wayland"
+  # KWin hands its privileged interfaces (fake input, screencast) only to programs whose desktop
+  # file says so, and finds desktop files through the machine's menu in /etc/xdg/menus.
+  XDG_CONFIG_DIRS=/etc/xdg "$WORK/kwin_wayland" --virtual --socket velko-kwin --xwayland --no-lockscreen --width 1280 --height 800 \
+    >"$WORK/kwin.log" 2>&1 &
+  KWIN_PID=$!
+  pids+=("$KWIN_PID")
+  wait_for "KWin's socket" test -S "$XDG_RUNTIME_DIR/velko-kwin" || { cat "$WORK/kwin.log"; return 1; }
+  export WAYLAND_DISPLAY=velko-kwin
+  local xwayland=""
+  wait_for "KWin's Xwayland" bash -c "pgrep -P $KWIN_PID -x Xwayland >/dev/null" || { cat "$WORK/kwin.log"; return 1; }
+  xwayland="$(pgrep -P "$KWIN_PID" -x Xwayland)"
+  export DISPLAY="$(tr '\0' '\n' <"/proc/$xwayland/cmdline" | sed -n 2p)"
+  wait_for_x
+  wait_for "kglobalaccel in KWin" bus_has org.kde.kglobalaccel
+  XDG_CONFIG_DIRS=/etc/xdg QT_QPA_PLATFORM=wayland /usr/lib/x86_64-linux-gnu/libexec/xdg-desktop-portal-kde >"$WORK/portal-kde.log" 2>&1 &
+  pids+=($!)
+  wait_for "KDE's portal backend" bus_has org.freedesktop.impl.portal.desktop.kde
+  start_portal_frontend kde
+}
+
+# start_mutter_session [portal]: with "portal", also GNOME's portal backend and the frontend.
+start_mutter_session() {
+  export XDG_CURRENT_DESKTOP=GNOME
+  mutter --headless --wayland --wayland-display=velko-mutter --virtual-monitor 1280x800 >"$WORK/mutter.log" 2>&1 &
+  MUTTER_PID=$!
+  pids+=("$MUTTER_PID")
+  wait_for "mutter's remote desktop" bus_has org.gnome.Mutter.RemoteDesktop || { cat "$WORK/mutter.log"; return 1; }
+  export WAYLAND_DISPLAY=velko-mutter
+  wait_for "mutter's X display" grep -q 'Using public X11 display' "$WORK/mutter.log"
+  export DISPLAY="$(sed -n 's/.*Using public X11 display \(:[0-9]*\),.*/\1/p' "$WORK/mutter.log" | head -1)"
+  local auth=("$XDG_RUNTIME_DIR"/.mutter-Xwaylandauth.*)
+  export XAUTHORITY="${auth[0]}"
+  wait_for_x
+  [ "${1:-}" = portal ] || return 0
+  GDK_BACKEND=wayland /usr/libexec/xdg-desktop-portal-gnome >"$WORK/portal-gnome.log" 2>&1 &
+  pids+=($!)
+  wait_for "GNOME's portal backend" bus_has org.freedesktop.impl.portal.desktop.gnome
+  start_portal_frontend gnome gtk
+}
+
+# start_wev: a native Wayland window that logs every key and modifier it gets to $WORK/wev.log,
+# focused and with the seat's keyboard entered.
+start_wev() {
+  stdbuf -oL wev >"$WORK/wev.log" 2>&1 &
+  pids+=($!)
+  wait_for "wev's window to be focused" grep -q activated "$WORK/wev.log"
+}
+
+# v_strokes [SKIP]: each press and release of the V key after the first SKIP, with the modifiers
+# depressed then, one per line ("press Control v").
+v_strokes() {
+  awk -v skip="${1:-0}" '/depressed:/ {mods = ""; for (i = 3; i <= NF; i++) mods = mods " " $i}
+       /wl_keyboard\] key: .*key: 55;/ {kind = /state: 1/ ? "press" : "release"; getline;
+                                        if (++n > skip) print kind mods, $2}' "$WORK/wev.log"
+}
+# depressed_now: the modifiers wev saw depressed last (00000000 when none).
+depressed_now() { grep 'depressed:' "$WORK/wev.log" | tail -1 | awk '{print $2}'; }
+
+# first_paste: a paste request that gives the seat its keyboard where it had none, then the count
+# of V events so far, to skip ($FIRST_V).
+first_paste() {
+  post velko.paste.now
+  wait_for "the first V at wev" grep -q 'key: 55;' "$WORK/wev.log"
+  sleep 0.3
+  FIRST_V="$(grep -c 'key: 55;' "$WORK/wev.log")"
+}
+
+# check_pastes ROUNDS MODS-OF-ALT: ROUNDS times paste, paste-plain and paste-match, one per rate
+# limit period; each must reach wev as V under exactly its modifiers (Alt as the desktop's keymap
+# names it), and nothing may be left down.
+check_pastes() {
+  local rounds="$1" alt="$2" expected="" i
+  for i in $(seq "$rounds"); do
+    for request in velko.paste.now velko.paste.plain velko.paste.match; do post "$request"; sleep 0.25; done
+    expected+="press Control v;release Control v;press Shift Control $alt V;release Shift Control $alt V;"
+    expected+="press Shift Control V;release Shift Control V;"
+  done
+  wait_for "$((rounds * 3)) strokes" bash -c "[ \$(grep -c 'key: 55;' '$WORK/wev.log') -ge $((FIRST_V + rounds * 6)) ]"
+  sleep 0.3
+  check_eq "$((rounds * 3)) requests: V under exactly Ctrl, Ctrl+Alt+Shift, Ctrl+Shift, in order" \
+    "$expected" "$(v_strokes "$FIRST_V" | tr '\n' ';')"
+  check_eq "no key is left down" 00000000 "$(depressed_now)"
+}
