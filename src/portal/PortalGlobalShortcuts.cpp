@@ -105,6 +105,13 @@ bool PortalGlobalShortcuts::create(const std::vector<Combination>& combinations,
     return true;
 }
 
+void PortalGlobalShortcuts::resume() {
+    if (bound_.empty() || !callback_) return;
+    const unsigned attempt = begin();
+    setStatus({State::starting, {}});
+    ask(attempt);
+}
+
 void PortalGlobalShortcuts::ask(unsigned attempt) {
     // Registering names the helper in the desktop's shortcut settings. It must come before any
     // other call on the connection and can be done once; portals without it are as good.

@@ -65,6 +65,7 @@ private:
     void bind();
     void takeTriggers(const QVariant& shortcuts);
     void sessionEnding() override;
+    void resume() override;
     std::string closedReason() const override { return "the desktop closed the shortcuts session"; }
     // id and keys of each bound shortcut, on one line for the log.
     std::string triggersLine() const;

@@ -46,6 +46,7 @@ private:
     void startSession();
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
     void sessionEnding() override;
+    void resume() override { start(); }
 
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;

@@ -1,5 +1,6 @@
 #include "portal/PortalSession.h"
 
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
@@ -13,6 +14,15 @@ namespace {
 
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 
+// The backends the frontend forwards to for this desktop (org.freedesktop.impl.portal.desktop.kde):
+// one restarting takes the frontend's sessions with it without a word to their clients.
+QStringList watchedServices() {
+    QStringList names{portalService};
+    for (const QString& desktop : qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts))
+        names << QStringLiteral("org.freedesktop.impl.portal.desktop.") + desktop.toLower();
+    return names;
+}
+
 }  // namespace
 
 PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string what,
@@ -22,12 +32,25 @@ PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string
       interface_(std::move(interface)),
       stepTimeout_(stepTimeout),
       what_(std::move(what)),
-      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
-    connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
-        if (status_.state == State::unavailable) return;
-        sessionPath_.clear();  // went with the portal
+      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
+    portalWatcher_.setWatchedServices(watchedServices());
+    connect(&portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString&, const QString&, const QString& newOwner) { ownerChanged(newOwner); });
+}
+
+void PortalSession::ownerChanged(const QString& newOwner) {
+    if (status_.state != State::unavailable) {
+        // The session went with the old owner; the frontend, if it stayed, is told to let go of it.
+        const QString stale = std::exchange(sessionPath_, QString());
         fail("the desktop portal went away");
-    });
+        if (!stale.isEmpty()) PortalRequest::close(bus_, portalOwner_, stale, PortalRequest::sessionInterface);
+        lost_ = true;
+    }
+    if (newOwner.isEmpty() || !lost_) return;
+    for (const QString& name : portalWatcher_.watchedServices())
+        if (!bus_.interface()->isServiceRegistered(name).value()) return;
+    lost_ = false;
+    resume();
 }
 
 PortalSession::~PortalSession() {
