@@ -67,9 +67,10 @@ void PortalRemoteDesktopKeyboard::startSession() {
                 const QVariant devices = results.value(QStringLiteral("devices"));
                 if (devices.isValid() && !(devices.toUInt() & keyboardDevice))
                     return fail("keyboard access was not granted");
-                // A token serves once: what came back replaces the one sent, an absent one included.
+                // A token serves once: what came back replaces the one sent. A portal that gives none
+                // (RemoteDesktop version 1) leaves in place what a newer one may still accept.
                 const std::string token = results.value(QStringLiteral("restore_token")).toString().toStdString();
-                if (tokens_.save && token != sentToken_) tokens_.save(token);
+                if (tokens_.save && !token.empty() && token != sentToken_) tokens_.save(token);
                 setStatus({State::ready, {}});
             });
 }

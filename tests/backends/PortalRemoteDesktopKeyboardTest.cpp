@@ -79,6 +79,16 @@ TEST_F(PortalKeyboardTest, ApprovedSessionPostsExactlyTheAskedModifiersAndRestor
     EXPECT_EQ(storedToken, "token-2");
 }
 
+TEST_F(PortalKeyboardTest, APortalThatGivesNoTokenLeavesTheStoredOneInPlace) {
+    ASSERT_TRUE(portal.startPortal("approve"));
+    portal.control(bus, "Tokenless");
+    storedToken = "token-from-a-newer-portal";
+    auto k = keyboard();
+    k->start();
+    ASSERT_TRUE(portal.waitUntil([&] { return k->state().state == State::ready; }));
+    EXPECT_EQ(storedToken, "token-from-a-newer-portal");
+}
+
 TEST_F(PortalKeyboardTest, RefusedKeyReleasesWhatTheStrokePressedAndPressesNothingMore) {
     ASSERT_TRUE(portal.startPortal("approve"));
     auto k = keyboard();

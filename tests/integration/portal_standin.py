@@ -14,7 +14,8 @@ Tests steer it through app.velko.PortalStandIn on /control (or --mode at start):
   is never answered); CloseSessions(): revokes every session; Activate(s id) and
   Deactivate(s id): a bound global shortcut is pressed or released; ChangeTrigger(s id,
   s trigger): the person gives a bound shortcut other keys (ShortcutsChanged); RefuseKey(u n): the
-  n-th key call from now on is refused. Key calls are answered 5 ms late, as the real portal's
+  n-th key call from now on is refused; Tokenless(): Start gives no restore token, as RemoteDesktop
+  version 1 does. Key calls are answered 5 ms late, as the real portal's
   threads may take that long.
 """
 import argparse
@@ -167,6 +168,7 @@ class Portal(GlobalShortcuts):
         self.sessions = {}
         self.issued = 0
         self.keys_pending = 0
+        self.tokenless = False
         self.refuse_key = 0
 
     def request(self, options, sender):
@@ -211,9 +213,11 @@ class Portal(GlobalShortcuts):
         elif self.mode == "approve":
             found.started = True
             self.issued += 1
-            token = "token-%d" % self.issued
-            say("restore_token", token)
-            request.answer(0, {"devices": dbus.UInt32(found.types), "restore_token": token})
+            results = {"devices": dbus.UInt32(found.types)}
+            if not self.tokenless:
+                results["restore_token"] = "token-%d" % self.issued
+                say("restore_token", results["restore_token"])
+            request.answer(0, results)
         return request.path
 
     @dbus.service.method(REMOTE_DESKTOP, in_signature="oa{sv}iu", out_signature="", sender_keyword="sender",
@@ -264,6 +268,10 @@ class Control(dbus.service.Object):
         for session in list(self.portal.sessions.values()):
             session.Closed(dbus.Dictionary({}, signature="sv"))
             session.end()
+
+    @dbus.service.method(CONTROL, in_signature="", out_signature="")
+    def Tokenless(self):
+        self.portal.tokenless = True
 
     @dbus.service.method(CONTROL, in_signature="u", out_signature="")
     def RefuseKey(self, n):
