@@ -1,6 +1,7 @@
 #include "session/WaylandStrokes.h"
 
 #include <QSocketNotifier>
+#include <utility>
 
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
@@ -48,17 +49,26 @@ std::string WaylandStrokes::name() {
 }
 
 void WaylandStrokes::recheck() {
-    const std::string now = name();
-    if (now == lastName_) return;
-    lastName_ = now;
-    if (changed_) changed_(now);
+    if (const std::string now = name(); now != lastName_) {
+        lastName_ = now;
+        if (changed_) changed_(now);
+    }
+    if (!pending())
+        for (auto& settled : std::exchange(settled_, {})) settled();
 }
 
-bool WaylandStrokes::isProcessTrusted() {
-    // A portal session being restored was approved before, and mutter asks no one: counted from
-    // launch on, or the keyboard services, which start only with access at launch, would stay off.
-    return current() != nullptr || (backends_.portal && backends_.portal->restoring()) ||
-           (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::starting);
+bool WaylandStrokes::isProcessTrusted() { return current() != nullptr; }
+
+bool WaylandStrokes::pending() {
+    return (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::starting) ||
+           (backends_.portal && backends_.portal->state().state == PortalRemoteDesktopKeyboard::State::starting);
+}
+
+void WaylandStrokes::whenSettled(std::function<void()> settled) {
+    if (pending())
+        settled_.push_back(std::move(settled));
+    else
+        settled();
 }
 
 bool WaylandStrokes::hasFrontmostApplication() {

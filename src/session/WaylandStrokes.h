@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/AccessibilityTrust.h"
 #include "platform/SyntheticKeyboard.h"
@@ -36,17 +37,21 @@ public:
     // "Wayland virtual keyboard", "GNOME remote desktop", "desktop portal", "/dev/uinput", or "off".
     std::string name();
     bool isProcessTrusted() override;
+    // Settled once mutter and the portal, where asked, have answered their first start.
+    void whenSettled(std::function<void()> settled) override;
     bool hasFrontmostApplication() override;
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
 private:
     SyntheticKeyboard* current();
     void recheck();
+    bool pending();
 
     Backends backends_;
     std::function<void(const std::string&)> changed_;
     std::unique_ptr<QSocketNotifier> compositor_;
     std::string lastName_;
+    std::vector<std::function<void()>> settled_;
 };
 
 }  // namespace velko

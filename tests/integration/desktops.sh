@@ -97,11 +97,14 @@ v_count() { v_strokes | wc -l; }
 # depressed_now: the modifiers wev saw depressed last (00000000 when none).
 depressed_now() { grep 'depressed:' "$WORK/wev.log" | tail -1 | awk '{print $2}'; }
 
-# first_paste: a paste request that gives the seat its keyboard where it had none, then the count
-# of V events so far, to skip ($FIRST_V).
+# first_paste: a paste request that gives the seat its keyboard where it had none (its keys may reach
+# no one), a second one that must reach wev, then the count of V events so far, to skip ($FIRST_V).
 first_paste() {
   post velko.paste.now
-  wait_for "the first V at wev" grep -q 'key: 55;' "$WORK/wev.log"
+  wait_for "wev's keyboard" grep -q 'wl_keyboard\] enter' "$WORK/wev.log"
+  sleep 0.3
+  post velko.paste.now
+  wait_for "a V press at wev" bash -c "grep -q 'key: 55; state: 1' '$WORK/wev.log'"
   sleep 0.3
   FIRST_V="$(v_count)"
 }

@@ -12,6 +12,8 @@ start_kwin_session
 start_wev
 XDG_SESSION_TYPE=wayland helper_up
 wait_for "the portal's keyboard" grep -q 'Input: desktop portal now' "$HELPER_LOG"
+# The keyboard became usable only after launch: it counts as access at launch all the same.
+wait_for "the keyboard services" grep -q 'input access at launch: hotkeys and text expansion started' "$HELPER_LOG"
 first_paste
 check_pastes 10 Mod1
 check_eq "no degraded notice while the portal serves" 0 "$(count velko.helper.degraded)"
