@@ -13,35 +13,46 @@ OrderedKeyCalls::OrderedKeyCalls(QDBusConnection bus, Call call, Refused refused
 OrderedKeyCalls::~OrderedKeyCalls() { releaseNow(); }
 
 void OrderedKeyCalls::post(const std::vector<EvdevStroke::Change>& changes) {
-    queue_.insert(queue_.end(), changes.begin(), changes.end());
+    for (const auto& change : changes) queue_.push_back({change, {}, {}});
     if (!inFlight_) sendNext();
 }
 
-void OrderedKeyCalls::send(const EvdevStroke::Change& change) {
-    if (change.down) {
+void OrderedKeyCalls::postCall(QDBusMessage call, std::optional<QDBusMessage> undo) {
+    queue_.push_back({std::nullopt, std::move(call), std::move(undo)});
+    if (!inFlight_) sendNext();
+}
+
+void OrderedKeyCalls::track(const Item& item) {
+    if (!item.change) {
+        owed_ = item.undo;
+        return;
+    }
+    const auto [code, down] = *item.change;
+    if (down) {
         // Counted as down once sent: a call that fails or times out may still have reached the compositor.
-        if (std::find(down_.begin(), down_.end(), change.code) == down_.end()) down_.push_back(change.code);
+        if (std::find(down_.begin(), down_.end(), code) == down_.end()) down_.push_back(code);
     } else {
-        std::erase(down_, change.code);
+        std::erase(down_, code);
     }
 }
 
 void OrderedKeyCalls::sendNext() {
     if (queue_.empty()) return;
-    const EvdevStroke::Change change = queue_.front();
+    const Item item = queue_.front();
     queue_.pop_front();
-    send(change);
-    inFlight_ =
-        new QDBusPendingCallWatcher(bus_.asyncCall(call_(change.code, change.down), int(timeout_.count())), this);
-    connect(inFlight_, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* watcher) {
-        watcher->deleteLater();
-        if (watcher != inFlight_) return;
-        inFlight_ = nullptr;
-        if (!watcher->isError()) return sendNext();
-        const std::string error = watcher->error().message().toStdString();
-        releaseNow();
-        if (refused_) refused_(error);
-    });
+    track(item);
+    const QDBusMessage message = item.change ? call_(item.change->code, item.change->down) : item.message;
+    inFlight_ = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeout_.count())), this);
+    connect(inFlight_, &QDBusPendingCallWatcher::finished, this,
+            [this, key = item.change.has_value()](QDBusPendingCallWatcher* watcher) {
+                watcher->deleteLater();
+                if (watcher != inFlight_) return;
+                inFlight_ = nullptr;
+                if (!key || !watcher->isError()) return sendNext();
+                const std::string error = watcher->error().message().toStdString();
+                releaseNow();
+                if (refused_) refused_(error);
+            });
 }
 
 void OrderedKeyCalls::releaseNow() {
@@ -58,9 +69,12 @@ void OrderedKeyCalls::releaseNow() {
     // Bounded tighter than a step: the loop waits meanwhile.
     const int wait = int(std::min(timeout_, std::chrono::milliseconds(1000)).count());
     for (const std::uint16_t code : down) bus_.call(call_(code, false), QDBus::Block, wait);
+    if (owed_) bus_.call(*std::exchange(owed_, std::nullopt), QDBus::Block, wait);
 }
 
 void OrderedKeyCalls::forget() {
+    // What is owed elsewhere is still owed: that service did not go with the session.
+    if (owed_) bus_.asyncCall(*std::exchange(owed_, std::nullopt));
     queue_.clear();
     down_.clear();
     if (inFlight_) inFlight_->deleteLater();

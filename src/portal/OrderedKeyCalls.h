@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,9 @@ public:
 
     // Queued behind the changes not yet sent; returns at once.
     void post(const std::vector<EvdevStroke::Change>& changes);
+    // A call of another service, in line with the keys (its failure changes nothing). With an undo,
+    // that undo is owed until the next call posted here, and releaseNow() or forget() send it.
+    void postCall(QDBusMessage call, std::optional<QDBusMessage> undo = std::nullopt);
     // Drops what is queued and, waiting for each call (bounded), releases every key still down; for
     // a session about to close, when the loop will not come back to the queue.
     void releaseNow();
@@ -42,15 +46,21 @@ public:
     bool idle() const { return queue_.empty() && !inFlight_; }
 
 private:
+    struct Item {
+        std::optional<EvdevStroke::Change> change;  // else message
+        QDBusMessage message;
+        std::optional<QDBusMessage> undo;
+    };
     void sendNext();
-    void send(const EvdevStroke::Change& change);
+    void track(const Item& item);
 
     QDBusConnection bus_;
     Call call_;
     Refused refused_;
     const std::chrono::milliseconds timeout_;
-    std::deque<EvdevStroke::Change> queue_;
-    std::vector<std::uint16_t> down_;  // pressed by a call already sent, in the order pressed
+    std::deque<Item> queue_;
+    std::optional<QDBusMessage> owed_;  // the undo of a call sent, not yet sent itself
+    std::vector<std::uint16_t> down_;   // pressed by a call already sent, in the order pressed
     QDBusPendingCallWatcher* inFlight_ = nullptr;
 };
 

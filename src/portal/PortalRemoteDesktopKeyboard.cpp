@@ -76,6 +76,7 @@ void PortalRemoteDesktopKeyboard::startSession() {
 }
 
 void PortalRemoteDesktopKeyboard::sessionEnding() {
+    guarded_ = false;
     // A closed session took its device, and the keys held on it, along.
     if (sessionPath_.isEmpty())
         keys_.forget();
@@ -89,7 +90,15 @@ bool PortalRemoteDesktopKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags
     if (state().state != State::ready) return false;
     const auto changes = stroke_.changes(keyCode, flags, keyDown);
     if (changes.empty()) return false;
+    if (keyDown && !guarded_ && guard_.applies && guard_.applies(keyCode, flags)) {
+        keys_.postCall(guard_.before, guard_.after);
+        guarded_ = true;
+    }
     keys_.post(changes);
+    if (!keyDown && guarded_) {
+        keys_.postCall(guard_.after);
+        guarded_ = false;
+    }
     return true;
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <QDBusMessage>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -28,6 +29,14 @@ public:
 
     PortalRemoteDesktopKeyboard(QDBusConnection bus, TokenStore tokens, QObject* parent = nullptr);
     PortalRemoteDesktopKeyboard(QDBusConnection bus, TokenStore tokens, Timeouts timeouts, QObject* parent = nullptr);
+    // Calls around a stroke that the desktop would take as one of its global shortcuts, so that it
+    // reaches the window instead (Plasma's kglobalaccel: blockGlobalShortcuts true, then false).
+    struct ShortcutGuard {
+        std::function<bool(KeyCode, EventFlags)> applies;
+        QDBusMessage before;
+        QDBusMessage after;
+    };
+    void setShortcutGuard(ShortcutGuard guard) { guard_ = std::move(guard); }
     // Asks the portal for a keyboard session and returns at once; the outcome arrives as a state
     // change. Ignored while starting or ready; after unavailable it asks afresh (the dialog may show).
     void start();
@@ -54,6 +63,8 @@ private:
     std::string sentToken_;
     EvdevStroke stroke_;
     OrderedKeyCalls keys_;
+    ShortcutGuard guard_;
+    bool guarded_ = false;  // the key-down went out between the guard's calls
 };
 
 }  // namespace velko

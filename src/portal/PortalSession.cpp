@@ -99,9 +99,11 @@ void PortalSession::request(const QString& method, QVariantList arguments, QVari
         [this](const std::string& reason) { fail(reason); }, this);
 }
 
-void PortalSession::createSession(std::string declined, std::function<void()> opened) {
-    request(QStringLiteral("CreateSession"), {}, {{QStringLiteral("session_handle_token"), PortalRequest::newToken()}},
-            stepTimeout_, std::move(declined), [this, opened = std::move(opened)](const QVariantMap& results) {
+void PortalSession::createSession(std::string declined, std::function<void()> opened, QVariantMap options) {
+    if (!options.contains(QStringLiteral("session_handle_token")))
+        options.insert(QStringLiteral("session_handle_token"), PortalRequest::newToken());
+    request(QStringLiteral("CreateSession"), {}, std::move(options), stepTimeout_, std::move(declined),
+            [this, opened = std::move(opened)](const QVariantMap& results) {
                 sessionPath_ = PortalRequest::pathText(results.value(QStringLiteral("session_handle")));
                 if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
                 bus_.connect(portalOwner_, sessionPath_, PortalRequest::sessionInterface, QStringLiteral("Closed"),

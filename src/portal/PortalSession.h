@@ -56,8 +56,9 @@ protected:
     // (declined: the person said no). Replaces the request still pending.
     void request(const QString& method, QVariantList arguments, QVariantMap options, std::chrono::milliseconds timeout,
                  std::string declined, Granted granted);
-    // CreateSession, then opened once the session's path is known and watched.
-    void createSession(std::string declined, std::function<void()> opened);
+    // CreateSession with options besides the handle token, then opened once the session's path is
+    // known and watched.
+    void createSession(std::string declined, std::function<void()> opened, QVariantMap options = {});
     // Unavailable for reason, one log line; the request and session are dropped.
     void fail(const std::string& reason);
     void setStatus(Status status);

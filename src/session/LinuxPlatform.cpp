@@ -71,7 +71,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
         session_, [this](const std::string& backend) { changed("Hotkeys", backend); },
         [this](const std::string& note) { noted("Hotkeys", note); });
     auto strokes =
-        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, defaults_.get(),
+        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, hotkeys.portal, defaults_.get(),
                                                 [this](const std::string& backend) { changed("Input", backend); }});
     keyboard_ = std::move(strokes.keyboard);
     trust_ = std::move(strokes.trust);

@@ -10,8 +10,9 @@
 
 namespace velko {
 
-WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed)
-    : backends_(std::move(backends)), changed_(std::move(changed)) {
+WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed,
+                               std::function<void(KeyCode, EventFlags)> posted)
+    : backends_(std::move(backends)), changed_(std::move(changed)), posted_(std::move(posted)) {
     if (auto* keyboard = backends_.virtualKeyboard.get()) {
         // Reading the compositor's socket is how its going away is noticed between strokes.
         compositor_ = std::make_unique<QSocketNotifier>(keyboard->fd(), QSocketNotifier::Read);
@@ -78,6 +79,8 @@ bool WaylandStrokes::hasFrontmostApplication() {
 
 bool WaylandStrokes::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
     SyntheticKeyboard* keyboard = current();
+    // Told first: the desktop may answer the key before the call returns.
+    if (keyboard && keyDown && posted_) posted_(keyCode, flags);
     const bool posted = keyboard && keyboard->postKeyEvent(keyCode, flags, keyDown);
     recheck();  // a failed post may have found the compositor gone
     return posted;

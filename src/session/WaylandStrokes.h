@@ -30,8 +30,10 @@ public:
         std::unique_ptr<PortalRemoteDesktopKeyboard> portal;  // started by the caller
         std::unique_ptr<UinputKeyboard> uinput;
     };
-    // changed runs on the main thread with the new name() whenever the backend in use changes.
-    WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed);
+    // changed runs on the main thread with the new name() whenever the backend in use changes; posted
+    // learns of each key-down posted, so the desktop's shortcuts can tell the helper's own strokes.
+    WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed,
+                   std::function<void(KeyCode, EventFlags)> posted = {});
     ~WaylandStrokes() override;
 
     // "Wayland virtual keyboard", "GNOME remote desktop", "desktop portal", "/dev/uinput", or "off".
@@ -49,6 +51,7 @@ private:
 
     Backends backends_;
     std::function<void(const std::string&)> changed_;
+    std::function<void(KeyCode, EventFlags)> posted_;
     std::unique_ptr<QSocketNotifier> compositor_;
     std::string lastName_;
     std::vector<std::function<void()>> settled_;

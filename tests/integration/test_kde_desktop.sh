@@ -2,8 +2,10 @@
 # On KDE Plasma's own compositor and portals (KWin 5.27 headless with Xwayland, xdg-desktop-portal
 # with its KDE backend), the helper pastes into a native Wayland window through the RemoteDesktop
 # portal: every request arrives as V under exactly its modifiers, in order, and no key stays down,
-# also when the helper is stopped in the middle of a stroke. When the portal's KDE backend restarts,
-# the next request gets the degraded notice and the helper takes the portal up again.
+# also when the helper is stopped in the middle of a stroke. The three hotkeys are KWin's global
+# shortcuts under the helper's name, fired by kglobalaccel and by real key presses, never by the
+# helper's own paste-match (Ctrl+Shift+V), which reaches the window. When the portal's KDE backend
+# restarts, the next request gets the degraded notice and the helper takes the portal up again.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
 
@@ -14,9 +16,27 @@ XDG_SESSION_TYPE=wayland helper_up
 wait_for "the portal's keyboard" grep -q 'Input: desktop portal now' "$HELPER_LOG"
 # The keyboard became usable only after launch: it counts as access at launch all the same.
 wait_for "the keyboard services" grep -q 'input access at launch: hotkeys and text expansion started' "$HELPER_LOG"
+wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
 first_paste
 check_pastes 10 Mod1
 check_eq "no degraded notice while the portal serves" 0 "$(count velko.helper.degraded)"
+check_eq "the helper's own strokes fire none of its hotkeys" 0 "$(count helper.hotkey.activated)"
+
+component=/component/velko_helper
+check_eq "the three shortcuts are in kglobalaccel under the helper's name" \
+  "open_popover save_snippet spotlight_launcher" \
+  "$(dbus-send --session --print-reply --dest=org.kde.kglobalaccel $component \
+      org.kde.kglobalaccel.Component.shortcutNames | sed -n 's/.*string "\(.*\)"/\1/p' | sort | paste -sd' ')"
+for id in open_popover spotlight_launcher save_snippet; do
+  dbus-send --session --print-reply --dest=org.kde.kglobalaccel $component \
+    org.kde.kglobalaccel.Component.invokeShortcut "string:$id" >/dev/null
+done
+wait_for "three activations" at_least 3 helper.hotkey.activated
+# Ctrl+Shift+S pressed on a keyboard of another program's, as KWin sees a person's.
+/usr/bin/python3 "$VELKO_SOURCE_DIR/tests/integration/portal_keys.py" 29 42 31
+wait_for "the pressed hotkey" at_least 4 helper.hotkey.activated
+check_eq "each activation is posted with its identifier" \
+  "open_popover spotlight_launcher save_snippet save_snippet" "$(objects_line helper.hotkey.activated)"
 
 kill "$PORTAL_KDE_PID"
 wait_for "the helper to notice" grep -q 'Input: off now' "$HELPER_LOG"
