@@ -45,7 +45,11 @@ void LinuxPlatform::chooseQtPlatform() {
     // Xwayland included: the clipboard and the tray work through it in Wayland sessions too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
     if (!reachable)
-        std::fputs("velko-helper: no X display; running without tray, hotkeys, expansion or pasting\n", stderr);
+        // Wayland's own paths need no X display; only the tray does.
+        std::fputs(std::getenv("WAYLAND_DISPLAY") ? "velko-helper: no X display; running without tray\n"
+                                                  : "velko-helper: no X display; running without tray, hotkeys, "
+                                                    "expansion or pasting\n",
+                   stderr);
 }
 
 LinuxPlatform::LinuxPlatform(DesktopSession session)
