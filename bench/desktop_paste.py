@@ -15,7 +15,7 @@ def main():
     requests = [("velko.paste.now", "Control"), ("velko.paste.plain", "Shift Control " + alt),
                 ("velko.paste.match", "Shift Control")]
     bus = dbus.SessionBus()
-    seen, times, right, mods, pending = set(), [], 0, "", ""
+    seen, times, right, mods, pending, wrong = set(), [], 0, "", "", []
     with open(log) as wev:
         wev.seek(0, 2)
         for i in range(count):
@@ -44,6 +44,10 @@ def main():
             if press is not None:
                 times.append((press[0] - sent) * 1000)
                 right += press[1] == wanted
+                if press[1] != wanted:
+                    wrong.append("%d %s: %s" % (i, name, press[1]))
+            else:
+                wrong.append("%d %s: no V" % (i, name))
             # One request per rate-limit period, with room for a loaded machine.
             time.sleep(max(0, 0.3 - (time.monotonic() - sent)))
         time.sleep(0.5)
@@ -55,6 +59,8 @@ def main():
     pick = lambda p: times[min(len(times) - 1, int(p * (len(times) - 1) + 0.5))] if times else 0
     print("V presses with the intended modifiers %d/%d; keys left down %s; request -> V at the window: "
           "p50 %.1f ms, p99 %.1f ms" % (right, count, mods or "0", pick(0.5), pick(0.99)))
+    for line in wrong:
+        print("  request " + line)
 
 
 if __name__ == "__main__":
