@@ -55,14 +55,19 @@ start_portal_kde() {
   wait_for "KDE's portal backend" bus_has org.freedesktop.impl.portal.desktop.kde
 }
 
-# start_mutter_session [portal]: with "portal", also GNOME's portal backend and the frontend.
+# start_mutter_session [portal|no-x11]: with "portal", also GNOME's portal backend and the frontend;
+# with "no-x11", no Xwayland and DISPLAY unset (the helper then outlives the compositor).
 start_mutter_session() {
   export XDG_CURRENT_DESKTOP=GNOME
-  mutter --headless --wayland --wayland-display=velko-mutter --virtual-monitor 1280x800 >"$WORK/mutter.log" 2>&1 &
+  local x11=()
+  [ "${1:-}" = no-x11 ] && x11=(--no-x11)
+  mutter --headless --wayland --wayland-display=velko-mutter --virtual-monitor 1280x800 "${x11[@]}" \
+    >>"$WORK/mutter.log" 2>&1 &
   MUTTER_PID=$!
   pids+=("$MUTTER_PID")
   wait_for "mutter's remote desktop" bus_has org.gnome.Mutter.RemoteDesktop || { cat "$WORK/mutter.log"; return 1; }
   export WAYLAND_DISPLAY=velko-mutter
+  if [ "${1:-}" = no-x11 ]; then unset DISPLAY; return 0; fi
   wait_for "mutter's X display" grep -q 'Using public X11 display' "$WORK/mutter.log"
   export DISPLAY="$(sed -n 's/.*Using public X11 display \(:[0-9]*\),.*/\1/p' "$WORK/mutter.log" | head -1)"
   local auth=("$XDG_RUNTIME_DIR"/.mutter-Xwaylandauth.*)

@@ -3,7 +3,8 @@
 # GNOME backend), the helper pastes into a native Wayland window through mutter's remote desktop,
 # which shows no dialog, not through the portal's, which would at every start: every request
 # arrives as V under exactly its modifiers, in order, and no key stays down. GNOME 43 has no
-# global shortcuts portal: hotkeys are off, and the helper says why.
+# global shortcuts portal: hotkeys are off, and the helper says why. When mutter goes away the next
+# request gets the degraded notice, and a mutter that comes back is used again.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
 
@@ -21,4 +22,26 @@ check_eq "no degraded notice while mutter serves" 0 "$(count velko.helper.degrad
 wait_for "the hotkeys' answer" grep -q 'Hotkeys: off now' "$HELPER_LOG"
 check "the log says why hotkeys are off" grep -q 'no hotkeys through the desktop portal: the desktop portal offers no global shortcuts' "$HELPER_LOG"
 check_eq "velkoctl status says they are off" "Hotkeys: off" "$("$VELKO_BIN_DIR/velkoctl" status | grep '^Hotkeys')"
+stop_helper
+
+# Without Xwayland the helper does not end with the compositor, so mutter can go and come back.
+kill "$MUTTER_PID"
+wait "$MUTTER_PID" 2>/dev/null || true
+start_mutter_session no-x11
+mv "$WORK/wev.log" "$WORK/wev-before.log"
+start_wev
+: >"$HELPER_LOG"
+XDG_SESSION_TYPE=wayland helper_up
+wait_for "mutter's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
+kill "$MUTTER_PID"
+wait_for "mutter's leaving noticed" grep -q 'Input: off now' "$HELPER_LOG"
+degraded="$(count velko.helper.degraded)"
+post velko.paste.now
+wait_for "the degraded notice" at_least $((degraded + 1)) velko.helper.degraded
+start_mutter_session no-x11
+mv "$WORK/wev.log" "$WORK/wev-gone.log"
+start_wev
+wait_for "mutter taken up again" bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
+first_paste
+check_pastes 1 "Mod1 Meta"
 finish
