@@ -81,9 +81,10 @@ void HelperAppDelegate::startKeyboardServices() {
             stderr);
         return;
     }
+    // Each says for itself when it cannot start.
+    std::fputs("velko-helper: input access at launch: starting hotkeys and text expansion\n", stderr);
     if (services_.startHotkeys) services_.startHotkeys();
     if (services_.startExpansion) services_.startExpansion();
-    std::fputs("velko-helper: input access at launch: hotkeys and text expansion started\n", stderr);
 }
 
 void HelperAppDelegate::heartbeat() {

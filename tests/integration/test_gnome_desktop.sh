@@ -14,7 +14,7 @@ start_wev
 XDG_SESSION_TYPE=wayland helper_up
 wait_for "mutter's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
 # The keyboard became usable only after launch: it counts as access at launch all the same.
-wait_for "the keyboard services" grep -q 'input access at launch: hotkeys and text expansion started' "$HELPER_LOG"
+wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
 check "the portal, which would show its dialog, is not asked" bash -c "! grep -q 'no keys through the desktop portal\\|asking the desktop portal' '$HELPER_LOG'"
 first_paste
 check_pastes 10 "Mod1 Meta"

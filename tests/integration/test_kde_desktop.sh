@@ -15,7 +15,7 @@ start_wev
 XDG_SESSION_TYPE=wayland helper_up
 wait_for "the portal's keyboard" grep -q 'Input: desktop portal now' "$HELPER_LOG"
 # The keyboard became usable only after launch: it counts as access at launch all the same.
-wait_for "the keyboard services" grep -q 'input access at launch: hotkeys and text expansion started' "$HELPER_LOG"
+wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
 wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
 first_paste
 check_pastes 10 Mod1
