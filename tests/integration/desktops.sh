@@ -55,6 +55,28 @@ start_portal_kde() {
   wait_for "KDE's portal backend" bus_has org.freedesktop.impl.portal.desktop.kde
 }
 
+# start_gnome_shell_session: gnome-shell headless (mutter inside) with Xwayland, on a second private
+# bus that stands in for the system bus (without one it dies looking for logind), its overview
+# hidden, since windows opened under it get no focus.
+start_gnome_shell_session() {
+  export XDG_CURRENT_DESKTOP=GNOME
+  sed "s#<type>session</type>#<type>system</type>#; s#unix:path=$WORK/bus#unix:path=$WORK/system-bus#" \
+    "$WORK/bus.conf" >"$WORK/system-bus.conf"
+  local system
+  system="$(dbus-daemon --config-file="$WORK/system-bus.conf" --fork --nopidfile --print-pid)"
+  pids+=("$system")
+  DBUS_SYSTEM_BUS_ADDRESS="unix:path=$WORK/system-bus" gnome-shell --headless --wayland \
+    --wayland-display=velko-shell --virtual-monitor 1280x800 >>"$WORK/mutter.log" 2>&1 &
+  MUTTER_PID=$!
+  pids+=("$MUTTER_PID")
+  wait_for "gnome-shell" bus_has org.gnome.Shell || { cat "$WORK/mutter.log"; return 1; }
+  wait_for "gnome-shell's start" grep -q 'GNOME Shell started' "$WORK/mutter.log"
+  dbus-send --session --print-reply --dest=org.gnome.Shell /org/gnome/Shell org.freedesktop.DBus.Properties.Set \
+    string:org.gnome.Shell string:OverviewActive variant:boolean:false >/dev/null
+  export WAYLAND_DISPLAY=velko-shell
+  mutter_display
+}
+
 # start_mutter_session [portal|no-x11]: with "portal", also GNOME's portal backend and the frontend;
 # with "no-x11", no Xwayland and DISPLAY unset (the helper then outlives the compositor).
 start_mutter_session() {
@@ -68,16 +90,21 @@ start_mutter_session() {
   wait_for "mutter's remote desktop" bus_has org.gnome.Mutter.RemoteDesktop || { cat "$WORK/mutter.log"; return 1; }
   export WAYLAND_DISPLAY=velko-mutter
   if [ "${1:-}" = no-x11 ]; then unset DISPLAY; return 0; fi
-  wait_for "mutter's X display" grep -q 'Using public X11 display' "$WORK/mutter.log"
-  export DISPLAY="$(sed -n 's/.*Using public X11 display \(:[0-9]*\),.*/\1/p' "$WORK/mutter.log" | head -1)"
-  local auth=("$XDG_RUNTIME_DIR"/.mutter-Xwaylandauth.*)
-  export XAUTHORITY="${auth[0]}"
-  wait_for_x
+  mutter_display
   [ "${1:-}" = portal ] || return 0
   GDK_BACKEND=wayland /usr/libexec/xdg-desktop-portal-gnome >"$WORK/portal-gnome.log" 2>&1 &
   pids+=($!)
   wait_for "GNOME's portal backend" bus_has org.freedesktop.impl.portal.desktop.gnome
   start_portal_frontend gnome gtk
+}
+
+# mutter_display: DISPLAY and XAUTHORITY of mutter's Xwayland, once it answers.
+mutter_display() {
+  wait_for "mutter's X display" grep -q 'Using public X11 display' "$WORK/mutter.log"
+  export DISPLAY="$(sed -n 's/.*Using public X11 display \(:[0-9]*\),.*/\1/p' "$WORK/mutter.log" | tail -1)"
+  local auth=("$XDG_RUNTIME_DIR"/.mutter-Xwaylandauth.*)
+  export XAUTHORITY="${auth[-1]}"
+  wait_for_x
 }
 
 # start_wev: a native Wayland window that logs every key and modifier it gets to $WORK/wev.log,

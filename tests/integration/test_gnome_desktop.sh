@@ -4,7 +4,8 @@
 # which shows no dialog, not through the portal's, which would at every start: every request
 # arrives as V under exactly its modifiers, in order, and no key stays down. GNOME 43 has no
 # global shortcuts portal: hotkeys are off, and the helper says why. When mutter goes away the next
-# request gets the degraded notice, and a mutter that comes back is used again.
+# request gets the degraded notice, and a mutter that comes back is used again. gnome-shell, mutter
+# inside GNOME's own shell, serves the strokes the same way.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
 
@@ -44,4 +45,16 @@ start_wev
 wait_for "mutter taken up again" bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
 first_paste
 check_pastes 1 "Mod1 Meta"
+stop_helper
+kill "$MUTTER_PID"
+wait "$MUTTER_PID" 2>/dev/null || true
+
+start_gnome_shell_session
+mv "$WORK/wev.log" "$WORK/wev-mutter.log"
+start_wev
+: >"$HELPER_LOG"
+XDG_SESSION_TYPE=wayland helper_up
+wait_for "gnome-shell's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
+first_paste
+check_pastes 3 "Mod1 Meta"
 finish
