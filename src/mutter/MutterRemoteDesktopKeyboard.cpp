@@ -33,8 +33,8 @@ MutterRemoteDesktopKeyboard::MutterRemoteDesktopKeyboard(QDBusConnection bus, st
           },
           timeout) {
     connect(&watcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString&, const QString&, const QString& newOwner) {
-                if (status_.state != State::unavailable) {
+            [this](const QString&, const QString& oldOwner, const QString& newOwner) {
+                if (!oldOwner.isEmpty() && status_.state != State::unavailable) {
                     // The session went with the old owner, and the keys held on it.
                     sessionPath_.clear();
                     keys_.forget();

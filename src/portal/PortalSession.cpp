@@ -34,12 +34,14 @@ PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string
       what_(std::move(what)),
       portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
     portalWatcher_.setWatchedServices(watchedServices());
-    connect(&portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString&, const QString&, const QString& newOwner) { ownerChanged(newOwner); });
+    connect(
+        &portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString&, const QString& oldOwner, const QString& newOwner) { ownerChanged(oldOwner, newOwner); });
 }
 
-void PortalSession::ownerChanged(const QString& newOwner) {
-    if (status_.state != State::unavailable) {
+void PortalSession::ownerChanged(const QString& oldOwner, const QString& newOwner) {
+    // A first owner is no loss: portals are started on demand, by the helper's own first call too.
+    if (!oldOwner.isEmpty() && status_.state != State::unavailable) {
         // The session went with the old owner; the frontend, if it stayed, is told to let go of it.
         const QString stale = std::exchange(sessionPath_, QString());
         fail("the desktop portal went away");

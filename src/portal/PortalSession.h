@@ -83,7 +83,7 @@ private slots:
 
 private:
     void dropRequest();
-    void ownerChanged(const QString& newOwner);
+    void ownerChanged(const QString& oldOwner, const QString& newOwner);
 
     const std::string what_;
     QDBusServiceWatcher portalWatcher_;

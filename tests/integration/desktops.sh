@@ -10,15 +10,19 @@ bus_has() {
     "string:$1" 2>/dev/null | grep -q 'boolean true'
 }
 
-# The portal frontend picks its backends from the .portal files it finds: only this desktop's, or
-# it borrows another installed desktop's.
+# The portal frontend, started by the bus on its first call as in a desktop session. It picks its
+# backends from the .portal files it finds: only this desktop's, or it borrows another installed
+# desktop's.
 start_portal_frontend() {
   local dir="$WORK/portals"
   mkdir -p "$dir"
   for name in "$@"; do cp "/usr/share/xdg-desktop-portal/portals/$name.portal" "$dir/"; done
-  XDG_DESKTOP_PORTAL_DIR="$dir" /usr/libexec/xdg-desktop-portal >"$WORK/portal.log" 2>&1 &
-  pids+=($!)
-  wait_for "the desktop portal" bus_has org.freedesktop.portal.Desktop
+  cat >"$SESSION_SERVICES/org.freedesktop.portal.Desktop.service" <<EOF
+[D-BUS Service]
+Name=org.freedesktop.portal.Desktop
+Exec=/bin/sh -c 'XDG_DESKTOP_PORTAL_DIR=$dir XDG_CURRENT_DESKTOP=$XDG_CURRENT_DESKTOP exec /usr/libexec/xdg-desktop-portal >>$WORK/portal.log 2>&1'
+EOF
+  dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.ReloadConfig >/dev/null
 }
 
 # wait_for_x: Xwayland answers on $DISPLAY (the first client may be what starts it).
