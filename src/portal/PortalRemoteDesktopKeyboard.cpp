@@ -40,7 +40,6 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
 
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
-    restoring_ = tokens_.load && !tokens_.load().empty();
     stroke_ = EvdevStroke{};
     begin();
     setStatus({State::starting, {}});

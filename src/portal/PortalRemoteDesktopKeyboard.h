@@ -40,8 +40,6 @@ public:
     // Asks the portal for a keyboard session and returns at once; the outcome arrives as a state
     // change. Ignored while starting or ready; after unavailable it asks afresh (the dialog may show).
     void start();
-    // Starting with the restore token of an earlier approval: no dialog is due, only the portal's answer.
-    bool restoring() const { return state().state == State::starting && restoring_; }
 
     // True while ready: the compositor sends the keys to whatever has the focus, which it does not tell.
     bool hasFrontmostApplication() override;
@@ -59,7 +57,6 @@ private:
 
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;
-    bool restoring_ = false;
     std::string sentToken_;
     EvdevStroke stroke_;
     OrderedKeyCalls keys_;
