@@ -45,11 +45,17 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
     controller->buildMenu(*this);
     statusBar_ = std::move(controller);
 
-    // Keyboard services only when trusted at launch; never started later in this process.
-    if (env_.trust.isProcessTrusted()) {
-        if (services_.startHotkeys) services_.startHotkeys();
-        if (services_.startExpansion) services_.startExpansion();
-    }
+    // Keyboard services only when trusted at launch, where a grant asked for at launch counts once it
+    // answers (bounded, while everything else goes on); never started later in this process.
+    std::weak_ptr<HelperAppDelegate*> weakSelf = self_;
+    auto decided = std::make_shared<bool>(false);
+    auto decide = [weakSelf, decided] {
+        if (*decided) return;
+        *decided = true;
+        if (const auto self = weakSelf.lock()) (*self)->startKeyboardServices();
+    };
+    env_.trust.whenSettled(decide);
+    if (!*decided) env_.mainQueue.asyncAfter(launchGrantWait, decide);
     if (services_.startScreenshotWatcher) services_.startScreenshotWatcher();
 
     services_.rules.loadRules();
@@ -61,13 +67,26 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
     if (!env_.defaults.setBool(onboardingKey, true))
         std::fputs("velko-helper: could not write onboardingComplete to the helper's defaults\n", stderr);
 
-    std::weak_ptr<HelperAppDelegate*> weakSelf = self_;
     env_.mainQueue.scheduleRepeating(heartbeatInterval, [weakSelf, queue = &env_.mainQueue] {
         // Deferred so that a refresh never runs inside whatever the timer interrupted.
         queue->async([weakSelf] {
             if (const auto self = weakSelf.lock()) (*self)->heartbeat();
         });
     });
+}
+
+void HelperAppDelegate::startKeyboardServices() {
+    if (!env_.trust.isProcessTrusted()) {
+        std::fputs(
+            "velko-helper: hotkeys and text expansion stay off: no input access at launch; "
+            "they start at the next launch once access is granted\n",
+            stderr);
+        return;
+    }
+    // Each says for itself when it cannot start.
+    std::fputs("velko-helper: input access at launch: starting hotkeys and text expansion\n", stderr);
+    if (services_.startHotkeys) services_.startHotkeys();
+    if (services_.startExpansion) services_.startExpansion();
 }
 
 void HelperAppDelegate::heartbeat() {

@@ -68,12 +68,15 @@ public:
 
     static inline const std::string onboardingKey = "onboardingComplete";
     static constexpr double heartbeatInterval = 5.0;
+    // How long launch waits for the first answer to a grant asked for at launch.
+    static constexpr double launchGrantWait = 30.0;
 
 private:
     // The values the preferences window shows, read now, in the order the window reads them.
     PreferencesWindowModel::Inputs preferencesInputs();
     void heartbeat();
     std::string screenshotWatchReason() const;
+    void startKeyboardServices();
     void openWebsite();
     void openAccessibility();
     void open(const std::string& address);

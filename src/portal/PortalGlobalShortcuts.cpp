@@ -49,6 +49,21 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, ShortcutEntry& en
 Q_DECLARE_METATYPE(velko::ShortcutEntry)
 
 namespace velko {
+namespace {
+
+QList<ShortcutEntry> entriesFor(const std::vector<PortalGlobalShortcuts::Shortcut>& shortcuts) {
+    QList<ShortcutEntry> list;
+    for (const auto& s : shortcuts)
+        list.push_back({QString::fromStdString(s.id),
+                        {{QStringLiteral("description"), QString::fromStdString(s.description)},
+                         {QStringLiteral("preferred_trigger"), QString::fromStdString(s.preferredTrigger)}}});
+    return list;
+}
+
+}  // namespace
+}  // namespace velko
+
+namespace velko {
 
 const std::vector<PortalGlobalShortcuts::Shortcut>& PortalGlobalShortcuts::shortcuts() {
     constexpr EventFlags commandShift = Flags::command | Flags::shift;
@@ -105,6 +120,13 @@ bool PortalGlobalShortcuts::create(const std::vector<Combination>& combinations,
     return true;
 }
 
+void PortalGlobalShortcuts::resume() {
+    if (bound_.empty() || !callback_) return;
+    const unsigned attempt = begin();
+    setStatus({State::starting, {}});
+    ask(attempt);
+}
+
 void PortalGlobalShortcuts::ask(unsigned attempt) {
     // Registering names the helper in the desktop's shortcut settings. It must come before any
     // other call on the connection and can be done once; portals without it are as good.
@@ -126,19 +148,23 @@ void PortalGlobalShortcuts::ask(unsigned attempt) {
                      SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
         bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
                      SLOT(onShortcutsChanged(QDBusMessage)));
-        createSession("the shortcuts were declined", [this] { bind(); });
+        // Plasma 5.27 takes the shortcuts from CreateSession and ignores BindShortcuts' list.
+        QVariantMap options{{QStringLiteral("shortcuts"), QVariant::fromValue(entriesFor(bound_))}};
+        // Plasma 5.27 files the shortcuts under the session's token, which its settings then show: the
+        // helper's own name for the first session, a fresh token for one that replaces it.
+        if (!namedSession_) {
+            namedSession_ = true;
+            options.insert(QStringLiteral("session_handle_token"), QStringLiteral("velko_helper"));
+        }
+        createSession(
+            "the shortcuts were declined", [this] { bind(); }, std::move(options));
     });
 }
 
 void PortalGlobalShortcuts::bind() {
-    QList<ShortcutEntry> entries;
-    for (const Shortcut& s : bound_)
-        entries.push_back({QString::fromStdString(s.id),
-                           {{QStringLiteral("description"), QString::fromStdString(s.description)},
-                            {QStringLiteral("preferred_trigger"), QString::fromStdString(s.preferredTrigger)}}});
     request(QStringLiteral("BindShortcuts"),
-            {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entries), QString()}, {},
-            bindTimeout_, "the shortcuts were declined", [this](const QVariantMap& results) {
+            {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entriesFor(bound_)), QString()},
+            {}, bindTimeout_, "the shortcuts were declined", [this](const QVariantMap& results) {
                 takeTriggers(results.value(QStringLiteral("shortcuts")));
                 if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
                 std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
@@ -170,11 +196,28 @@ void PortalGlobalShortcuts::onActivated(const QDBusObjectPath& session, const QS
                                         const QVariantMap&) {
     if (state().state != State::ready || session.path() != sessionPath_ || !callback_) return;
     const std::string name = id.toStdString();
+    if (const auto own = own_.find(name); own != own_.end()) {
+        const bool mine = std::chrono::steady_clock::now() <= own->second;
+        own_.erase(own);
+        if (mine) return;
+    }
     for (const Shortcut& s : bound_)
         if (s.id == name) {
             callback_(s.keyCode, s.modifiers);
             return;
         }
+}
+
+bool PortalGlobalShortcuts::binds(KeyCode keyCode, EventFlags modifiers) const {
+    return state().state == State::ready && std::any_of(bound_.begin(), bound_.end(), [&](const Shortcut& s) {
+               return s.keyCode == keyCode && s.modifiers == modifiers;
+           });
+}
+
+void PortalGlobalShortcuts::ownStroke(KeyCode keyCode, EventFlags modifiers) {
+    for (const Shortcut& s : bound_)
+        if (s.keyCode == keyCode && s.modifiers == modifiers)
+            own_[s.id] = std::chrono::steady_clock::now() + std::chrono::seconds(1);
 }
 
 void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage& message) {

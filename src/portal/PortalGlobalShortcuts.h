@@ -52,6 +52,12 @@ public:
     // The triggers for people, one line per bound shortcut in the order of shortcuts(): the keys,
     // then what they do. Empty until bound.
     std::string triggersText() const;
+    // The helper itself posts a key-down of keyCode with modifiers: the one activation of the shortcut
+    // bound to that combination that the desktop sends within a second is the helper's own and fires
+    // nothing (its paste-match is Ctrl+Shift+V, open_popover's trigger).
+    void ownStroke(KeyCode keyCode, EventFlags modifiers);
+    // Whether a shortcut is bound to this combination.
+    bool binds(KeyCode keyCode, EventFlags modifiers) const;
     // Each is called on the Qt loop whenever triggers() changes.
     void addTriggersHandler(std::function<void()> handler) { triggersHandlers_.push_back(std::move(handler)); }
 
@@ -65,6 +71,7 @@ private:
     void bind();
     void takeTriggers(const QVariant& shortcuts);
     void sessionEnding() override;
+    void resume() override;
     std::string closedReason() const override { return "the desktop closed the shortcuts session"; }
     // id and keys of each bound shortcut, on one line for the log.
     std::string triggersLine() const;
@@ -75,6 +82,8 @@ private:
     std::vector<std::function<void()>> triggersHandlers_;
     std::map<std::string, std::string> triggers_;
     bool registered_ = false;
+    bool namedSession_ = false;
+    std::map<std::string, std::chrono::steady_clock::time_point> own_;  // id: until when one activation is own
 };
 
 }  // namespace velko

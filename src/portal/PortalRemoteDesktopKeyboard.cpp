@@ -2,7 +2,6 @@
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusPendingCallWatcher>
 #include <utility>
 
 #include "portal/PortalRequest.h"
@@ -24,11 +23,23 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
                                                          QObject* parent)
     : PortalSession(std::move(bus), remoteDesktop, "keys", timeouts.step, parent),
       tokens_(std::move(tokens)),
-      startTimeout_(timeouts.start) {}
+      startTimeout_(timeouts.start),
+      keys_(
+          bus_,
+          [this](std::uint16_t code, bool down) {
+              auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, remoteDesktop,
+                                                            QStringLiteral("NotifyKeyboardKeycode"));
+              message << QVariant::fromValue(QDBusObjectPath(sessionPath_)) << QVariantMap() << int(code)
+                      << uint(down ? 1 : 0);
+              return message;
+          },
+          [this](const std::string& error) {
+              if (state().state == State::ready) fail("the desktop portal refused a key (" + error + ")");
+          },
+          timeouts.step) {}
 
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
-    restoring_ = tokens_.load && !tokens_.load().empty();
     stroke_ = EvdevStroke{};
     begin();
     setStatus({State::starting, {}});
@@ -55,11 +66,21 @@ void PortalRemoteDesktopKeyboard::startSession() {
                 const QVariant devices = results.value(QStringLiteral("devices"));
                 if (devices.isValid() && !(devices.toUInt() & keyboardDevice))
                     return fail("keyboard access was not granted");
-                // A token serves once: what came back replaces the one sent, an absent one included.
+                // A token serves once: what came back replaces the one sent. A portal that gives none
+                // (RemoteDesktop version 1) leaves in place what a newer one may still accept.
                 const std::string token = results.value(QStringLiteral("restore_token")).toString().toStdString();
-                if (tokens_.save && token != sentToken_) tokens_.save(token);
+                if (tokens_.save && !token.empty() && token != sentToken_) tokens_.save(token);
                 setStatus({State::ready, {}});
             });
+}
+
+void PortalRemoteDesktopKeyboard::sessionEnding() {
+    guarded_ = false;
+    // A closed session took its device, and the keys held on it, along.
+    if (sessionPath_.isEmpty())
+        keys_.forget();
+    else
+        keys_.releaseNow();
 }
 
 bool PortalRemoteDesktopKeyboard::hasFrontmostApplication() { return state().state == State::ready; }
@@ -68,18 +89,14 @@ bool PortalRemoteDesktopKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags
     if (state().state != State::ready) return false;
     const auto changes = stroke_.changes(keyCode, flags, keyDown);
     if (changes.empty()) return false;
-    for (const auto& change : changes) {
-        auto message = QDBusMessage::createMethodCall(portalOwner_, portalPath, remoteDesktop,
-                                                      QStringLiteral("NotifyKeyboardKeycode"));
-        message << QVariant::fromValue(QDBusObjectPath(sessionPath_)) << QVariantMap() << int(change.code)
-                << uint(change.down ? 1 : 0);
-        // Sent in order on one connection, so the portal sees them in order without a wait between.
-        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
-        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt = attempt_] {
-            watcher->deleteLater();
-            if (attempt != attempt_ || state().state != State::ready || !watcher->isError()) return;
-            fail("the desktop portal refused a key (" + watcher->error().message().toStdString() + ")");
-        });
+    if (keyDown && !guarded_ && guard_.applies && guard_.applies(keyCode, flags)) {
+        keys_.postCall(guard_.before, guard_.after);
+        guarded_ = true;
+    }
+    keys_.post(changes);
+    if (!keyDown && guarded_) {
+        keys_.postCall(guard_.after);
+        guarded_ = false;
     }
     return true;
 }

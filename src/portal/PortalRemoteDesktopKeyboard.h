@@ -1,9 +1,11 @@
 #pragma once
+#include <QDBusMessage>
 #include <chrono>
 #include <functional>
 #include <string>
 
 #include "platform/SyntheticKeyboard.h"
+#include "portal/OrderedKeyCalls.h"
 #include "portal/PortalSession.h"
 #include "xkb/EvdevStroke.h"
 
@@ -27,28 +29,39 @@ public:
 
     PortalRemoteDesktopKeyboard(QDBusConnection bus, TokenStore tokens, QObject* parent = nullptr);
     PortalRemoteDesktopKeyboard(QDBusConnection bus, TokenStore tokens, Timeouts timeouts, QObject* parent = nullptr);
+    // Calls around a stroke that the desktop would take as one of its global shortcuts, so that it
+    // reaches the window instead (Plasma's kglobalaccel: blockGlobalShortcuts true, then false).
+    struct ShortcutGuard {
+        std::function<bool(KeyCode, EventFlags)> applies;
+        QDBusMessage before;
+        QDBusMessage after;
+    };
+    void setShortcutGuard(ShortcutGuard guard) { guard_ = std::move(guard); }
     // Asks the portal for a keyboard session and returns at once; the outcome arrives as a state
     // change. Ignored while starting or ready; after unavailable it asks afresh (the dialog may show).
     void start();
-    // Starting with the restore token of an earlier approval: no dialog is due, only the portal's answer.
-    bool restoring() const { return state().state == State::starting && restoring_; }
 
     // True while ready: the compositor sends the keys to whatever has the focus, which it does not tell.
     bool hasFrontmostApplication() override;
-    // Sends the key changes without waiting for the portal; false when not ready or the key is unknown.
-    // A change the portal refuses later ends the session as unavailable.
+    // Queues the key changes, each sent once the portal has taken the one before; false when not
+    // ready or the key is unknown. A change the portal refuses releases the stroke's keys and ends
+    // the session as unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
 private:
     void selectDevices();
     void startSession();
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
+    void sessionEnding() override;
+    void resume() override { start(); }
 
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;
-    bool restoring_ = false;
     std::string sentToken_;
     EvdevStroke stroke_;
+    OrderedKeyCalls keys_;
+    ShortcutGuard guard_;
+    bool guarded_ = false;  // the key-down went out between the guard's calls
 };
 
 }  // namespace velko

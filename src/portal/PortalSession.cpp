@@ -1,5 +1,6 @@
 #include "portal/PortalSession.h"
 
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
@@ -13,6 +14,15 @@ namespace {
 
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 
+// The backends the frontend forwards to for this desktop (org.freedesktop.impl.portal.desktop.kde):
+// one restarting takes the frontend's sessions with it without a word to their clients.
+QStringList watchedServices() {
+    QStringList names{portalService};
+    for (const QString& desktop : qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts))
+        names << QStringLiteral("org.freedesktop.impl.portal.desktop.") + desktop.toLower();
+    return names;
+}
+
 }  // namespace
 
 PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string what,
@@ -22,12 +32,27 @@ PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string
       interface_(std::move(interface)),
       stepTimeout_(stepTimeout),
       what_(std::move(what)),
-      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForUnregistration) {
-    connect(&portalWatcher_, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
-        if (status_.state == State::unavailable) return;
-        sessionPath_.clear();  // went with the portal
+      portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
+    portalWatcher_.setWatchedServices(watchedServices());
+    connect(
+        &portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString&, const QString& oldOwner, const QString& newOwner) { ownerChanged(oldOwner, newOwner); });
+}
+
+void PortalSession::ownerChanged(const QString& oldOwner, const QString& newOwner) {
+    // A first owner is no loss: portals are started on demand, by the helper's own first call too.
+    if (!oldOwner.isEmpty() && status_.state != State::unavailable) {
+        // The session went with the old owner; the frontend, if it stayed, is told to let go of it.
+        const QString stale = std::exchange(sessionPath_, QString());
         fail("the desktop portal went away");
-    });
+        if (!stale.isEmpty()) PortalRequest::close(bus_, portalOwner_, stale, PortalRequest::sessionInterface);
+        lost_ = true;
+    }
+    if (newOwner.isEmpty() || !lost_) return;
+    for (const QString& name : portalWatcher_.watchedServices())
+        if (!bus_.interface()->isServiceRegistered(name).value()) return;
+    lost_ = false;
+    resume();
 }
 
 PortalSession::~PortalSession() {
@@ -76,9 +101,11 @@ void PortalSession::request(const QString& method, QVariantList arguments, QVari
         [this](const std::string& reason) { fail(reason); }, this);
 }
 
-void PortalSession::createSession(std::string declined, std::function<void()> opened) {
-    request(QStringLiteral("CreateSession"), {}, {{QStringLiteral("session_handle_token"), PortalRequest::newToken()}},
-            stepTimeout_, std::move(declined), [this, opened = std::move(opened)](const QVariantMap& results) {
+void PortalSession::createSession(std::string declined, std::function<void()> opened, QVariantMap options) {
+    if (!options.contains(QStringLiteral("session_handle_token")))
+        options.insert(QStringLiteral("session_handle_token"), PortalRequest::newToken());
+    request(QStringLiteral("CreateSession"), {}, std::move(options), stepTimeout_, std::move(declined),
+            [this, opened = std::move(opened)](const QVariantMap& results) {
                 sessionPath_ = PortalRequest::pathText(results.value(QStringLiteral("session_handle")));
                 if (sessionPath_.isEmpty()) return fail("the desktop portal opened no session");
                 bus_.connect(portalOwner_, sessionPath_, PortalRequest::sessionInterface, QStringLiteral("Closed"),

@@ -15,7 +15,9 @@ class PortalRequest;
 // A session with one interface of the desktop portal, set up one request at a time: what state it
 // is in, which portal instance answers, the request still pending and the session's path, and how
 // it all ends, on a refusal, a closed session or a portal that goes away. Subclasses say which
-// calls set it up and what their answers mean. Everything runs on the Qt loop.
+// calls set it up and what their answers mean. The frontend and this desktop's backend are both
+// watched: either one leaving the bus or restarting ends the session, and once both are there again
+// it is set up again. Everything runs on the Qt loop.
 class PortalSession : public QObject {
     Q_OBJECT
 public:
@@ -54,8 +56,9 @@ protected:
     // (declined: the person said no). Replaces the request still pending.
     void request(const QString& method, QVariantList arguments, QVariantMap options, std::chrono::milliseconds timeout,
                  std::string declined, Granted granted);
-    // CreateSession, then opened once the session's path is known and watched.
-    void createSession(std::string declined, std::function<void()> opened);
+    // CreateSession with options besides the handle token, then opened once the session's path is
+    // known and watched.
+    void createSession(std::string declined, std::function<void()> opened, QVariantMap options = {});
     // Unavailable for reason, one log line; the request and session are dropped.
     void fail(const std::string& reason);
     void setStatus(Status status);
@@ -65,6 +68,8 @@ protected:
     virtual void sessionEnding() {}
     // Said when the desktop closes the session.
     virtual std::string closedReason() const = 0;
+    // The portal is back after it went away while in use: set up the session again as before.
+    virtual void resume() = 0;
 
     QDBusConnection bus_;
     const QString interface_;
@@ -78,12 +83,14 @@ private slots:
 
 private:
     void dropRequest();
+    void ownerChanged(const QString& oldOwner, const QString& newOwner);
 
     const std::string what_;
     QDBusServiceWatcher portalWatcher_;
     std::function<void(const Status&)> stateHandler_;
     Status status_{State::unavailable, "not started"};
     PortalRequest* pending_ = nullptr;  // a child, deleted later once answered or dropped
+    bool lost_ = false;                 // went away while starting or ready, so taken up again when back
 };
 
 }  // namespace velko

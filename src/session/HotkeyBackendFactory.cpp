@@ -34,11 +34,16 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
         return c;
     }
     auto portal = std::make_unique<PortalGlobalShortcuts>(bus);
-    portal->setStateHandler([changed = std::move(changed)](const auto& status) {
+    portal->setStateHandler([changed = std::move(changed), noted](const auto& status) {
+        if (status.state == PortalGlobalShortcuts::State::unavailable && noted)
+            noted(status.reason +
+                  ".\nBind the keys yourself in the desktop's keyboard settings (GNOME: Custom "
+                  "Shortcuts) to the commands velkoctl hotkey open_popover, spotlight_launcher or "
+                  "save_snippet.");
         if (!changed || status.state == PortalGlobalShortcuts::State::starting) return;
         changed(status.state == PortalGlobalShortcuts::State::ready ? "desktop portal" : "off");
     });
-    portal->addTriggersHandler([shortcuts = portal.get(), noted = std::move(noted)] {
+    portal->addTriggersHandler([shortcuts = portal.get(), noted] {
         if (noted) noted(shortcuts->triggersText());
     });
     c.portal = portal.get();

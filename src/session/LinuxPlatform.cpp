@@ -66,7 +66,11 @@ void LinuxPlatform::chooseQtPlatform() {
     // Xwayland included: the clipboard and the tray work through it in Wayland sessions too.
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
     if (!reachable && !silent)
-        std::fputs("velko-helper: no X display; running without tray, hotkeys, expansion or pasting\n", stderr);
+        // Wayland's own paths need no X display; only the tray does.
+        std::fputs(std::getenv("WAYLAND_DISPLAY") ? "velko-helper: no X display; running without tray\n"
+                                                  : "velko-helper: no X display; running without tray, hotkeys, "
+                                                    "expansion or pasting\n",
+                   stderr);
 }
 
 LinuxPlatform::LinuxPlatform(DesktopSession session)
@@ -93,7 +97,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
         session_, [this](const std::string& backend) { changed("Hotkeys", backend); },
         [this](const std::string& note) { noted("Hotkeys", note); });
     auto strokes =
-        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, defaults_.get(),
+        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, hotkeys.portal, defaults_.get(),
                                                 [this](const std::string& backend) { changed("Input", backend); }});
     keyboard_ = std::move(strokes.keyboard);
     trust_ = std::move(strokes.trust);

@@ -1,8 +1,11 @@
 #include "session/StrokeBackendFactory.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 
+#include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
+#include "portal/PortalGlobalShortcuts.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "session/NoKeyboard.h"
 #include "session/WaylandStrokes.h"
@@ -16,12 +19,35 @@ namespace velko {
 
 namespace {
 
+const QString kglobalaccel = QStringLiteral("org.kde.kglobalaccel");
+
+// Plasma takes a stroke of a bound combination (the helper's paste-match is its own Ctrl+Shift+V)
+// as the shortcut and keeps it from the window; with shortcuts blocked for the stroke it gets through.
+PortalRemoteDesktopKeyboard::ShortcutGuard shortcutGuard(PortalGlobalShortcuts& shortcuts) {
+    const auto block = [](bool on) {
+        auto message = QDBusMessage::createMethodCall(kglobalaccel, QStringLiteral("/kglobalaccel"),
+                                                      QStringLiteral("org.kde.KGlobalAccel"),
+                                                      QStringLiteral("blockGlobalShortcuts"));
+        message << on;
+        return message;
+    };
+    return {[&shortcuts](KeyCode keyCode, EventFlags flags) { return shortcuts.binds(keyCode, flags); }, block(true),
+            block(false)};
+}
+
 StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     WaylandStrokes::Backends backends;
     std::string why;
     backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard" : why;
-    if (!backends.virtualKeyboard) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bool guarded = false;
+    if (!backends.virtualKeyboard && MutterRemoteDesktopKeyboard::offered(bus)) {
+        // GNOME: mutter's own interface asks no one, where the portal shows its dialog at every start.
+        backends.mutter = std::make_unique<MutterRemoteDesktopKeyboard>(bus);
+        backends.mutter->start();
+        reason = "mutter offers its remote desktop";
+    } else if (!backends.virtualKeyboard) {
         // Only where the compositor has no virtual keyboard: the portal may show a dialog.
         PlistUserDefaults* defaults = needs.defaults;
         PortalRemoteDesktopKeyboard::TokenStore tokens{
@@ -31,15 +57,24 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
             [defaults](const std::string& token) {
                 if (defaults) defaults->setString(StrokeBackendFactory::restoreTokenKey, token);
             }};
-        backends.portal =
-            std::make_unique<PortalRemoteDesktopKeyboard>(QDBusConnection::sessionBus(), std::move(tokens));
+        backends.portal = std::make_unique<PortalRemoteDesktopKeyboard>(bus, std::move(tokens));
+        if (needs.hotkeyPortal && bus.interface()->isServiceRegistered(kglobalaccel).value()) {
+            backends.portal->setShortcutGuard(shortcutGuard(*needs.hotkeyPortal));
+            guarded = true;
+        }
         backends.portal->start();
+        reason += "; asking the desktop portal";
+    }
+    if (!backends.virtualKeyboard) {
         std::string uinputWhy;
         backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
-        reason += "; asking the desktop portal";
         if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
     }
-    auto strokes = std::make_shared<WaylandStrokes>(std::move(backends), std::move(needs.changed));
+    // Where the desktop fires nothing for the helper's strokes, an activation after one is not its own.
+    std::function<void(KeyCode, EventFlags)> posted;
+    if (PortalGlobalShortcuts* shortcuts = needs.hotkeyPortal; shortcuts && !guarded)
+        posted = [shortcuts](KeyCode keyCode, EventFlags flags) { shortcuts->ownStroke(keyCode, flags); };
+    auto strokes = std::make_shared<WaylandStrokes>(std::move(backends), std::move(needs.changed), std::move(posted));
     return {strokes, strokes, {"Input", strokes->name(), reason}};
 }
 

@@ -11,6 +11,7 @@
 namespace velko {
 
 class PlistUserDefaults;
+class PortalGlobalShortcuts;
 class X11Connection;
 class X11FilteringKeyTap;
 
@@ -28,6 +29,8 @@ public:
         X11Connection& display;
         // When set, learns of each posted key-down so the helper's own strokes pass the hotkey grabs.
         X11FilteringKeyTap* hotkeyGrabs = nullptr;
+        // When set, learns of each posted key-down so the helper's own strokes fire none of its hotkeys.
+        PortalGlobalShortcuts* hotkeyPortal = nullptr;
         // Keeps the desktop portal's restore token, so the person approves once.
         PlistUserDefaults* defaults = nullptr;
         // Told the new backend name when a Wayland backend comes or goes while the helper runs.

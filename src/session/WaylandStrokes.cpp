@@ -1,15 +1,18 @@
 #include "session/WaylandStrokes.h"
 
 #include <QSocketNotifier>
+#include <utility>
 
+#include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace velko {
 
-WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed)
-    : backends_(std::move(backends)), changed_(std::move(changed)) {
+WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::string&)> changed,
+                               std::function<void(KeyCode, EventFlags)> posted)
+    : backends_(std::move(backends)), changed_(std::move(changed)), posted_(std::move(posted)) {
     if (auto* keyboard = backends_.virtualKeyboard.get()) {
         // Reading the compositor's socket is how its going away is noticed between strokes.
         compositor_ = std::make_unique<QSocketNotifier>(keyboard->fd(), QSocketNotifier::Read);
@@ -18,6 +21,8 @@ WaylandStrokes::WaylandStrokes(Backends backends, std::function<void(const std::
             recheck();
         });
     }
+    if (auto* mutter = backends_.mutter.get())
+        mutter->setStateHandler([this](const MutterRemoteDesktopKeyboard::Status&) { recheck(); });
     if (auto* portal = backends_.portal.get())
         portal->setStateHandler([this](const PortalRemoteDesktopKeyboard::Status&) { recheck(); });
     lastName_ = name();
@@ -27,6 +32,8 @@ WaylandStrokes::~WaylandStrokes() = default;
 
 SyntheticKeyboard* WaylandStrokes::current() {
     if (backends_.virtualKeyboard && backends_.virtualKeyboard->isAlive()) return backends_.virtualKeyboard.get();
+    if (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::ready)
+        return backends_.mutter.get();
     if (backends_.portal && backends_.portal->state().state == PortalRemoteDesktopKeyboard::State::ready)
         return backends_.portal.get();
     if (backends_.uinput) return backends_.uinput.get();
@@ -37,21 +44,32 @@ std::string WaylandStrokes::name() {
     SyntheticKeyboard* keyboard = current();
     if (!keyboard) return "off";
     if (keyboard == backends_.virtualKeyboard.get()) return "Wayland virtual keyboard";
+    if (keyboard == backends_.mutter.get()) return "GNOME remote desktop";
     if (keyboard == backends_.portal.get()) return "desktop portal";
     return "/dev/uinput";
 }
 
 void WaylandStrokes::recheck() {
-    const std::string now = name();
-    if (now == lastName_) return;
-    lastName_ = now;
-    if (changed_) changed_(now);
+    if (const std::string now = name(); now != lastName_) {
+        lastName_ = now;
+        if (changed_) changed_(now);
+    }
+    if (!pending())
+        for (auto& settled : std::exchange(settled_, {})) settled();
 }
 
-bool WaylandStrokes::isProcessTrusted() {
-    // A portal session being restored was approved before: counted from launch on, or the keyboard
-    // services, which start only with access at launch, would stay off at every login.
-    return current() != nullptr || (backends_.portal && backends_.portal->restoring());
+bool WaylandStrokes::isProcessTrusted() { return current() != nullptr; }
+
+bool WaylandStrokes::pending() {
+    return (backends_.mutter && backends_.mutter->state().state == MutterRemoteDesktopKeyboard::State::starting) ||
+           (backends_.portal && backends_.portal->state().state == PortalRemoteDesktopKeyboard::State::starting);
+}
+
+void WaylandStrokes::whenSettled(std::function<void()> settled) {
+    if (pending())
+        settled_.push_back(std::move(settled));
+    else
+        settled();
 }
 
 bool WaylandStrokes::hasFrontmostApplication() {
@@ -61,6 +79,8 @@ bool WaylandStrokes::hasFrontmostApplication() {
 
 bool WaylandStrokes::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
     SyntheticKeyboard* keyboard = current();
+    // Told first: the desktop may answer the key before the call returns.
+    if (keyboard && keyDown && posted_) posted_(keyCode, flags);
     const bool posted = keyboard && keyboard->postKeyEvent(keyCode, flags, keyDown);
     recheck();  // a failed post may have found the compositor gone
     return posted;

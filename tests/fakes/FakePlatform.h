@@ -1,11 +1,13 @@
 #pragma once
 // In-memory stand-ins for the platform. The notification center records what the core asked of it
 // in a log that other fakes may share, so tests can check the order of effects across services.
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Views/MenuModel.h"
@@ -48,7 +50,21 @@ class FakeTrust : public AccessibilityTrust {
 public:
     explicit FakeTrust(bool trusted = true) : trusted(trusted) {}
     bool isProcessTrusted() override { return trusted; }
+    // While pending, settled waits for answer().
+    void whenSettled(std::function<void()> settled) override {
+        if (pending)
+            waiting.push_back(std::move(settled));
+        else
+            settled();
+    }
+    void answer(bool granted) {
+        trusted = granted;
+        pending = false;
+        for (auto& settled : std::exchange(waiting, {})) settled();
+    }
     bool trusted;
+    bool pending = false;
+    std::vector<std::function<void()>> waiting;
 };
 
 class FakeKeyboard : public SyntheticKeyboard {

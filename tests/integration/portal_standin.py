@@ -6,13 +6,17 @@ Session objects, as xdg-desktop-portal answers them once a person has clicked th
 It prints "ready" once it owns the name, then one line for everything a client asks:
   create_session PATH | select_devices types=U persist_mode=U restore_token=S
   start PATH | restore_token S | key CODE STATE | bind_shortcuts ID,... | list_shortcuts
+  key_overlap (a key call came before the one under way was answered)
   response TOKEN CODE | request_closed PATH | session_closed PATH (by its client)
 
 Tests steer it through app.velko.PortalStandIn on /control (or --mode at start):
   SetMode(s): approve (default), deny (the person declines the dialog), silent (the dialog
   is never answered); CloseSessions(): revokes every session; Activate(s id) and
   Deactivate(s id): a bound global shortcut is pressed or released; ChangeTrigger(s id,
-  s trigger): the person gives a bound shortcut other keys (ShortcutsChanged).
+  s trigger): the person gives a bound shortcut other keys (ShortcutsChanged); RefuseKey(u n): the
+  n-th key call from now on is refused; Tokenless(): Start gives no restore token, as RemoteDesktop
+  version 1 does. Key calls are answered 5 ms late, as the real portal's
+  threads may take that long.
 """
 import argparse
 import sys
@@ -163,6 +167,9 @@ class Portal(GlobalShortcuts):
         self.bus, self.mode = bus, mode
         self.sessions = {}
         self.issued = 0
+        self.keys_pending = 0
+        self.tokenless = False
+        self.refuse_key = 0
 
     def request(self, options, sender):
         return Request(self.bus, path_for("request", sender, str(options.get("handle_token", "t%d" % id(options)))))
@@ -206,17 +213,34 @@ class Portal(GlobalShortcuts):
         elif self.mode == "approve":
             found.started = True
             self.issued += 1
-            token = "token-%d" % self.issued
-            say("restore_token", token)
-            request.answer(0, {"devices": dbus.UInt32(found.types), "restore_token": token})
+            results = {"devices": dbus.UInt32(found.types)}
+            if not self.tokenless:
+                results["restore_token"] = "token-%d" % self.issued
+                say("restore_token", results["restore_token"])
+            request.answer(0, results)
         return request.path
 
-    @dbus.service.method(REMOTE_DESKTOP, in_signature="oa{sv}iu", out_signature="", sender_keyword="sender")
-    def NotifyKeyboardKeycode(self, session, options, keycode, state, sender=None):
+    @dbus.service.method(REMOTE_DESKTOP, in_signature="oa{sv}iu", out_signature="", sender_keyword="sender",
+                         async_callbacks=("done", "failed"))
+    def NotifyKeyboardKeycode(self, session, options, keycode, state, sender=None, done=None, failed=None):
         found = self.session(session, sender, "remote_desktop")
         if not found.started or not found.types & KEYBOARD:
             raise dbus.exceptions.DBusException("no keyboard granted", name="org.freedesktop.DBus.Error.AccessDenied")
+        if self.keys_pending:
+            say("key_overlap")
+        if self.refuse_key:
+            self.refuse_key -= 1
+            if not self.refuse_key:
+                say("key_refused", int(keycode), int(state))
+                raise dbus.exceptions.DBusException("key refused", name="org.freedesktop.DBus.Error.Failed")
         say("key", int(keycode), int(state))
+        self.keys_pending += 1
+
+        def answer():
+            self.keys_pending -= 1
+            done()
+            return False
+        GLib.timeout_add(5, answer)
 
     @dbus.service.method(dbus.PROPERTIES_IFACE, in_signature="ss", out_signature="v")
     def Get(self, interface, name):
@@ -244,6 +268,14 @@ class Control(dbus.service.Object):
         for session in list(self.portal.sessions.values()):
             session.Closed(dbus.Dictionary({}, signature="sv"))
             session.end()
+
+    @dbus.service.method(CONTROL, in_signature="", out_signature="")
+    def Tokenless(self):
+        self.portal.tokenless = True
+
+    @dbus.service.method(CONTROL, in_signature="u", out_signature="")
+    def RefuseKey(self, n):
+        self.portal.refuse_key = int(n)
 
     @dbus.service.method(CONTROL, in_signature="s", out_signature="")
     def Activate(self, shortcut_id):

@@ -73,4 +73,5 @@ check_eq "without a compositor input access is missing" "accessibility_revoked" 
   "$(objects velko.helper.degraded | tail -1)"
 ping_answered
 check "the log says input is off now" grep -q 'Input: off now' "$HELPER_LOG"
+check "without Xwayland only the tray is said to be missing" grep -q 'no X display; running without tray$' "$HELPER_LOG"
 finish

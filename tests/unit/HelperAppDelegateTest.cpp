@@ -94,6 +94,39 @@ TEST_F(HelperAppDelegateTest, LaunchStartsTheKeyboardServicesOnlyWhenTrusted) {
     EXPECT_EQ(started, (Log{"screenshot watcher"}));
 }
 
+// A grant asked for at launch (a portal's dialog) counts as access at launch once it answers,
+// within 30 s; the rest of the launch does not wait for it.
+TEST_F(HelperAppDelegateTest, AGrantAnsweredDuringLaunchStartsTheKeyboardServicesOnce) {
+    for (const bool granted : {true, false}) {
+        started.clear();
+        trust.trusted = false;
+        trust.pending = true;
+        launch();
+        EXPECT_EQ(started, (Log{"screenshot watcher"}));
+        clock.advance(12.0);
+        trust.answer(granted);
+        EXPECT_EQ(started, granted ? (Log{"screenshot watcher", "hotkeys", "expansion"}) : (Log{"screenshot watcher"}));
+        clock.advance(30.0);  // the bound passing later changes nothing
+        EXPECT_EQ(started.size(), granted ? 3u : 1u);
+    }
+    // Unanswered, launch decides without it after 30 s; an answer after that starts nothing.
+    started.clear();
+    trust.pending = true;
+    trust.trusted = false;
+    launch();
+    clock.advance(29.0);
+    trust.trusted = true;
+    clock.advance(1.5);
+    EXPECT_EQ(started, (Log{"screenshot watcher", "hotkeys", "expansion"}));
+    started.clear();
+    trust.pending = true;
+    trust.trusted = false;
+    launch();
+    clock.advance(31.0);
+    trust.answer(true);
+    EXPECT_EQ(started, (Log{"screenshot watcher"}));
+}
+
 TEST_F(HelperAppDelegateTest, HeartbeatRefreshesBothStatesEveryFiveSeconds) {
     launch();
     EXPECT_EQ(firstTwoTitles(), "Velko not detected / Accessibility needed");

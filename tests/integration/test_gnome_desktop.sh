@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# On GNOME's own compositor and portal (mutter 43 headless with Xwayland, xdg-desktop-portal with its
+# GNOME backend), the helper pastes into a native Wayland window through mutter's remote desktop,
+# which shows no dialog, not through the portal's, which would at every start: every request
+# arrives as V under exactly its modifiers, in order, and no key stays down. GNOME 43 has no
+# global shortcuts portal: hotkeys are off, and the helper says why. When mutter goes away the next
+# request gets the degraded notice, and a mutter that comes back is used again. gnome-shell, mutter
+# inside GNOME's own shell, serves the strokes the same way.
+source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/desktops.sh"
+
+start_bus
+start_mutter_session portal
+start_wev
+XDG_SESSION_TYPE=wayland helper_up
+wait_for "mutter's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
+# The keyboard became usable only after launch: it counts as access at launch all the same.
+wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
+check "the portal, which would show its dialog, is not asked" bash -c "! grep -q 'no keys through the desktop portal\\|asking the desktop portal' '$HELPER_LOG'"
+first_paste
+check_pastes 10 "Mod1 Meta"
+check_eq "no degraded notice while mutter serves" 0 "$(count velko.helper.degraded)"
+wait_for "the hotkeys' answer" grep -q 'Hotkeys: off now' "$HELPER_LOG"
+check "the log says why hotkeys are off" grep -q 'no hotkeys through the desktop portal: the desktop portal offers no global shortcuts' "$HELPER_LOG"
+check_eq "velkoctl status says they are off" "Hotkeys: off" "$("$VELKO_BIN_DIR/velkoctl" status | grep '^Hotkeys')"
+stop_helper
+
+# Without Xwayland the helper does not end with the compositor, so mutter can go and come back.
+kill "$MUTTER_PID"
+wait "$MUTTER_PID" 2>/dev/null || true
+start_mutter_session no-x11
+mv "$WORK/wev.log" "$WORK/wev-before.log"
+start_wev
+: >"$HELPER_LOG"
+XDG_SESSION_TYPE=wayland helper_up
+wait_for "mutter's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
+kill "$MUTTER_PID"
+wait_for "mutter's leaving noticed" grep -q 'Input: off now' "$HELPER_LOG"
+degraded="$(count velko.helper.degraded)"
+post velko.paste.now
+wait_for "the degraded notice" at_least $((degraded + 1)) velko.helper.degraded
+start_mutter_session no-x11
+mv "$WORK/wev.log" "$WORK/wev-gone.log"
+start_wev
+wait_for "mutter taken up again" bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
+first_paste
+check_pastes 1 "Mod1 Meta"
+stop_helper
+kill "$MUTTER_PID"
+wait "$MUTTER_PID" 2>/dev/null || true
+
+start_gnome_shell_session
+mv "$WORK/wev.log" "$WORK/wev-mutter.log"
+start_wev
+: >"$HELPER_LOG"
+XDG_SESSION_TYPE=wayland helper_up
+wait_for "gnome-shell's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
+first_paste
+check_pastes 3 "Mod1 Meta"
+finish
