@@ -15,19 +15,12 @@ Failure usageError(std::string_view word, const std::string& why) {
     return Failure{(name.empty() ? "" : name + ": ") + why + " (see '" + where + "')"};
 }
 
-constexpr std::string_view overviewHead = R"(Usage: velkoctl COMMAND [OPTIONS]
-
-Drives the Velko helper from the command line, as the Velko application does: over the
+constexpr std::string_view descriptionText =
+    R"(Drives the Velko helper from the command line, as the Velko application does: over the
 session bus and through the shared folder ~/Library/Group Containers/group.app.velko.
-
-Commands:
 )";
 
-constexpr std::string_view overviewTail = R"(
-Every command takes --help. velkoctl --version prints the version.
-
-Exit status:
-  0  done
+constexpr std::string_view exitCodes = R"(  0  done
   1  failed (a bad file, a refused write, a helper without input access, ...)
   2  wrong usage
   3  no helper answered: no session bus, or no answer within the timeout
@@ -73,13 +66,18 @@ std::string ControlCommandLine::help(std::string_view word) {
     // Usages padded to one column, as wide as the longest.
     std::size_t width = 0;
     for (const auto& command : ControlCommandTable::commands()) width = std::max(width, command.usage.size());
-    std::string text(overviewHead);
+    std::string text = "Usage: velkoctl COMMAND [OPTIONS]\n\n" + std::string(descriptionText) + "\nCommands:\n";
     for (const auto& command : ControlCommandTable::commands()) {
         std::string usage(command.usage);
         usage.resize(width + 1, ' ');
         text += "  " + usage + std::string(command.summary) + "\n";
     }
-    return text + std::string(overviewTail);
+    return text + "\nEvery command takes --help. velkoctl --version prints the version.\n\nExit status:\n" +
+           std::string(exitCodes);
 }
+
+std::string_view ControlCommandLine::description() { return descriptionText; }
+
+std::string_view ControlCommandLine::exitStatus() { return exitCodes; }
 
 }  // namespace velko

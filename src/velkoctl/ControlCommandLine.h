@@ -26,6 +26,9 @@ public:
     static Result<ControlRequest> parse(const std::vector<std::string>& args);
     // The help of the command named word, or the overview of all of them for an empty word.
     static std::string help(std::string_view word);
+    // Parts of the overview that the manual page repeats.
+    static std::string_view description();
+    static std::string_view exitStatus();
 };
 
 }  // namespace velko

@@ -213,17 +213,23 @@ Exit status: 0 done, 1 the staging folder cannot be read.
 
 const std::array<ControlCommand, 9> table{{
     {"ping", "ping [--timeout S]", "ask the helper for its pong and time the answer", pingHelp,
-     parseOptions<true, false>},
-    {"paste", "paste [now|plain|match]", "ask the helper to paste into the focused window", pasteHelp, parsePaste},
+     parseOptions<true, false>, "", "--timeout", ""},
+    {"paste", "paste [now|plain|match]", "ask the helper to paste into the focused window", pasteHelp, parsePaste,
+     "now plain match", "--timeout", ""},
     {"watch", "watch [--json]", "print every notification on the link as it arrives", watchHelp,
-     parseOptions<false, true>},
-    {"status", "status [--json]", "show which backend each capability uses", statusHelp, parseOptions<true, true>},
-    {"hotkey", "hotkey IDENTIFIER", "press one of the helper's hotkeys for Velko", hotkeyHelp, parseHotkey},
-    {"snippets", "snippets set FILE|- | list", "store or show the snippet triggers", snippetsHelp, parseList},
-    {"rules", "rules set FILE|- | list", "store or show the auto-paste rules", rulesHelp, parseList},
-    {"store", "store connect|disconnect|status", "create, remove or test Velko's store marker", storeHelp, parseStore},
+     parseOptions<false, true>, "", "--json", ""},
+    {"status", "status [--json]", "show which backend each capability uses", statusHelp, parseOptions<true, true>, "",
+     "--json --timeout", ""},
+    {"hotkey", "hotkey IDENTIFIER", "press one of the helper's hotkeys for Velko", hotkeyHelp, parseHotkey,
+     "open_popover spotlight_launcher save_snippet", "", ""},
+    {"snippets", "snippets set FILE|- | list", "store or show the snippet triggers", snippetsHelp, parseList,
+     "set list", "--json", "set"},
+    {"rules", "rules set FILE|- | list", "store or show the auto-paste rules", rulesHelp, parseList, "set list",
+     "--json", "set"},
+    {"store", "store connect|disconnect|status", "create, remove or test Velko's store marker", storeHelp, parseStore,
+     "connect disconnect status", "", ""},
     {"screenshots", "screenshots [--json]", "list the screenshots staged for Velko", screenshotsHelp,
-     parseOptions<false, true>},
+     parseOptions<false, true>, "", "--json", ""},
 }};
 
 }  // namespace

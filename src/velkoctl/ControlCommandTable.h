@@ -20,6 +20,11 @@ struct ControlCommand {
     // The request for the arguments after the word (without command, which the caller fills in),
     // or why they make none.
     Result<ControlRequest> (*parse)(const ControlArguments& arguments);
+    // What shell completion offers after the word: the words that may come first, the long
+    // options, and the first word a file name follows ("set FILE"), if any.
+    std::string_view arguments;
+    std::string_view options;
+    std::string_view fileAfter;
 };
 
 class ControlCommandTable {

@@ -38,9 +38,14 @@ expected="/etc/xdg/autostart/velko-helper.desktop
 /usr/lib/systemd/user/velko-helper.service
 /usr/lib/velko-helper/velko-ocr
 /usr/share/applications/velko-helper.desktop
+/usr/share/bash-completion/completions/velkoctl
+/usr/share/doc/velko-helper/copyright
 /usr/share/icons/hicolor/scalable/apps/velko-helper.svg
 /usr/share/icons/hicolor/scalable/status/velko-helper-symbolic.svg
-/usr/share/velko-helper/input-access.html"
+/usr/share/man/man1/velko-helper.1
+/usr/share/man/man1/velkoctl.1
+/usr/share/velko-helper/input-access.html
+/usr/share/zsh/vendor-completions/_velkoctl"
 listed="$(dpkg --root="$ROOT" -L velko-helper | while read -r f; do [ -f "$ROOT$f" ] && echo "$f"; done | sort)"
 check_eq "the package installs exactly the expected files" "$expected" "$listed"
 check "the autostart entry is kept across upgrades" grep -qx /etc/xdg/autostart/velko-helper.desktop \
@@ -54,8 +59,29 @@ check_eq "the help page sits where the helper looks, beside its binary" \
 mkdir -p "$WORK/units"
 sed "s|^ExecStart=velko-helper|ExecStart=$ROOT/usr/bin/velko-helper|" "$ROOT/usr/lib/systemd/user/velko-helper.service" \
   >"$WORK/units/velko-helper.service"
-check "the systemd user unit is valid" \
+export MANPATH="$ROOT/usr/share/man"
+check "the systemd user unit is valid and its manual page is installed" \
   systemd-analyze --user verify "$WORK/units/velko-helper.service"
+for page in velko-helper velkoctl; do
+  check "man finds $page(1) and formats it without a warning" \
+    bash -c "man -w $page >/dev/null && [ -z \"\$(man --warnings $page 2>&1 >/dev/null)\" ]"
+done
+# Completion as the shells call it: the words typed so far in, the candidates out.
+complete_bash() {
+  bash -c 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _velkoctl; echo "${COMPREPLY[*]}"' _ \
+    "$ROOT/usr/share/bash-completion/completions/velkoctl" "$@"
+}
+complete_zsh() {  # zsh's completion builtins stand in as printers
+  zsh -fc 'compadd() { shift; print -r -- "$*"; }; words=("${@:2}"); CURRENT=$#words; PREFIX=$words[-1]
+    source "$1"' _ "$ROOT/usr/share/zsh/vendor-completions/_velkoctl" "$@"
+}
+check_eq "bash completes a command's words" "set list" "$(complete_bash velkoctl snippets '')"
+check_eq "bash completes its options" "--json --timeout --help" "$(complete_bash velkoctl status --)"
+check_eq "bash completes a file after set" "$ROOT/usr/share/man/man1/velkoctl.1" \
+  "$(complete_bash velkoctl rules set "$ROOT/usr/share/man/man1/velkoc")"
+check_eq "zsh completes a command's words" "open_popover spotlight_launcher save_snippet" \
+  "$(complete_zsh velkoctl hotkey '')"
+check_eq "zsh completes its options" "--timeout --help" "$(complete_zsh velkoctl paste --)"
 
 # The installed binary, run with the installed data first on the search path.
 start_x_and_bus

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "velkoctl/ControlCommandLine.h"
@@ -95,6 +96,37 @@ TEST(ControlCommandLineTest, TimeoutsMustBeAPositiveFiniteNumberOfSeconds) {
         EXPECT_NE(refused({"ping", "--timeout=" + bad}).find("--timeout wants seconds"), std::string::npos) << bad;
     EXPECT_EQ(accepted({"paste", "--timeout", "3600"}).timeout, 3600.0);
     EXPECT_EQ(accepted({"paste", "--timeout", "0.001"}).timeout, 0.001);
+}
+
+// Shell completion is generated from the table's completion fields; they must offer exactly what
+// the parser takes.
+TEST(ControlCommandLineTest, CompletionOffersExactlyWhatEachCommandTakes) {
+    const auto wordsOf = [](std::string_view list) {
+        Args words;
+        for (std::size_t at = 0; at < list.size();) {
+            const auto end = std::min(list.find(' ', at), list.size());
+            words.emplace_back(list.substr(at, end - at));
+            at = end + 1;
+        }
+        return words;
+    };
+    for (const auto& command : ControlCommandTable::commands()) {
+        const std::string word(command.word);
+        std::vector<Args> starts = {{word}};
+        for (const auto& first : wordsOf(command.arguments)) {
+            EXPECT_EQ(bool(CL::parse({word, first})), first != command.fileAfter) << word << " " << first;
+            starts.push_back(first == command.fileAfter ? Args{word, first, "f.json"} : Args{word, first});
+        }
+        const Args offered = wordsOf(command.options);
+        for (const Args& option : {Args{"--timeout", "1"}, Args{"--json"}}) {
+            bool taken = false;
+            for (Args args : starts) {
+                args.insert(args.end(), option.begin(), option.end());
+                taken = taken || bool(CL::parse(args));
+            }
+            EXPECT_EQ(taken, std::ranges::count(offered, option[0]) == 1) << word << " " << option[0];
+        }
+    }
 }
 
 }  // namespace
