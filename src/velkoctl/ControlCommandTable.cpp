@@ -231,6 +231,8 @@ add      adds (or puts back) the three: "Velko: clipboard history" on Ctrl+Shift
 remove   removes these three and nothing else
 list     prints each of the three: identifier, keys and command, or "not added"
 Your own custom shortcuts are kept as they are. Runs gsettings.
+GNOME then takes Ctrl+Shift+V also when the helper presses it for paste match, which opens
+the history instead; give that shortcut other keys in Settings if you paste that way.
 
 Exit status: 0 done, 1 gsettings or GNOME's keyboard settings are missing or refused.
 )text";
