@@ -37,8 +37,9 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
     portal->setStateHandler([changed = std::move(changed), noted](const auto& status) {
         if (status.state == PortalGlobalShortcuts::State::unavailable && noted)
             noted(status.reason +
-                  ".\nBind the keys yourself in the desktop's keyboard settings (GNOME: Custom "
-                  "Shortcuts) to the commands velkoctl hotkey open_popover, spotlight_launcher or "
+                  ".\nOn GNOME, velkoctl gnome-shortcuts add binds the three keys as GNOME custom "
+                  "shortcuts (Settings → Keyboard, removable there). Elsewhere bind them in the "
+                  "desktop's keyboard settings to velkoctl hotkey open_popover, spotlight_launcher or "
                   "save_snippet.");
         if (!changed || status.state == PortalGlobalShortcuts::State::starting) return;
         changed(status.state == PortalGlobalShortcuts::State::ready ? "desktop portal" : "off");

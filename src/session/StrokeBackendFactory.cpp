@@ -2,6 +2,7 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <cstdio>
 
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
@@ -38,11 +39,19 @@ PortalRemoteDesktopKeyboard::ShortcutGuard shortcutGuard(PortalGlobalShortcuts& 
 StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     WaylandStrokes::Backends backends;
     std::string why;
-    backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
-    std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard" : why;
+    // The person may want the portal, with its dialog, over what the compositor offers directly:
+    // e.g. to keep the desktop's own record of who may type.
+    const bool portalOnly = qgetenv("VELKO_STROKES") == "portal";
+    if (portalOnly)
+        std::fprintf(stderr, "velko-helper: VELKO_STROKES=portal: strokes through the desktop portal only\n");
+    else
+        backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+    std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
+                         : portalOnly             ? "VELKO_STROKES=portal"
+                                                  : why;
     QDBusConnection bus = QDBusConnection::sessionBus();
     bool guarded = false;
-    if (!backends.virtualKeyboard && MutterRemoteDesktopKeyboard::offered(bus)) {
+    if (!portalOnly && !backends.virtualKeyboard && MutterRemoteDesktopKeyboard::offered(bus)) {
         // GNOME: mutter's own interface asks no one, where the portal shows its dialog at every start.
         backends.mutter = std::make_unique<MutterRemoteDesktopKeyboard>(bus);
         backends.mutter->start();

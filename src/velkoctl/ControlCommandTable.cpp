@@ -87,6 +87,15 @@ Result<Request> parseStore(const ControlArguments& a) {
     return Failure{"unknown subcommand '" + request.action + "'"};
 }
 
+Result<Request> parseGnomeShortcuts(const ControlArguments& a) {
+    Request request;
+    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    request.action = a.at(0);
+    if (request.action == "add" || request.action == "remove" || request.action == "list") return request;
+    if (request.action.empty()) return Failure{"needs add, remove or list"};
+    return Failure{"unknown subcommand '" + request.action + "'"};
+}
+
 constexpr std::string_view pingHelp = R"text(Usage: velkoctl ping [--timeout S]
 
 Posts a ping on the link and waits for the helper's pong. Prints the pong's JSON on the
@@ -211,7 +220,24 @@ text, separated by tabs. A metadata file that cannot be read is skipped with a w
 Exit status: 0 done, 1 the staging folder cannot be read.
 )text";
 
-const std::array<ControlCommand, 9> table{{
+constexpr std::string_view gnomeShortcutsHelp = R"text(Usage: velkoctl gnome-shortcuts add|remove|list
+
+GNOME 43 gives applications no global shortcuts. This binds the helper's three hotkeys as
+GNOME custom keyboard shortcuts instead, each running velkoctl hotkey IDENTIFIER; they show in
+Settings → Keyboard → View and Customize Shortcuts → Custom Shortcuts, where you can change
+their keys or remove them.
+add      adds (or puts back) the three: "Velko: clipboard history" on Ctrl+Shift+V, "Velko:
+         search" on Ctrl+Shift+Space and "Velko: save snippet" on Ctrl+Shift+S
+remove   removes these three and nothing else
+list     prints each of the three: identifier, keys and command, or "not added"
+Your own custom shortcuts are kept as they are. Runs gsettings.
+GNOME then takes Ctrl+Shift+V also when the helper presses it for paste match, which opens
+the history instead; give that shortcut other keys in Settings if you paste that way.
+
+Exit status: 0 done, 1 gsettings or GNOME's keyboard settings are missing or refused.
+)text";
+
+const std::array<ControlCommand, 10> table{{
     {"ping", "ping [--timeout S]", "ask the helper for its pong and time the answer", pingHelp,
      parseOptions<true, false>, "", "--timeout", ""},
     {"paste", "paste [now|plain|match]", "ask the helper to paste into the focused window", pasteHelp, parsePaste,
@@ -230,6 +256,8 @@ const std::array<ControlCommand, 9> table{{
      "connect disconnect status", "", ""},
     {"screenshots", "screenshots [--json]", "list the screenshots staged for Velko", screenshotsHelp,
      parseOptions<false, true>, "", "--json", ""},
+    {"gnome-shortcuts", "gnome-shortcuts add|remove|list", "bind the hotkeys in GNOME's custom shortcuts",
+     gnomeShortcutsHelp, parseGnomeShortcuts, "add remove list", "", ""},
 }};
 
 }  // namespace

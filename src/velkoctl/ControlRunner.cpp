@@ -1,5 +1,6 @@
 #include "velkoctl/ControlRunner.h"
 
+#include <QCoreApplication>
 #include <array>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 #include "velkoctl/ControlRunnerFiles.h"
 #include "velkoctl/ControlRunnerLink.h"
 #include "velkoctl/ControlRunnerLists.h"
+#include "velkoctl/ControlRunnerShortcuts.h"
 
 namespace velko {
 
@@ -24,7 +26,7 @@ struct Runner {
     int (*run)(const Request& request, const GroupContainer& container);
 };
 
-const std::array<Runner, 9> runners{{
+const std::array<Runner, 10> runners{{
     {"ping", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().ping(r); }},
     {"paste", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().paste(r); }},
     {"watch", false, [](const Request& r, const GroupContainer&) { return ControlRunnerLink().watch(r); }},
@@ -41,6 +43,10 @@ const std::array<Runner, 9> runners{{
     {"store", true, [](const Request& r, const GroupContainer& c) { return ControlRunnerFiles(c).store(r); }},
     {"screenshots", true,
      [](const Request& r, const GroupContainer& c) { return ControlRunnerFiles(c).screenshots(r); }},
+    {"gnome-shortcuts", false,
+     [](const Request& r, const GroupContainer&) {
+         return ControlRunnerShortcuts(QCoreApplication::applicationFilePath().toStdString()).run(r);
+     }},
 }};
 
 const Runner* runnerOf(std::string_view word) {
