@@ -34,9 +34,12 @@ PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string
       what_(std::move(what)),
       portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
     portalWatcher_.setWatchedServices(watchedServices());
-    connect(
-        &portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
-        [this](const QString&, const QString& oldOwner, const QString& newOwner) { ownerChanged(oldOwner, newOwner); });
+    connect(&portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString& name, const QString& oldOwner, const QString& newOwner) {
+                // News from a bus that has since been replaced says nothing about this one.
+                const auto* daemon = bus_.interface();
+                if (daemon && daemon->serviceOwner(name).value() == newOwner) ownerChanged(oldOwner, newOwner);
+            });
 }
 
 void PortalSession::ownerChanged(const QString& oldOwner, const QString& newOwner) {
