@@ -28,11 +28,12 @@ DBusHandlerResult onLocalMessage(DBusConnection*, DBusMessage* message, void* ow
 }
 }  // namespace
 
-SessionBusConnection::SessionBusConnection(const QString& purpose, QObject* parent)
-    : QObject(parent), purpose_(purpose), connection_(QStringLiteral("velko-unconnected")) {
+SessionBusConnection::SessionBusConnection(const QString& purpose, QObject* parent, bool carriesLink)
+    : QObject(parent), purpose_(purpose), connection_(QStringLiteral("velko-unconnected")), carriesLink_(carriesLink) {
     if (!connectToBus()) {
-        std::fprintf(stderr, "%s: no session bus (%s); the link with Velko is down, retrying\n",
-                     programName().constData(), qPrintable(connection_.lastError().message()));
+        if (carriesLink_)
+            std::fprintf(stderr, "%s: no session bus (%s); the link with Velko is down, retrying\n",
+                         programName().constData(), qPrintable(connection_.lastError().message()));
         reportedLoss_ = true;
     }
     // For a loss that sends no Disconnected (a connection that never came up), and the retries.
@@ -80,16 +81,16 @@ void SessionBusConnection::checkConnection() {
     const bool wasUp = !reportedLoss_;
     if (connectToBus()) {
         // A bus that is still there dropped only us (it does so to a client that reads too slowly).
-        if (wasUp)
+        if (carriesLink_ && wasUp)
             std::fprintf(stderr, "%s: the session bus closed our connection; connected again\n",
                          programName().constData());
-        else
+        else if (carriesLink_)
             std::fprintf(stderr, "%s: session bus reached; the link with Velko is up\n", programName().constData());
         reportedLoss_ = false;
         watchdog_.setInterval(checkInterval);
         return;
     }
-    if (wasUp)
+    if (wasUp && carriesLink_)
         std::fprintf(stderr, "%s: lost the session bus; the link with Velko is down, retrying\n",
                      programName().constData());
     reportedLoss_ = true;

@@ -14,8 +14,9 @@ namespace velko {
 class SessionBusConnection : public QObject {
     Q_OBJECT
 public:
-    // purpose names the connection, so that each user of the bus gets one of its own.
-    explicit SessionBusConnection(const QString& purpose, QObject* parent = nullptr);
+    // purpose names the connection, so that each user of the bus gets one of its own. Only the
+    // connection that carries the link with Velko says when the bus goes and comes back.
+    explicit SessionBusConnection(const QString& purpose, QObject* parent = nullptr, bool carriesLink = true);
     ~SessionBusConnection() override;
 
     QDBusConnection& get() { return connection_; }
@@ -36,6 +37,7 @@ private:
     QString connectionName_;
     int generation_ = 0;
     bool reportedLoss_ = false;
+    bool carriesLink_ = true;
     QTimer watchdog_;
     std::vector<std::function<void(QDBusConnection&)>> setUps_;
 };

@@ -9,6 +9,8 @@ namespace velko {
 namespace {
 
 const QString settingsDirectory = QStringLiteral("/org/gnome/desktop/input-sources/");
+const QString writerPath = QStringLiteral("/ca/desrt/dconf/Writer/user");
+const QString writerInterface = QStringLiteral("ca.desrt.dconf.Writer");
 
 // (type, id) of each source, in order.
 std::vector<std::pair<std::string, std::string>> sourcesIn(const std::string& text) {
@@ -45,9 +47,16 @@ GnomeInputSources::~GnomeInputSources() {
 
 void GnomeInputSources::start() {
     // From any sender: dconf's writer service runs under a name of its own, started on demand.
-    bus_.connect(QString(), QStringLiteral("/ca/desrt/dconf/Writer/user"), QStringLiteral("ca.desrt.dconf.Writer"),
-                 QStringLiteral("Notify"), this, SLOT(onNotify(QString, QStringList, QString)));
+    bus_.connect(QString(), writerPath, writerInterface, QStringLiteral("Notify"), this,
+                 SLOT(onNotify(QString, QStringList, QString)));
     read();
+}
+
+void GnomeInputSources::moveTo(QDBusConnection bus) {
+    bus_.disconnect(QString(), writerPath, writerInterface, QStringLiteral("Notify"), this,
+                    SLOT(onNotify(QString, QStringList, QString)));
+    bus_ = std::move(bus);
+    start();
 }
 
 std::optional<std::uint32_t> GnomeInputSources::activeLayout(const std::string& sources, const std::string& mru) {

@@ -27,6 +27,9 @@ public:
     ~GnomeInputSources() override;
 
     void start();
+    // The session bus was made anew and `bus` reaches it: changes are heard there, and the setting
+    // is read again for a switch made while the bus was gone.
+    void moveTo(QDBusConnection bus);
 
     // The index among the xkb sources of sources of the first source of mru, GNOME's way of
     // writing both ("[('xkb', 'de'), ('ibus', 'anthy')]"); nullopt when it is no xkb source of them.

@@ -75,6 +75,17 @@ void MutterRemoteDesktopKeyboard::start() {
     });
 }
 
+void MutterRemoteDesktopKeyboard::moveTo(QDBusConnection bus) {
+    if (status_.state != State::unavailable) {
+        sessionPath_.clear();
+        fail("the session bus went away");
+    }
+    bus_ = std::move(bus);
+    watcher_.setConnection(bus_);
+    keys_.moveTo(bus_);
+    if (offered(bus_)) start();
+}
+
 void MutterRemoteDesktopKeyboard::startSession(unsigned attempt) {
     auto message = QDBusMessage::createMethodCall(owner_, sessionPath_, sessionInterface, QStringLiteral("Start"));
     auto* call = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(timeout_.count())), this);

@@ -35,6 +35,9 @@ public:
     static bool offered(QDBusConnection& bus);
     // Opens and starts a session and returns at once; ignored unless unavailable.
     void start();
+    // The session bus was made anew and `bus` reaches it: the session went with the old one, and one
+    // is started on the new one as soon as mutter is there.
+    void moveTo(QDBusConnection bus);
     Status state() const { return status_; }
     // Called on the Qt loop after every change of state.
     void setStateHandler(std::function<void(const Status&)> handler) { stateHandler_ = std::move(handler); }

@@ -22,15 +22,26 @@ void PlasmaKeyboardLayouts::start() {
     bus_.connect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
     const auto ask = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("getLayout"));
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(ask, askTimeoutMs), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, announced = announced_] {
         watcher->deleteLater();
         // A switch announced meanwhile is newer than this answer.
         const QDBusPendingReply<uint> reply = *watcher;
-        if (!layout_ && reply.isValid()) onLayoutChanged(reply.value());
+        if (announced == announced_ && reply.isValid()) take(reply.value());
     });
 }
 
+void PlasmaKeyboardLayouts::moveTo(QDBusConnection bus) {
+    bus_.disconnect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
+    bus_ = std::move(bus);
+    start();
+}
+
 void PlasmaKeyboardLayouts::onLayoutChanged(uint layout) {
+    ++announced_;
+    take(layout);
+}
+
+void PlasmaKeyboardLayouts::take(std::uint32_t layout) {
     if (layout_ == layout) return;
     layout_ = layout;
     changed_(layout);

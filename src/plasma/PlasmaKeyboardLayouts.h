@@ -20,14 +20,20 @@ public:
     PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, QObject* parent = nullptr);
 
     void start();
+    // The session bus was made anew and `bus` reaches it: the switches are followed there, starting
+    // with the layout in use now.
+    void moveTo(QDBusConnection bus);
 
 private slots:
     void onLayoutChanged(uint layout);
 
 private:
+    void take(std::uint32_t layout);
+
     QDBusConnection bus_;
     Changed changed_;
     std::optional<std::uint32_t> layout_;
+    unsigned announced_ = 0;  // switches heard of so far
 };
 
 }  // namespace velko

@@ -81,4 +81,10 @@ void OrderedKeyCalls::forget() {
     inFlight_ = nullptr;
 }
 
+void OrderedKeyCalls::moveTo(QDBusConnection bus) {
+    owed_.reset();  // its service went with the old bus too
+    forget();
+    bus_ = std::move(bus);
+}
+
 }  // namespace velko

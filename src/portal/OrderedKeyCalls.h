@@ -42,6 +42,8 @@ public:
     void releaseNow();
     // The device went away with its session, and its keys with it: nothing queued is sent.
     void forget();
+    // The session bus was made anew: the session went with the old one, later calls go on `bus`.
+    void moveTo(QDBusConnection bus);
     // No change queued or under way.
     bool idle() const { return queue_.empty() && !inFlight_; }
 

@@ -54,6 +54,7 @@ private:
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
     void sessionEnding() override;
     void resume() override { start(); }
+    void busReplaced() override { keys_.moveTo(bus_); }
 
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;

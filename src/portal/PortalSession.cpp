@@ -34,9 +34,12 @@ PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string
       what_(std::move(what)),
       portalWatcher_(portalService, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
     portalWatcher_.setWatchedServices(watchedServices());
-    connect(
-        &portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
-        [this](const QString&, const QString& oldOwner, const QString& newOwner) { ownerChanged(oldOwner, newOwner); });
+    connect(&portalWatcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString& name, const QString& oldOwner, const QString& newOwner) {
+                // News from a bus that has since been replaced says nothing about this one.
+                const auto* daemon = bus_.interface();
+                if (daemon && daemon->serviceOwner(name).value() == newOwner) ownerChanged(oldOwner, newOwner);
+            });
 }
 
 void PortalSession::ownerChanged(const QString& oldOwner, const QString& newOwner) {
@@ -48,9 +51,28 @@ void PortalSession::ownerChanged(const QString& oldOwner, const QString& newOwne
         if (!stale.isEmpty()) PortalRequest::close(bus_, portalOwner_, stale, PortalRequest::sessionInterface);
         lost_ = true;
     }
-    if (newOwner.isEmpty() || !lost_) return;
+    if (newOwner.isEmpty() || !lost_ || !portalsRegistered()) return;
+    lost_ = false;
+    resume();
+}
+
+bool PortalSession::portalsRegistered() {
     for (const QString& name : portalWatcher_.watchedServices())
-        if (!bus_.interface()->isServiceRegistered(name).value()) return;
+        if (!bus_.interface()->isServiceRegistered(name).value()) return false;
+    return true;
+}
+
+void PortalSession::moveTo(QDBusConnection bus) {
+    if (status_.state != State::unavailable) {
+        sessionPath_.clear();  // went with the old bus
+        fail("the session bus went away");
+        lost_ = true;
+    }
+    bus_ = std::move(bus);
+    portalWatcher_.setConnection(bus_);
+    busReplaced();
+    // Otherwise the watcher takes it up when the portal arrives.
+    if (!lost_ || !bus_.isConnected() || !portalsRegistered()) return;
     lost_ = false;
     resume();
 }
@@ -139,6 +161,8 @@ void PortalSession::endSession() {
 }
 
 void PortalSession::fail(const std::string& reason) {
+    // Whatever failed because the bus went away is taken up again on the next one.
+    if (!bus_.isConnected() && status_.state != State::unavailable) lost_ = true;
     endSession();
     std::fprintf(stderr, "velko-helper: no %s through the desktop portal: %s\n", what_.c_str(), reason.c_str());
     setStatus({State::unavailable, reason});

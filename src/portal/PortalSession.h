@@ -32,6 +32,9 @@ public:
     Status state() const { return status_; }
     // Called on the Qt loop after every change of state.
     void setStateHandler(std::function<void(const Status&)> handler) { stateHandler_ = std::move(handler); }
+    // The session bus was made anew and `bus` reaches it: what lived on the old one is gone. A session
+    // in use, or lost with the old bus, is set up again once the portal is on the new one.
+    void moveTo(QDBusConnection bus);
 
 protected:
     using Granted = std::function<void(const QVariantMap& results)>;
@@ -70,6 +73,8 @@ protected:
     virtual std::string closedReason() const = 0;
     // The portal is back after it went away while in use: set up the session again as before.
     virtual void resume() = 0;
+    // What a subclass did once per connection, to be done again on the new one.
+    virtual void busReplaced() {}
 
     QDBusConnection bus_;
     const QString interface_;
@@ -84,6 +89,7 @@ private slots:
 private:
     void dropRequest();
     void ownerChanged(const QString& oldOwner, const QString& newOwner);
+    bool portalsRegistered();
 
     const std::string what_;
     QDBusServiceWatcher portalWatcher_;

@@ -1,7 +1,9 @@
 #include "session/HotkeyBackendFactory.h"
 
 #include <QDBusConnection>
+#include <utility>
 
+#include "dbus/SessionBusConnection.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "session/NoFilteringKeyTap.h"
 #include "x11/X11FilteringKeyTap.h"
@@ -25,15 +27,18 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
         return c;
     }
     // Xwayland's grabs fire only while an X11 window has the focus; the desktop's own shortcuts
-    // fire everywhere. A connection of its own, which the portal ties to the helper's application id.
-    const QString connectionName = QStringLiteral("velko-shortcuts");
-    const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
-    if (!PortalGlobalShortcuts::portalOnBus(bus)) {
-        c.choice = {"Hotkeys", "off", bus.isConnected() ? "no desktop portal on the session bus" : "no session bus"};
-        QDBusConnection::disconnectFromBus(connectionName);
+    // fire everywhere. A connection of its own, which the portal ties to the helper's application id,
+    // made anew with the bus.
+    auto link = std::make_unique<SessionBusConnection>(QStringLiteral("shortcuts"), nullptr, false);
+    if (!PortalGlobalShortcuts::portalOnBus(link->get())) {
+        c.choice = {"Hotkeys", "off", link->isConnected() ? "no desktop portal on the session bus" : "no session bus"};
         return c;
     }
-    auto portal = std::make_unique<PortalGlobalShortcuts>(bus);
+    auto portal = std::make_unique<PortalGlobalShortcuts>(link->get());
+    link->whenConnected([shortcuts = portal.get(), first = true](QDBusConnection& bus) mutable {
+        if (!std::exchange(first, false)) shortcuts->moveTo(bus);
+    });
+    link.release()->setParent(portal.get());
     portal->setStateHandler([changed = std::move(changed), noted](const auto& status) {
         if (status.state == PortalGlobalShortcuts::State::unavailable && noted)
             noted(status.reason +

@@ -1,7 +1,9 @@
 #include "session/KeyWatchBackendFactory.h"
 
 #include <cstdlib>
+#include <utility>
 
+#include "dbus/SessionBusConnection.h"
 #include "evdev/EvdevKeyEventTap.h"
 #include "evdev/SessionKeymap.h"
 #include "gnome/GnomeInputSources.h"
@@ -33,6 +35,19 @@ std::vector<ShortcutTrigger> hotkeyTriggers(const PortalGlobalShortcuts* portal)
     return triggers;
 }
 
+// The watch on a connection of its own, moved to each new bus.
+template <typename Watch, typename... Arguments>
+std::unique_ptr<QObject> onOwnBus(Arguments&&... arguments) {
+    auto link = std::make_unique<SessionBusConnection>(QStringLiteral("layouts"), nullptr, false);
+    auto watch = std::make_unique<Watch>(link->get(), std::forward<Arguments>(arguments)...);
+    link->whenConnected([watch = watch.get(), first = true](QDBusConnection& bus) mutable {
+        if (!std::exchange(first, false)) watch->moveTo(bus);
+    });
+    link.release()->setParent(watch.get());
+    watch->start();
+    return watch;
+}
+
 bool severalLayouts(const std::optional<SessionKeymap::Names>& names) {
     return names && names->layout.find(',') != std::string::npos;
 }
@@ -49,16 +64,12 @@ std::unique_ptr<QObject> followLayouts(const SessionKeymap::Found& keymap, Evdev
     if (desktop.find("GNOME") != std::string::npos) {
         const auto sources = gnomeSources();
         if (!sources || !severalLayouts(SessionKeymap::fromGnomeSources(*sources))) return nullptr;
-        auto watch = std::make_unique<GnomeInputSources>(QDBusConnection::sessionBus(), *sources, setLayout);
-        watch->start();
-        return watch;
+        return onOwnBus<GnomeInputSources>(*sources, setLayout);
     }
     if (desktop.find("KDE") != std::string::npos) {
         const auto settings = SessionKeymap::plasmaSettings();
         if (!settings || !severalLayouts(SessionKeymap::fromPlasmaSettings(*settings))) return nullptr;
-        auto watch = std::make_unique<PlasmaKeyboardLayouts>(QDBusConnection::sessionBus(), setLayout);
-        watch->start();
-        return watch;
+        return onOwnBus<PlasmaKeyboardLayouts>(setLayout);
     }
     return nullptr;
 }

@@ -3,7 +3,9 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <cstdio>
+#include <utility>
 
+#include "dbus/SessionBusConnection.h"
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
 #include "portal/PortalGlobalShortcuts.h"
@@ -49,11 +51,17 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
                          : portalOnly             ? "VELKO_STROKES=portal"
                                                   : why;
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    // Made anew with the bus, so that a restarted bus gets the keyboard session back.
+    auto link = std::make_unique<SessionBusConnection>(QStringLiteral("strokes"), nullptr, false);
+    QDBusConnection& bus = link->get();
     bool guarded = false;
     if (!portalOnly && !backends.virtualKeyboard && MutterRemoteDesktopKeyboard::offered(bus)) {
         // GNOME: mutter's own interface asks no one, where the portal shows its dialog at every start.
         backends.mutter = std::make_unique<MutterRemoteDesktopKeyboard>(bus);
+        link->whenConnected([mutter = backends.mutter.get(), first = true](QDBusConnection& bus) mutable {
+            if (!std::exchange(first, false)) mutter->moveTo(bus);
+        });
+        link.release()->setParent(backends.mutter.get());
         backends.mutter->start();
         reason = "mutter offers its remote desktop";
     } else if (!backends.virtualKeyboard) {
@@ -67,10 +75,14 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
                 if (defaults) defaults->setString(StrokeBackendFactory::restoreTokenKey, token);
             }};
         backends.portal = std::make_unique<PortalRemoteDesktopKeyboard>(bus, std::move(tokens));
-        if (needs.hotkeyPortal && bus.interface()->isServiceRegistered(kglobalaccel).value()) {
+        if (needs.hotkeyPortal && bus.isConnected() && bus.interface()->isServiceRegistered(kglobalaccel).value()) {
             backends.portal->setShortcutGuard(shortcutGuard(*needs.hotkeyPortal));
             guarded = true;
         }
+        link->whenConnected([portal = backends.portal.get(), first = true](QDBusConnection& bus) mutable {
+            if (!std::exchange(first, false)) portal->moveTo(bus);
+        });
+        link.release()->setParent(backends.portal.get());
         backends.portal->start();
         reason += "; asking the desktop portal";
     }

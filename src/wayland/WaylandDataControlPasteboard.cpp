@@ -182,51 +182,39 @@ std::int64_t WaylandDataControlPasteboard::changeCount() {
     return count_;
 }
 
-void WaylandDataControlPasteboard::markSilent() {
-    silentAtCount_ = count_;
-    std::fputs("velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n", stderr);
-}
-
-WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::receive(const std::string& type, Bytes& bytes,
-                                                                         std::int64_t timeoutMs, std::size_t limit) {
+int WaylandDataControlPasteboard::ask(const std::string& type) {
     int fds[2];
-    if (pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) return Read::failed;
+    if (pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) return -1;
     // The request carries a duplicate of the write end: ours must go for the end of file to come.
     zwlr_data_control_offer_v1_receive(current_->proxy, type.c_str(), fds[1]);
     close(fds[1]);
-    Read result = Read::failed;
-    if (flush()) {
-        const std::int64_t deadline = nowMs() + timeoutMs;
-        std::uint8_t buffer[65536];
-        for (;;) {
-            const ssize_t n = read(fds[0], buffer, sizeof buffer);
-            if (n > 0) {
-                if (bytes.size() + static_cast<std::size_t>(n) > limit) {
-                    result = Read::tooLarge;
-                    break;
-                }
-                bytes.insert(bytes.end(), buffer, buffer + n);
-            } else if (n == 0) {
-                result = Read::done;
-                break;
-            } else if (errno != EINTR && errno != EAGAIN) {
-                break;
-            } else if (errno == EAGAIN) {
-                const std::int64_t left = deadline - nowMs();
-                if (left <= 0) {
-                    result = Read::silent;
-                    break;
-                }
-                pollfd readable{fds[0], POLLIN, 0};
-                poll(&readable, 1, static_cast<int>(left));
-            }
-        }
-    }
-    close(fds[0]);
-    return result;
+    return fds[0];
 }
 
-std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::items() {
+WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::drain(int fd, Bytes& bytes, std::int64_t timeoutMs,
+                                                                       std::size_t limit) {
+    const std::int64_t deadline = nowMs() + timeoutMs;
+    std::uint8_t buffer[65536];
+    for (;;) {
+        const ssize_t n = read(fd, buffer, sizeof buffer);
+        if (n > 0) {
+            if (bytes.size() + static_cast<std::size_t>(n) > limit) return Read::tooLarge;
+            bytes.insert(bytes.end(), buffer, buffer + n);
+        } else if (n == 0) {
+            return Read::done;
+        } else if (errno != EINTR && errno != EAGAIN) {
+            return Read::failed;
+        } else if (errno == EAGAIN) {
+            const std::int64_t left = deadline - nowMs();
+            if (left <= 0) return Read::silent;
+            pollfd readable{fd, POLLIN, 0};
+            poll(&readable, 1, static_cast<int>(left));
+        }
+    }
+}
+
+std::variant<std::optional<std::vector<PasteboardItem>>, WaylandDataControlPasteboard::Requested>
+WaylandDataControlPasteboard::request() {
     if (!roundtrip()) return std::nullopt;
     std::vector<PasteboardItem> items;
     if (ownsSelection()) {
@@ -235,33 +223,65 @@ std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::items()
     }
     if (!current_ || current_->types.empty()) return items;
     if (ownerIsSilent()) return std::nullopt;
+    // All at once: an owner that answers one request after the other costs no more than asked in turn,
+    // and the reading needs no connection.
+    Requested requested;
+    requested.count = count_;
+    for (const std::string& type : current_->types) requested.pipes.emplace_back(type, ask(type));
+    if (!flush()) {
+        for (const auto& entry : requested.pipes)
+            if (entry.second >= 0) close(entry.second);
+        return std::nullopt;
+    }
+    return requested;
+}
 
+WaylandDataControlPasteboard::Gathered WaylandDataControlPasteboard::gather(Requested requested) {
+    Gathered gathered;
+    gathered.count = requested.count;
     PasteboardItem item;
     std::size_t kept = 0;
     const std::int64_t start = nowMs();
-    const std::vector<std::string> types = current_->types;
-    for (const std::string& type : types) {
+    for (auto& [type, fd] : requested.pipes) {
         const std::int64_t left = snapshotBudgetMs - (nowMs() - start);
-        if (left <= 0) break;
+        if (fd < 0) continue;
+        if (left <= 0 || gathered.silent) {
+            if (!gathered.silent) gathered.late.push_back(type);
+            close(fd);
+            continue;
+        }
         const std::int64_t timeout = std::min<std::int64_t>(typeTimeoutMs, left);
         Bytes bytes;
-        const Read read = receive(type, bytes, timeout, maxSnapshotBytes - kept);
+        const Read read = drain(fd, bytes, timeout, maxSnapshotBytes - kept);
+        close(fd);
         if (read == Read::done) {
             kept += bytes.size();
             item.types.emplace_back(type, std::move(bytes));
         } else if (read == Read::tooLarge) {
             std::fprintf(stderr, "velko-helper: the clipboard's %s is too large to keep\n", type.c_str());
         } else if (read == Read::silent) {
-            if (item.types.empty() && timeout == typeTimeoutMs) {
-                markSilent();
-                return std::nullopt;
-            }
-            break;  // out of time: what was read is kept
+            if (item.types.empty() && timeout == typeTimeoutMs)
+                gathered.silent = true;
+            else
+                gathered.late.push_back(type);
         }
     }
-    if (item.types.empty()) return std::nullopt;
-    items.push_back(std::move(item));
-    return items;
+    if (!item.types.empty() && !gathered.silent) gathered.items = std::vector<PasteboardItem>{std::move(item)};
+    return gathered;
+}
+
+std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::settle(Gathered gathered) {
+    if (gathered.silent) {
+        silentAtCount_ = gathered.count;
+        std::fputs("velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n", stderr);
+    }
+    return std::move(gathered.items);
+}
+
+std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::items() {
+    auto requested = request();
+    if (auto* ready = std::get_if<0>(&requested)) return std::move(*ready);
+    return settle(gather(std::move(std::get<Requested>(requested))));
 }
 
 std::optional<std::string> WaylandDataControlPasteboard::string() {
@@ -274,10 +294,13 @@ std::optional<std::string> WaylandDataControlPasteboard::string() {
         }
         if (!current_ || ownerIsSilent()) return std::nullopt;
         if (std::find(current_->types.begin(), current_->types.end(), text) == current_->types.end()) continue;
+        const int fd = ask(text);
+        if (fd < 0) return std::nullopt;
         Bytes bytes;
-        const Read read = receive(text, bytes, typeTimeoutMs, maxSnapshotBytes);
+        const Read read = flush() ? drain(fd, bytes, typeTimeoutMs, maxSnapshotBytes) : Read::failed;
+        close(fd);
         if (read == Read::done) return std::string(bytes.begin(), bytes.end());
-        if (read == Read::silent) markSilent();
+        if (read == Read::silent) settle({std::nullopt, {}, count_, true});
         return std::nullopt;
     }
     return std::nullopt;

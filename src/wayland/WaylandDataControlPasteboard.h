@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "platform/Pasteboard.h"
@@ -34,6 +35,26 @@ public:
     // Every type read within the time and size bounds; nullopt when the compositor is gone or no type could be
     // read (an owner that sends no end to the first one is not asked again until the clipboard changes).
     std::optional<std::vector<PasteboardItem>> items() override;
+    // items() in three steps, so that the waiting can happen off the main thread: request() asks the owner
+    // for every type at once (main thread), gather() reads the answers (any thread), settle() takes the
+    // outcome in (main thread). Each type must end within typeTimeoutMs and all within snapshotBudgetMs.
+    struct Requested {
+        std::vector<std::pair<std::string, int>> pipes;  // each type asked for, and where its bytes come
+        std::int64_t count = 0;
+    };
+    struct Gathered {
+        std::optional<std::vector<PasteboardItem>> items;
+        std::vector<std::string> late;  // types that did not end in time
+        std::int64_t count = 0;
+        bool silent = false;  // not even the first type came: the owner does not answer
+    };
+    // The contents themselves when they are at hand without the owner (ours, empty, silent owner, gone).
+    std::variant<std::optional<std::vector<PasteboardItem>>, Requested> request();
+    // Reads and closes every pipe; never touches the connection.
+    static Gathered gather(Requested requested);
+    // An owner found silent is not asked again until the clipboard changes.
+    std::optional<std::vector<PasteboardItem>> settle(Gathered gathered);
+
     // The UTF-8 text on it; nullopt without a text type, an owner that does not answer, or no compositor.
     std::optional<std::string> string() override;
     // Empties the clipboard; nothing happens without a compositor.
@@ -80,12 +101,13 @@ private:
     bool flush();
     bool lost();
     void offer(Types types);
-    Read receive(const std::string& type, Bytes& bytes, std::int64_t deadlineMs, std::size_t limit);
+    // Asks the owner for one type; the pipe its bytes come through, or -1.
+    int ask(const std::string& type);
+    static Read drain(int fd, Bytes& bytes, std::int64_t timeoutMs, std::size_t limit);
     void serve(zwlr_data_control_source_v1* source, const char* type, int fd);
     void select(zwlr_data_control_offer_v1* proxy);
     bool ownsSelection() const { return ownSource_ != nullptr; }
     bool ownerIsSilent() const { return silentAtCount_ == count_; }
-    void markSilent();
 
     std::unique_ptr<WaylandConnection> connection_;  // first, so that it closes last
     zwlr_data_control_manager_v1* manager_ = nullptr;

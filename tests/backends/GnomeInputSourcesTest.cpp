@@ -68,13 +68,23 @@ struct DconfBus : ::testing::Test {
         setEnvironment("XDG_CONFIG_HOME", dir.filePath("config"));
         setEnvironment("XDG_RUNTIME_DIR", dir.filePath("run"));
         setEnvironment("GSETTINGS_BACKEND", "dconf");
-        daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
-        ASSERT_TRUE(daemon.waitForStarted());
-        while (!daemon.canReadLine()) ASSERT_TRUE(daemon.waitForReadyRead(5000)) << "the bus printed no address";
-        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
-        setEnvironment("DBUS_SESSION_BUS_ADDRESS", address);
+        setEnvironment("DBUS_SESSION_BUS_ADDRESS", {});
+        const QString address = startBus();
+        ASSERT_FALSE(address.isEmpty()) << "the bus printed no address";
         bus = QDBusConnection::connectToBus(address, connectionName);
         ASSERT_TRUE(bus.isConnected());
+    }
+    // A dbus-daemon of the test's; its address, which gsettings is told to use.
+    QString startBus() {
+        daemon.kill();
+        daemon.waitForFinished();
+        daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
+        if (!daemon.waitForStarted()) return {};
+        while (!daemon.canReadLine())
+            if (!daemon.waitForReadyRead(5000)) return {};
+        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address.toLocal8Bit());
+        return address;
     }
     void TearDown() override {
         QDBusConnection::disconnectFromBus(connectionName);
@@ -105,6 +115,24 @@ TEST_F(DconfBus, FollowsEachSwitchGnomeWritesAndIgnoresWhatIsNoXkbSource) {
     setMru("[('xkb', 'de'), ('ibus', 'anthy'), ('xkb', 'us')]");
     ASSERT_TRUE(waitUntil([&] { return layouts.size() == 3; }));
     EXPECT_EQ(layouts, (std::vector<std::uint32_t>{0, 1, 0}));
+}
+
+TEST_F(DconfBus, ANewBusIsHeardFromTheSwitchMadeWhileItWasAway) {
+    setMru("[('xkb', 'de'), ('xkb', 'us')]");
+    std::vector<std::uint32_t> layouts;
+    GnomeInputSources watch(bus, sources, [&](std::uint32_t layout) { layouts.push_back(layout); });
+    watch.start();
+    ASSERT_TRUE(waitUntil([&] { return layouts.size() == 1; }));
+    const QString address = startBus();
+    ASSERT_FALSE(address.isEmpty());
+    setMru("[('xkb', 'us'), ('xkb', 'de')]");
+    const QString nextName = QStringLiteral("gnome-sources-next");
+    watch.moveTo(QDBusConnection::connectToBus(address, nextName));
+    ASSERT_TRUE(waitUntil([&] { return layouts.size() == 2; }));
+    setMru("[('xkb', 'de'), ('xkb', 'us')]");
+    ASSERT_TRUE(waitUntil([&] { return layouts.size() == 3; }));
+    EXPECT_EQ(layouts, (std::vector<std::uint32_t>{0, 1, 0}));
+    QDBusConnection::disconnectFromBus(nextName);
 }
 
 }  // namespace

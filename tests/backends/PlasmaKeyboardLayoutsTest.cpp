@@ -62,6 +62,34 @@ TEST_F(PlasmaKeyboardLayoutsTest, StartsWithTheLayoutInUseAndFollowsEachSwitch) 
     EXPECT_EQ(layouts, (std::vector<std::uint32_t>{1, 0, 2}));
 }
 
+TEST_F(PlasmaKeyboardLayoutsTest, ANewBusIsFollowedFromTheLayoutInUseThere) {
+    daemon.layout = 1;
+    std::vector<std::uint32_t> layouts;
+    PlasmaKeyboardLayouts watch(watcherBus, [&](std::uint32_t layout) { layouts.push_back(layout); });
+    watch.start();
+    ASSERT_TRUE(portal.waitUntil([&] { return layouts.size() == 1; }));
+
+    PortalBus next;
+    const QString address = next.start();
+    const QString watcherName = QStringLiteral("plasma-watcher-next");
+    const QString daemonName = QStringLiteral("plasma-daemon-next");
+    auto nextDaemon = QDBusConnection::connectToBus(address, daemonName);
+    ASSERT_TRUE(nextDaemon.registerService(QStringLiteral("org.kde.keyboard")));
+    ASSERT_TRUE(nextDaemon.registerVirtualObject(QStringLiteral("/Layouts"), &daemon));
+    daemon.layout = 2;  // switched while the bus was away
+    watch.moveTo(QDBusConnection::connectToBus(address, watcherName));
+    ASSERT_TRUE(next.waitUntil([&] { return layouts.size() == 2; }));
+    switchTo(1);  // the old bus is no longer heard
+    nextDaemon.send(QDBusMessage::createSignal(QStringLiteral("/Layouts"), QStringLiteral("org.kde.KeyboardLayouts"),
+                                               QStringLiteral("layoutChanged"))
+                    << 0u);
+    ASSERT_TRUE(next.waitUntil([&] { return layouts.size() == 3; }));
+    next.pump(100);
+    EXPECT_EQ(layouts, (std::vector<std::uint32_t>{1, 2, 0}));
+    QDBusConnection::disconnectFromBus(watcherName);
+    QDBusConnection::disconnectFromBus(daemonName);
+}
+
 TEST_F(PlasmaKeyboardLayoutsTest, WithoutTheDaemonNothingChanges) {
     daemonBus.unregisterService(QStringLiteral("org.kde.keyboard"));
     std::vector<std::uint32_t> layouts;

@@ -49,7 +49,9 @@ public:
         return address_;
     }
 
-    ~PortalBus() {
+    ~PortalBus() { stop(); }
+    // The bus goes away, and the stand-in with it.
+    void stop() {
         for (QProcess* process : {&portal_, &daemon_}) {
             process->kill();
             process->waitForFinished();

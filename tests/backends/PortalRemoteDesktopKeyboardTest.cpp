@@ -167,5 +167,32 @@ TEST_F(PortalKeyboardTest, WithoutAPortalItSaysSo) {
     EXPECT_THAT(k->state().reason, HasSubstr("no desktop portal"));
 }
 
+TEST_F(PortalKeyboardTest, ANewBusGetsTheSessionBackWithItsToken) {
+    ASSERT_TRUE(portal.startPortal("approve"));
+    auto k = keyboard();
+    k->start();
+    ASSERT_TRUE(portal.waitUntil([&] { return k->state().state == State::ready; }));
+    EXPECT_TRUE(k->postKeyEvent(KeyCodes::v, Flags::command, true));  // Ctrl and V held as the bus goes
+    ASSERT_TRUE(portal.waitUntil([&] { return portal.saidStarting("key").size() == 2; }));
+
+    test::PortalBus next;
+    const QString address = next.start();
+    ASSERT_TRUE(next.startPortal("approve"));
+    portal.stop();
+    ASSERT_TRUE(next.waitUntil([&] { return !bus.isConnected(); }));
+    const QString nextName = QStringLiteral("portal-test-next");
+    k->moveTo(QDBusConnection::connectToBus(address, nextName));
+    ASSERT_TRUE(next.waitUntil([&] { return k->state().state == State::ready; })) << k->state().reason;
+    EXPECT_EQ(next.saidStarting("select_devices"),
+              QStringList{"select_devices types=1 persist_mode=2 restore_token=token-1"});
+    // Nothing is owed from the old session: the new one starts with no key down.
+    EXPECT_TRUE(k->postKeyEvent(KeyCodes::v, Flags::command, true));
+    EXPECT_TRUE(k->postKeyEvent(KeyCodes::v, Flags::command, false));
+    ASSERT_TRUE(next.waitUntil([&] { return next.saidStarting("key").size() >= 4; }));
+    EXPECT_EQ(next.saidStarting("key"), (QStringList{"key 29 1", "key 47 1", "key 47 0", "key 29 0"}));
+    k.reset();
+    QDBusConnection::disconnectFromBus(nextName);
+}
+
 }  // namespace
 }  // namespace velko

@@ -4,7 +4,8 @@
 # which shows no dialog, not through the portal's, which would at every start: every request
 # arrives as V under exactly its modifiers, in order, and no key stays down. GNOME 43 has no
 # global shortcuts portal: hotkeys are off, and the helper says why. When mutter goes away the next
-# request gets the degraded notice, and a mutter that comes back is used again. gnome-shell, mutter
+# request gets the degraded notice, and a mutter that comes back is used again, on a session bus
+# started again as well. gnome-shell, mutter
 # inside GNOME's own shell, serves the strokes the same way.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
@@ -43,6 +44,20 @@ start_mutter_session no-x11
 mv "$WORK/wev.log" "$WORK/wev-gone.log"
 start_wev
 wait_for "mutter taken up again" bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
+first_paste
+check_pastes 1 "Mod1 Meta"
+
+# The session bus starts again at the same address, and mutter with it: the helper takes up its
+# remote desktop on the new bus.
+kill "$MUTTER_PID" "$BUS_PID"
+wait "$MUTTER_PID" 2>/dev/null || true
+wait_for "the helper to lose the bus" grep -q 'lost the session bus' "$HELPER_LOG"
+start_bus
+start_mutter_session no-x11
+mv "$WORK/wev.log" "$WORK/wev-bus.log"
+start_wev
+wait_for "mutter taken up on the new bus" \
+  bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
 first_paste
 check_pastes 1 "Mod1 Meta"
 stop_helper

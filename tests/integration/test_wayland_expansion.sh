@@ -63,4 +63,25 @@ sleep 1
 check_eq "a copy made meanwhile stays" "fresh copy" "$(wl-paste -n)"
 close_field
 check_eq "the snippet went into the field" "$EXPANDED" "$(cat "$WORK/$FIELD.out")"
+
+# An owner that takes 0.6-0.8 s for each type: the loop answers meanwhile, and both types come back.
+"$VELKO_BIN_DIR/velko-test-wayland-slow-owner" 600-800 image/png="$WORK/red.png" \
+  "text/plain;charset=utf-8=$WORK/caption.txt" >"$WORK/slow.out" 2>&1 &
+SLOW_PID=$!
+pids+=("$SLOW_PID")
+wait_for "the slow owner" grep -qs owned "$WORK/slow.out"
+open_field velko-slow
+type_text ';sig'
+sleep 0.3  # while the clipboard is read
+pongs="$(grep -c pong "$HELPER_LOG" || true)"
+type_text ping
+check "a ping is answered within 0.6 s while the clipboard is read" \
+  bash -c "for _ in \$(seq 12); do [ \$(grep -c pong '$HELPER_LOG') -gt $pongs ] && exit 0; sleep 0.05; done; exit 1"
+# wl-paste would queue behind the helper's reads: the owner ending says the snippet took its place.
+wait_for "the paste step" bash -c "! kill -0 $SLOW_PID 2>/dev/null"
+wait_for "the clipboard to come back" offers_image
+check "the slow owner's image is back" cmp -s "$WORK/red.png" <(wl-paste -t image/png)
+check_eq "and its caption" "a red square" "$(wl-paste -n -t 'text/plain;charset=utf-8')"
+close_field
+check_eq "the snippet went into the field" "$EXPANDED" "$(cat "$WORK/$FIELD.out")"
 finish

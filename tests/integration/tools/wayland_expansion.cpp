@@ -2,9 +2,9 @@
 // WaylandVirtualKeyboard and borrowing the clipboard the session's factory picks, with the triggers
 // the helper would read under $HOME. It stands in for the user's fingers and the key tap at once: each
 // character of a line on standard input is typed on the same virtual keyboard (lower-case US keys;
-// a line "Return" is the Return key) and then reported to the engine as a tap would. A second keyboard
-// with a keymap of its own (wtype's) left GTK 3 typing its letters but not acting on its Return.
-// Logs as the helper does.
+// a line "Return" is the Return key, a line "ping" prints "pong") and then reported to the engine as a tap would. A
+// second keyboard with a keymap of its own (wtype's) left GTK 3 typing its letters but not acting on its Return. Logs
+// as the helper does.
 #include <unistd.h>
 
 #include <QGuiApplication>
@@ -52,6 +52,11 @@ private:
         for (auto end = pending_.find('\n'); end != std::string::npos; end = pending_.find('\n')) {
             const std::string line = pending_.substr(0, end);
             pending_.erase(0, end + 1);
+            if (line == "ping") {  // answered only while the loop runs
+                std::puts("pong");
+                std::fflush(stdout);
+                continue;
+            }
             if (line == "Return") {
                 press(36, "\r");
                 continue;
