@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# A paste request and an expansion land in a GTK field whatever layout is in use: applications
-# read Ctrl+V by the letter the layout gives, not by where V sits on a US keyboard.
+# A paste request and an expansion land in a GTK field, and a paste request in Chromium's address
+# bar, whatever layout is in use: applications read Ctrl+V by the letter the layout gives, not by
+# where V sits on a US keyboard.
 source "$(dirname "$0")/lib.sh"
 start_x_and_bus
 sig_trigger
@@ -23,5 +24,22 @@ for layout in "us dvorak" "fr bepo" "fr" "us,ru dvorak, ru"; do
   close_field
   check_eq "paste request and expansion on $layout" "pasted in $layout $EXPANDED" "$(field_text)"
 done
+# Chromium reads its shortcuts by keysym too; its address bar takes the helper's strokes as they come.
+setxkbmap -layout us -variant dvorak -option ''
+chromium --no-sandbox --user-data-dir="$WORK/chromium" --no-first-run --disable-gpu about:blank >/dev/null 2>&1 &
+pids+=($!)
+for _ in $(seq 600); do xdotool search --onlyvisible --class chromium >/dev/null && break; sleep 0.05; done
+xdotool search --onlyvisible --class chromium | tail -1 | xargs xdotool windowfocus --sync
+sleep 2  # the address bar takes keys some time after the window shows
+printf 'pasted in Chromium' | xclip -selection clipboard
+xdotool key ctrl+l
+sleep 0.3
+post velko.paste.now
+sleep 1  # the paste reads the clipboard before it is overwritten below
+# What the address bar holds, copied out of it; the clipboard keeps "-" when it is empty.
+printf -- - | xclip -selection clipboard
+xdotool key ctrl+a ctrl+c
+sleep 0.3
+check_eq "a paste request in Chromium's address bar on Dvorak" "pasted in Chromium" "$(clipboard)"
 check "the helper is still running" helper_alive
 finish
