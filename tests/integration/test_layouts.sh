@@ -8,11 +8,16 @@ sig_trigger
 start_helper
 wait_for "expansion to start" grep -q 'text expansion on, 1 abbreviations' "$HELPER_LOG"
 
-# The Russian group is made the active one through the key the grp option gives it.
-for layout in "us dvorak" "fr bepo" "fr" "us,ru dvorak, ru"; do
+# lock_group N: the keymap's group N becomes the active one, as a layout switch makes it.
+lock_group() {
+  python3 -c 'import ctypes, sys; x = ctypes.CDLL("libX11.so.6"); x.XOpenDisplay.restype = ctypes.c_void_p
+d = ctypes.c_void_p(x.XOpenDisplay(None)); x.XkbLockGroup(d, 0x100, int(sys.argv[1])); x.XSync(d, 0)' "$1"
+}
+
+for layout in "us dvorak 0" "fr bepo 0" "fr - 0" "us,ru dvorak, 1"; do
   read -r names variant group <<<"$layout"
-  setxkbmap -layout "$names" -variant "${variant:-}" -option '' ${group:+-option grp:menu_toggle}
-  [ -z "${group:-}" ] || xdotool key Menu
+  setxkbmap -layout "$names" -variant "${variant#-}" -option ''
+  lock_group "$group"
   printf 'pasted in %s' "$layout" | xclip -selection clipboard
   wait_for "the clipboard for $layout" clipboard_is "pasted in $layout"
   open_field "velko-${names//,/-}${variant//,/}"
@@ -22,7 +27,7 @@ for layout in "us dvorak" "fr bepo" "fr" "us,ru dvorak, ru"; do
   xdotool type --delay 40 ' ;sig'
   sleep 1.2  # the snippet's paste and the clipboard's return
   close_field
-  check_eq "paste request and expansion on $layout" "pasted in $layout $EXPANDED" "$(field_text)"
+  check_eq "paste request and expansion on $names ${variant#-} group $group" "pasted in $layout $EXPANDED" "$(field_text)"
 done
 # Chromium reads its shortcuts by keysym too; its address bar takes the helper's strokes as they come.
 setxkbmap -layout us -variant dvorak -option ''
