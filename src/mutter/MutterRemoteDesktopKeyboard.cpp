@@ -56,7 +56,7 @@ bool MutterRemoteDesktopKeyboard::offered(QDBusConnection& bus) {
 void MutterRemoteDesktopKeyboard::start() {
     if (status_.state != State::unavailable) return;
     const unsigned attempt = ++attempt_;
-    stroke_ = EvdevStroke{};
+    stroke_.forget();
     setStatus({State::starting, {}});
     auto message = QDBusMessage::createMethodCall(service, QStringLiteral("/org/gnome/Mutter/RemoteDesktop"), service,
                                                   QStringLiteral("CreateSession"));

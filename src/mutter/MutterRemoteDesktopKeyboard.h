@@ -6,8 +6,10 @@
 #include <functional>
 #include <string>
 
+#include <memory>
 #include "platform/SyntheticKeyboard.h"
 #include "portal/OrderedKeyCalls.h"
+
 #include "xkb/EvdevStroke.h"
 
 namespace velko {
@@ -47,6 +49,8 @@ public:
     // Queues the key changes, each sent once mutter has taken the one before; false when not ready
     // or the key is unknown. A refused change releases the stroke's keys and makes it unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
+    // The session's keymap, to send each key where it types its character; by position without.
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
 
 private slots:
     void onClosed();

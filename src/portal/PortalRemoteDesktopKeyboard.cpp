@@ -40,7 +40,7 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
 
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
-    stroke_ = EvdevStroke{};
+    stroke_.forget();
     begin();
     setStatus({State::starting, {}});
     if (!bus_.isConnected()) return fail("no session bus");

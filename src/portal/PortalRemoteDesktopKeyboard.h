@@ -4,9 +4,11 @@
 #include <functional>
 #include <string>
 
+#include <memory>
 #include "platform/SyntheticKeyboard.h"
 #include "portal/OrderedKeyCalls.h"
 #include "portal/PortalSession.h"
+
 #include "xkb/EvdevStroke.h"
 
 namespace velko {
@@ -47,6 +49,8 @@ public:
     // ready or the key is unknown. A change the portal refuses releases the stroke's keys and ends
     // the session as unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
+    // The session's keymap, to send each key where it types its character; by position without.
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
 
 private:
     void selectDevices();

@@ -3,9 +3,11 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "dbus/SessionBusConnection.h"
+#include "evdev/SessionKeymap.h"
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
 #include "portal/PortalGlobalShortcuts.h"
@@ -90,6 +92,16 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         std::string uinputWhy;
         backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
         if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
+    }
+    if (!backends.virtualKeyboard) {
+        // These send kernel key codes, which the compositor reads with the person's keymap.
+        const auto keymap =
+            EvdevStroke::compile(SessionKeymap::find([](const char* name) { return std::getenv(name); },
+                                                     SessionKeymap::gnomeSources, SessionKeymap::plasmaSettings)
+                                     .text);
+        if (backends.mutter) backends.mutter->setKeymap(keymap);
+        if (backends.portal) backends.portal->setKeymap(keymap);
+        if (backends.uinput) backends.uinput->setKeymap(keymap);
     }
     // Where the desktop fires nothing for the helper's strokes, an activation after one is not its own.
     std::function<void(KeyCode, EventFlags)> posted;

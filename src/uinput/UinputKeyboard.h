@@ -30,6 +30,8 @@ public:
     // Always true: the device reaches whichever window has the focus, which it cannot see.
     bool hasFrontmostApplication() override { return true; }
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
+    // The session's keymap, to send each key where it types its character; by position without.
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
 
 private:
     int fd_;

@@ -64,8 +64,7 @@ bool X11SyntheticKeyboard::hasFrontmostApplication() {
 }
 
 bool X11SyntheticKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) {
-    const auto key = KeyTable::xKeycode(keyCode);
-    if (!key) return false;
+    if (!KeyTable::xKeycode(keyCode)) return false;
 
     for (int attempt = 0; attempt < 2; ++attempt) {
         xcb_connection_t* c = connection_.get();
@@ -75,6 +74,16 @@ bool X11SyntheticKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, bool 
             if (xcb_connection_has_error(c)) continue;
             return false;
         }
+        // A key-up goes to the key its key-down pressed, even if the layout changed in between.
+        const bool held =
+            !keyDown && heldKey_ && heldKey_->first == keyCode && restoreGeneration_ == connection_.generation();
+        const auto key = held ? heldKey_->second : keymap_.keycode(c, keyCode);
+        if (!key) {
+            if (xcb_connection_has_error(c)) continue;
+            return false;
+        }
+        heldKey_.reset();
+        if (keyDown) heldKey_.emplace(keyCode, *key);
         const xcb_setup_t* setup = xcb_get_setup(c);
         if (*key < setup->min_keycode || *key > setup->max_keycode) return false;
 

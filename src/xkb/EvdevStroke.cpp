@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <array>
 
+#include <xkbcommon/xkbcommon.h>
+
 #include "xkb/KeyTable.h"
+#include "xkb/LayoutKeys.h"
 
 namespace velko {
 namespace {
@@ -27,8 +30,46 @@ bool contains(const std::vector<std::uint16_t>& codes, std::uint16_t code) {
 
 }  // namespace
 
+void EvdevStroke::setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t active) {
+    keymap_ = std::move(keymap);
+    active_ = active;
+}
+
+std::shared_ptr<xkb_keymap> EvdevStroke::compile(const std::string& text) {
+    if (text.empty()) return nullptr;
+    xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
+    if (!context) return nullptr;
+    xkb_keymap* keymap =
+        xkb_keymap_new_from_string(context, text.c_str(), XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    xkb_context_unref(context);
+    if (!keymap) return nullptr;
+    return {keymap, xkb_keymap_unref};
+}
+
+void EvdevStroke::forget() {
+    pressed_.clear();
+    held_.reset();
+}
+
+std::optional<std::uint16_t> EvdevStroke::code(KeyCode keyCode, bool keyDown) {
+    // A key-up goes to the key its key-down pressed, even if the keymap changed in between.
+    if (!keyDown && held_ && held_->first == keyCode) return held_->second;
+    auto key = KeyTable::evdevCode(keyCode);
+    if (!key) return std::nullopt;
+    if (keymap_) {
+        const auto found = LayoutKeys::keycode(keymap_.get(), active_, keyCode);
+        const auto declared = codes();
+        if (found && *found >= KeyTable::xKeycodeOffset &&
+            std::binary_search(declared.begin(), declared.end(), *found - KeyTable::xKeycodeOffset))
+            key = static_cast<std::uint16_t>(*found - KeyTable::xKeycodeOffset);
+    }
+    held_.reset();
+    if (keyDown) held_.emplace(keyCode, *key);
+    return key;
+}
+
 std::vector<EvdevStroke::Change> EvdevStroke::changes(KeyCode keyCode, EventFlags flags, bool keyDown) {
-    const auto key = KeyTable::evdevCode(keyCode);
+    const auto key = code(keyCode, keyDown);
     if (!key) return {};
     std::vector<Change> out;
     if (!keyDown) {

@@ -1,4 +1,5 @@
 #include "xkb/KeyTable.h"
+#include "xkb/LayoutKeys.h"
 
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
@@ -18,10 +19,10 @@ struct XkbDeleter {
 };
 
 // The keymap an evdev X server loads by default, built locally so no display is needed.
-std::unique_ptr<xkb_keymap, XkbDeleter> usKeymap() {
+std::unique_ptr<xkb_keymap, XkbDeleter> usKeymap(const char* layout = "us", const char* variant = "") {
     xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
     if (!context) return nullptr;
-    const xkb_rule_names names{"evdev", "pc105", "us", "", ""};
+    const xkb_rule_names names{"evdev", "pc105", layout, variant, ""};
     std::unique_ptr<xkb_keymap, XkbDeleter> keymap{
         xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)};
     xkb_context_unref(context);
@@ -83,6 +84,38 @@ TEST(KeyTableModifiers, EachFlagPressesItsAgreedKeyWhichSetsTheXModifierTheFlagM
     }
     // Num Lock (Mod2), Mod3, AltGr (Mod5) and mouse buttons carry no flag: a key typed with them is no shortcut.
     EXPECT_EQ(KeyTable::eventFlags(0xD | 0x10 | 0x20 | 0x80 | 0x100 | 0x400), 0x1A0000u);
+}
+
+// Shortcuts are read by the letter the layout gives: V goes out where the layout types `v`.
+TEST(LayoutKeysLookup, AKeyGoesWhereTheActiveLayoutTypesItsCharacterElseAnotherLayoutElseItsPosition) {
+    struct Case {
+        const char* layout;
+        const char* variant;
+        xkb_layout_index_t active;
+        xkb_keycode_t v, a, backspace, command;
+    };
+    const Case cases[] = {
+        {"us", "", 0, KEY_V + 8, KEY_A + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"us", "dvorak", 0, KEY_DOT + 8, KEY_A + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"fr", "bepo", 0, KEY_U + 8, KEY_A + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"fr", "", 0, KEY_V + 8, KEY_Q + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"us,ru", "dvorak,", 1, KEY_DOT + 8, KEY_A + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"ru,fr", "", 0, KEY_V + 8, KEY_Q + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+        {"ru", "", 0, KEY_V + 8, KEY_A + 8, KEY_BACKSPACE + 8, KEY_LEFTCTRL + 8},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.layout) + "(" + c.variant + ")");
+        const auto keymap = usKeymap(c.layout, c.variant);
+        if (!keymap) GTEST_SKIP() << "no XKB data installed";
+        EXPECT_EQ(LayoutKeys::keycode(keymap.get(), c.active, KeyCodes::v), c.v);
+        EXPECT_EQ(LayoutKeys::keycode(keymap.get(), c.active, 0), c.a);
+        EXPECT_EQ(LayoutKeys::keycode(keymap.get(), c.active, KeyCodes::backspace), c.backspace);
+        EXPECT_EQ(LayoutKeys::keycode(keymap.get(), c.active, 55), c.command);
+    }
+    // A layout the keymap does not have, or no keymap at all, is no reason to drop the stroke.
+    EXPECT_EQ(LayoutKeys::keycode(usKeymap("us", "dvorak").get(), 7, KeyCodes::v), KEY_DOT + 8);
+    EXPECT_EQ(LayoutKeys::keycode(nullptr, 0, KeyCodes::v), KEY_V + 8);
+    EXPECT_FALSE(LayoutKeys::keycode(nullptr, 0, 10));
 }
 
 }  // namespace

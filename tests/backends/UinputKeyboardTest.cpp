@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "evdev/SessionKeymap.h"
 #include "fakes/TempDir.h"
 #include "uinput/UinputKeyboard.h"
 
@@ -37,6 +38,25 @@ TEST(UinputKeyboardTest, WritesEachKeyChangeAsItsOwnFrame) {
     EXPECT_FALSE(keyboard.postKeyEvent(200, match, true));
     EXPECT_EQ(readRecords(fds[0]), (std::vector<std::string>{"29 down", "SYN", "42 down", "SYN", "47 down", "SYN",
                                                              "47 up", "SYN", "42 up", "SYN", "29 up", "SYN"}));
+    ::close(fds[0]);
+}
+
+// The compositor reads the device with the person's keymap: on Dvorak, V's position types K.
+TEST(UinputKeyboardTest, SendsEachKeyWhereTheSessionKeymapTypesItsCharacter) {
+    const auto dvorak = EvdevStroke::compile(SessionKeymap::fromNames({"evdev", "pc105", "us", "dvorak", ""}).text);
+    const auto russian = EvdevStroke::compile(SessionKeymap::fromNames({"evdev", "pc105", "ru", "", ""}).text);
+    if (!dvorak || !russian) GTEST_SKIP() << "no XKB data installed";
+    int fds[2];
+    ASSERT_EQ(::pipe2(fds, O_NONBLOCK), 0);
+    UinputKeyboard keyboard{fds[1]};
+    keyboard.setKeymap(dvorak);
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, Flags::command, true));
+    keyboard.setKeymap(russian);  // a layout switch while V is down: its key-up goes to the same key
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, Flags::command, false));
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, 0, true));  // no Latin layout: by position
+    EXPECT_TRUE(keyboard.postKeyEvent(KeyCodes::v, 0, false));
+    EXPECT_EQ(readRecords(fds[0]), (std::vector<std::string>{"29 down", "SYN", "52 down", "SYN", "52 up", "SYN",
+                                                             "29 up", "SYN", "47 down", "SYN", "47 up", "SYN"}));
     ::close(fds[0]);
 }
 

@@ -118,6 +118,28 @@ red_png() {
   base64 -d >"$1" <<<'iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAIAAAD91JpzAAAAFklEQVR4nGP8z8DAwMDAxMDAwMDAAAANHQEDasKb6QAAAABJRU5ErkJggg=='
 }
 
+# zenity text fields, as a user types into them.
+clipboard() { xclip -o -selection clipboard "$@" 2>/dev/null; }
+clipboard_is() { [ "$(clipboard)" == "$1" ]; }
+field_shown() { xdotool search --onlyvisible --name "$FIELD" >/dev/null; }
+# open_field NAME: a zenity entry that has the keyboard focus.
+open_field() {
+  FIELD="$1"
+  zenity --entry --title "$FIELD" >"$WORK/$FIELD.out" 2>/dev/null &
+  FIELD_PID=$!
+  pids+=("$FIELD_PID")
+  wait_for "the $FIELD field" field_shown
+  xdotool search --onlyvisible --name "$FIELD" windowfocus --sync
+}
+# field_text: Return makes zenity print the field's text and exit.
+field_closed() { [ ! -e "/proc/$FIELD_PID" ] || grep -q ') Z' "/proc/$FIELD_PID/stat"; }
+close_field() {
+  xdotool key Return
+  wait_for "the $FIELD field to close" field_closed
+  wait "$FIELD_PID" 2>/dev/null || true
+}
+field_text() { cat "$WORK/$FIELD.out"; }
+
 # sig_trigger: Velko's store and one trigger, ";sig" for "Best regards, <login>!" ($EXPANDED).
 sig_trigger() {
   mkdir -p "$GROUP" && touch "$GROUP/Velko.store"

@@ -5,27 +5,6 @@ source "$(dirname "$0")/lib.sh"
 start_x_and_bus
 sig_trigger
 
-clipboard() { xclip -o -selection clipboard "$@" 2>/dev/null; }
-clipboard_is() { [ "$(clipboard)" == "$1" ]; }
-field_shown() { xdotool search --onlyvisible --name "$FIELD" >/dev/null; }
-# open_field NAME: a zenity entry that has the keyboard focus.
-open_field() {
-  FIELD="$1"
-  zenity --entry --title "$FIELD" >"$WORK/$FIELD.out" 2>/dev/null &
-  FIELD_PID=$!
-  pids+=("$FIELD_PID")
-  wait_for "the $FIELD field" field_shown
-  xdotool search --onlyvisible --name "$FIELD" windowfocus --sync
-}
-# field_text: Return makes zenity print the field's text and exit.
-field_closed() { [ ! -e "/proc/$FIELD_PID" ] || grep -q ') Z' "/proc/$FIELD_PID/stat"; }
-close_field() {
-  xdotool key Return
-  wait_for "the $FIELD field to close" field_closed
-  wait "$FIELD_PID" 2>/dev/null || true
-}
-field_text() { cat "$WORK/$FIELD.out"; }
-
 start_helper
 wait_for "expansion to start" grep -q 'text expansion on, 1 abbreviations' "$HELPER_LOG"
 
