@@ -1,6 +1,7 @@
 #include "portal/OrderedKeyCalls.h"
 
 #include <QDBusPendingCallWatcher>
+#include <QTimer>
 #include <algorithm>
 #include <utility>
 
@@ -13,13 +14,13 @@ OrderedKeyCalls::OrderedKeyCalls(QDBusConnection bus, Call call, Refused refused
 OrderedKeyCalls::~OrderedKeyCalls() { releaseNow(); }
 
 void OrderedKeyCalls::post(const std::vector<EvdevStroke::Change>& changes) {
-    for (const auto& change : changes) queue_.push_back({change, {}, {}});
-    if (!inFlight_) sendNext();
+    for (const auto& change : changes) queue_.push_back({change, {}, {}, {}});
+    if (!inFlight_ && !waiting_) sendNext();
 }
 
-void OrderedKeyCalls::postCall(QDBusMessage call, std::optional<QDBusMessage> undo) {
-    queue_.push_back({std::nullopt, std::move(call), std::move(undo)});
-    if (!inFlight_) sendNext();
+void OrderedKeyCalls::postCall(QDBusMessage call, std::optional<QDBusMessage> undo, std::chrono::milliseconds delay) {
+    queue_.push_back({std::nullopt, std::move(call), std::move(undo), delay});
+    if (!inFlight_ && !waiting_) sendNext();
 }
 
 void OrderedKeyCalls::track(const Item& item) {
@@ -38,6 +39,14 @@ void OrderedKeyCalls::track(const Item& item) {
 
 void OrderedKeyCalls::sendNext() {
     if (queue_.empty()) return;
+    if (const auto delay = std::exchange(queue_.front().delay, std::chrono::milliseconds(0)); delay.count() > 0) {
+        waiting_ = true;
+        QTimer::singleShot(delay, this, [this] {
+            if (!std::exchange(waiting_, false)) return;  // released or forgotten meanwhile
+            sendNext();
+        });
+        return;
+    }
     const Item item = queue_.front();
     queue_.pop_front();
     track(item);
@@ -57,6 +66,7 @@ void OrderedKeyCalls::sendNext() {
 
 void OrderedKeyCalls::releaseNow() {
     queue_.clear();
+    waiting_ = false;
     if (inFlight_) {
         // A release sent now could overtake the call under way.
         inFlight_->waitForFinished();
@@ -76,6 +86,7 @@ void OrderedKeyCalls::forget() {
     // What is owed elsewhere is still owed: that service did not go with the session.
     if (owed_) bus_.asyncCall(*std::exchange(owed_, std::nullopt));
     queue_.clear();
+    waiting_ = false;
     down_.clear();
     if (inFlight_) inFlight_->deleteLater();
     inFlight_ = nullptr;

@@ -34,9 +34,11 @@ public:
 
     // Queued behind the changes not yet sent; returns at once.
     void post(const std::vector<EvdevStroke::Change>& changes);
-    // A call of another service, in line with the keys (its failure changes nothing). With an undo,
-    // that undo is owed until the next call posted here, and releaseNow() or forget() send it.
-    void postCall(QDBusMessage call, std::optional<QDBusMessage> undo = std::nullopt);
+    // A call of another service, in line with the keys (its failure changes nothing), sent no sooner
+    // than `delay` after the call before it returned. With an undo, that undo is owed until the next
+    // call posted here, and releaseNow() or forget() send it.
+    void postCall(QDBusMessage call, std::optional<QDBusMessage> undo = std::nullopt,
+                  std::chrono::milliseconds delay = std::chrono::milliseconds(0));
     // Drops what is queued and, waiting for each call (bounded), releases every key still down; for
     // a session about to close, when the loop will not come back to the queue.
     void releaseNow();
@@ -45,13 +47,14 @@ public:
     // The session bus was made anew: the session went with the old one, later calls go on `bus`.
     void moveTo(QDBusConnection bus);
     // No change queued or under way.
-    bool idle() const { return queue_.empty() && !inFlight_; }
+    bool idle() const { return queue_.empty() && !inFlight_ && !waiting_; }
 
 private:
     struct Item {
         std::optional<EvdevStroke::Change> change;  // else message
         QDBusMessage message;
         std::optional<QDBusMessage> undo;
+        std::chrono::milliseconds delay{0};
     };
     void sendNext();
     void track(const Item& item);
@@ -64,6 +67,7 @@ private:
     std::optional<QDBusMessage> owed_;  // the undo of a call sent, not yet sent itself
     std::vector<std::uint16_t> down_;   // pressed by a call already sent, in the order pressed
     QDBusPendingCallWatcher* inFlight_ = nullptr;
+    bool waiting_ = false;  // for the delay of the call at the front
 };
 
 }  // namespace velko

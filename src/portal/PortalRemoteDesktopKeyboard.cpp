@@ -95,7 +95,9 @@ bool PortalRemoteDesktopKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags
     }
     keys_.post(changes);
     if (!keyDown && guarded_) {
-        keys_.postCall(guard_.after);
+        // The portal's call returns before the compositor has handled the key, which comes to it
+        // another way than this call: lifted at once, the block could end before the V is seen.
+        keys_.postCall(guard_.after, std::nullopt, guardGrace);
         guarded_ = false;
     }
     return true;

@@ -39,6 +39,8 @@ public:
         QDBusMessage after;
     };
     void setShortcutGuard(ShortcutGuard guard) { guard_ = std::move(guard); }
+    // How long the guard stays after the stroke's last key call has returned.
+    static constexpr std::chrono::milliseconds guardGrace{250};
     // Asks the portal for a keyboard session and returns at once; the outcome arrives as a state
     // change. Ignored while starting or ready; after unavailable it asks afresh (the dialog may show).
     void start();
