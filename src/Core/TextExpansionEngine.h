@@ -55,6 +55,8 @@ public:
 private:
     // A match whose clipboard snapshot is still being read: nothing is erased before it is done.
     struct Waiting {
+        // Declared, not defaulted: clang must not judge it before the enclosing class is complete.
+        Waiting() {}
         std::uint64_t id = 0;
         SnippetTrigger trigger;
         std::size_t typedLength = 0;
