@@ -1,12 +1,9 @@
 #pragma once
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 
 #include "platform/BackgroundQueue.h"
+#include "posix/JobThreads.h"
 
 namespace velko {
 
@@ -14,20 +11,14 @@ namespace velko {
 // holds no thread it never needed.
 class WorkerThread : public BackgroundQueue {
 public:
-    explicit WorkerThread(std::string name);
-    // Lets the running jobs finish, drops the queued ones.
-    ~WorkerThread() override;
-    void async(std::function<void()> fn) override;
+    explicit WorkerThread(std::string name) : thread_(std::move(name), 1) {}
+    // Lets the running job finish, drops the queued ones.
+    ~WorkerThread() override = default;
+    // One ticket for every job: they run in the order posted.
+    void async(std::function<void()> fn) override { thread_.post(0, std::move(fn)); }
 
 private:
-    void run();
-
-    const std::string name_;
-    std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<std::function<void()>> jobs_;
-    std::thread thread_;
-    bool stopping_ = false;
+    JobThreads thread_;
 };
 
 }  // namespace velko
