@@ -16,43 +16,11 @@
 #include <vector>
 
 #include "BenchFigures.h"
+#include "NotificationListener.h"
 
 namespace {
 
 using namespace velko::bench;
-
-class Listener : public QObject {
-    Q_OBJECT
-public:
-    int pongs = 0;
-    int hotkeys = 0;
-    Clock::time_point lastHotkey;
-signals:
-    void seen();
-public slots:
-    void posted(const QString& name, const QString&) {
-        if (name == QLatin1String("helper.hotkey.activated")) {
-            lastHotkey = Clock::now();
-            ++hotkeys;
-        } else if (name == QLatin1String("velko.helper.pong")) {
-            ++pongs;
-        }
-        emit seen();
-    }
-};
-
-// Runs the loop until condition holds or the timeout passes; false on timeout.
-template <class Condition>
-bool waitFor(Listener& listener, Condition condition, int timeoutMs) {
-    if (condition()) return true;
-    QEventLoop loop;
-    QObject::connect(&listener, &Listener::seen, &loop, [&] {
-        if (condition()) loop.quit();
-    });
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    loop.exec();
-    return condition();
-}
 
 void key(xcb_connection_t* c, std::uint8_t keycode, bool down) {
     xcb_test_fake_input(c, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
@@ -69,9 +37,9 @@ int main(int argc, char** argv) {
     const int presses = argc > 2 ? std::atoi(argv[2]) : 200;
     constexpr std::uint8_t control = 37, shift = 50, v = 55;
 
-    Listener listener;
-    if (!QDBusConnection::sessionBus().connect(QString(), "/app/velko/Notifications", "app.velko.Notifications",
-                                               "Posted", &listener, SLOT(posted(QString, QString)))) {
+    NotificationListener notes;
+    const QString activated = QStringLiteral("helper.hotkey.activated");
+    if (!notes.listen()) {
         std::fprintf(stderr, "bench_hotkeys: no session bus\n");
         return 1;
     }
@@ -84,8 +52,7 @@ int main(int argc, char** argv) {
     QProcess helper;
     helper.setProcessChannelMode(QProcess::ForwardedChannels);
     helper.start(QString::fromLocal8Bit(argv[1]), {});
-    if (!waitFor(
-            listener, [&] { return listener.pongs > 0; }, 5000)) {
+    if (!waitFor([&] { return notes.count(QStringLiteral("velko.helper.pong")) > 0; }, 5000)) {
         std::fprintf(stderr, "bench_hotkeys: no pong from the helper\n");
         return 1;
     }
@@ -97,13 +64,12 @@ int main(int argc, char** argv) {
         key(c, control, true);
         key(c, shift, true);
         xcb_flush(c);
-        const int before = listener.hotkeys;
+        const int before = notes.count(activated);
         const auto t0 = Clock::now();
         key(c, v, true);
         xcb_flush(c);
-        if (waitFor(
-                listener, [&] { return listener.hotkeys > before; }, 1000))
-            latencies.push_back(std::chrono::duration<double, std::milli>(listener.lastHotkey - t0).count());
+        if (waitFor([&] { return notes.count(activated) > before; }, 1000))
+            latencies.push_back(ms(notes.last(activated) - t0));
         else
             ++lost;
         key(c, v, false);
@@ -121,5 +87,3 @@ int main(int argc, char** argv) {
     xcb_disconnect(c);
     return latencies.empty() ? 1 : 0;
 }
-
-#include "bench_hotkeys.moc"

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "BenchFigures.h"
+#include "NotificationListener.h"
 
 namespace {
 
@@ -86,30 +87,10 @@ private:
     int presses_ = 0;
 };
 
-class PongCounter : public QObject {
-    Q_OBJECT
-public:
-    std::atomic<int> pongs{0};
-public slots:
-    void posted(const QString& name, const QString&) {
-        if (name == QLatin1String("velko.helper.pong")) ++pongs;
-    }
-};
-
 void post(const QString& name) {
     auto message = QDBusMessage::createSignal("/app/velko/Notifications", "app.velko.Notifications", "Posted");
     message << name << QString();
     QDBusConnection::sessionBus().send(message);
-}
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-    }
-    return true;
 }
 
 long residentKiB(qint64 pid) { return statusKiB(std::to_string(pid), "VmRSS:"); }
@@ -126,9 +107,9 @@ int main(int argc, char** argv) {
     const int requests = argc > 2 ? std::atoi(argv[2]) : 200;
     const int idleSeconds = argc > 3 ? std::atoi(argv[3]) : 60;
 
-    PongCounter counter;
-    if (!QDBusConnection::sessionBus().connect(QString(), "/app/velko/Notifications", "app.velko.Notifications",
-                                               "Posted", &counter, SLOT(posted(QString, QString)))) {
+    NotificationListener notes;
+    const auto pongs = [&] { return notes.count(QStringLiteral("velko.helper.pong")); };
+    if (!notes.listen()) {
         std::fprintf(stderr, "bench_link: no session bus\n");
         return 1;
     }
@@ -138,10 +119,10 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 10; ++i) {
         QProcess process;
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        const int before = counter.pongs;
+        const int before = pongs();
         const auto t0 = Clock::now();
         process.start(helper, {});
-        if (!waitFor([&] { return counter.pongs > before; }, 5000)) {
+        if (!waitFor([&] { return pongs() > before; }, 5000)) {
             std::fprintf(stderr, "bench_link: no pong from a fresh helper\n");
             return 1;
         }
@@ -159,9 +140,9 @@ int main(int argc, char** argv) {
     }
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    const int before = counter.pongs;
+    const int before = pongs();
     process.start(helper, {});
-    waitFor([&] { return counter.pongs > before; }, 5000);
+    waitFor([&] { return pongs() > before; }, 5000);
 
     std::vector<double> latencies;
     int lost = 0;
@@ -190,5 +171,3 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     std::_Exit(0);
 }
-
-#include "bench_link.moc"

@@ -15,6 +15,7 @@
 
 #include "BenchFigures.h"
 #include "Core/GlobalHotkeyManager.h"
+#include "NotificationListener.h"
 #include "dbus/DBusNotificationCenter.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "qt/QtMainQueue.h"
@@ -23,29 +24,14 @@ namespace {
 
 using namespace velko::bench;
 
-class Listener : public QObject {
+// When the stand-in portal last announced an activation.
+class PortalListener : public QObject {
     Q_OBJECT
 public:
-    int hotkeys = 0;
-    Clock::time_point notified, activated;
+    Clock::time_point activated;
 public slots:
-    void posted(const QString& name, const QString&) {
-        if (name != QLatin1String("helper.hotkey.activated")) return;
-        notified = Clock::now();
-        ++hotkeys;
-    }
     void portalActivated(const QDBusMessage&) { activated = Clock::now(); }
 };
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -77,10 +63,11 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    Listener listener;
+    NotificationListener notes;
+    PortalListener listener;
+    const QString hotkey = QStringLiteral("helper.hotkey.activated");
     QDBusConnection client = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("client"));
-    client.connect(QString(), "/app/velko/Notifications", "app.velko.Notifications", "Posted", &listener,
-                   SLOT(posted(QString, QString)));
+    notes.listen(client);
     client.connect(QString(), "/org/freedesktop/portal/desktop", "org.freedesktop.portal.GlobalShortcuts", "Activated",
                    &listener, SLOT(portalActivated(QDBusMessage)));
     center.sync();
@@ -88,18 +75,18 @@ int main(int argc, char** argv) {
     std::vector<double> total, helper;
     int lost = 0;
     for (int i = 0; i < activations; ++i) {
-        const int before = listener.hotkeys;
+        const int before = notes.count(hotkey);
         auto activate = QDBusMessage::createMethodCall("org.freedesktop.portal.Desktop", "/control",
                                                        "app.velko.PortalStandIn", "Activate");
         activate << QStringLiteral("open_popover");
         const auto t0 = Clock::now();
         client.asyncCall(activate);
-        if (!waitFor([&] { return listener.hotkeys > before; }, 1000)) {
+        if (!waitFor([&] { return notes.count(hotkey) > before; }, 1000)) {
             ++lost;
             continue;
         }
-        total.push_back(ms(listener.notified - t0));
-        helper.push_back(ms(listener.notified - listener.activated));
+        total.push_back(ms(notes.last(hotkey) - t0));
+        helper.push_back(ms(notes.last(hotkey) - listener.activated));
     }
     std::printf("portal activation to notification: p50 %.2f ms, p99 %.2f ms over %zu activations (%d lost)\n",
                 percentile(total, 0.5), percentile(total, 0.99), total.size(), lost);

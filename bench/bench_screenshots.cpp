@@ -22,36 +22,11 @@
 #include <vector>
 
 #include "BenchFigures.h"
+#include "NotificationListener.h"
 
 namespace {
 
 using namespace velko::bench;
-
-class CaptureListener : public QObject {
-    Q_OBJECT
-public:
-    QSet<QString> seen;
-    QHash<QString, Clock::time_point> when;
-public slots:
-    void posted(const QString& name, const QString& object) {
-        if (name != QLatin1String("velko.screenshot.captured")) return;
-        seen.insert(object);
-        when.insert(object, Clock::now());
-    }
-};
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    // Sleeps until the bus or the tick wakes it: a busy loop here would take a core from the helper.
-    QTimer tick;
-    tick.start(20);
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
 
 // Starts a helper and waits until its watcher runs.
 bool startHelper(QProcess& process, const QString& helper) {
@@ -124,9 +99,9 @@ int main(int argc, char** argv) {
     const QString folder = QString::fromLocal8Bit(argv[3]);
     const int captures = std::max(1, argc > 4 ? std::atoi(argv[4]) : 20);
 
-    CaptureListener listener;
-    if (!QDBusConnection::sessionBus().connect(QString(), "/app/velko/Notifications", "app.velko.Notifications",
-                                               "Posted", &listener, SLOT(posted(QString, QString)))) {
+    NotificationListener notes;
+    const QString captured = QStringLiteral("velko.screenshot.captured");
+    if (!notes.listen()) {
         std::fprintf(stderr, "bench_screenshots: no session bus\n");
         return 1;
     }
@@ -144,11 +119,11 @@ int main(int argc, char** argv) {
             const QString outside = stageOutside(image, folder, name);
             const auto t0 = Clock::now();
             QFile::rename(outside, folder + "/" + name);
-            if (!waitFor([&] { return listener.seen.contains(name); }, 120000)) {
+            if (!waitFor([&] { return notes.seen(captured, name); }, 120000)) {
                 std::fprintf(stderr, "bench_screenshots: no notification for %s\n", qPrintable(name));
                 return 1;
             }
-            latencies.push_back(std::chrono::duration<double>(listener.when.value(name) - t0).count());
+            latencies.push_back(std::chrono::duration<double>(notes.when(captured, name) - t0).count());
         }
         std::printf("file appears -> notification: median %.2f s, min %.2f s, max %.2f s over %d captures\n",
                     percentile(latencies, 0.5), percentile(latencies, 0), percentile(latencies, 1), captures);
@@ -172,7 +147,7 @@ int main(int argc, char** argv) {
         const bool all = waitFor(
             [&] {
                 return std::all_of(files.begin(), files.end(), [&](const auto& f) {
-                    return listener.seen.contains(f.second.mid(folder.size() + 1));
+                    return notes.seen(captured, f.second.mid(folder.size() + 1));
                 });
             },
             600000);
@@ -191,5 +166,3 @@ int main(int argc, char** argv) {
     }
     return 0;
 }
-
-#include "bench_screenshots.moc"

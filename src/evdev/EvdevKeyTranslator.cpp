@@ -13,22 +13,17 @@ constexpr KeyCode noKeyCode = 0xFFFF;
 }  // namespace
 
 EvdevKeyTranslator::EvdevKeyTranslator(const std::string& keymapText) {
-    context_ = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
+    context_.reset(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
     if (!context_) return;
-    keymap_ = xkb_keymap_new_from_string(context_, keymapText.c_str(), XKB_KEYMAP_FORMAT_TEXT_V1,
-                                         XKB_KEYMAP_COMPILE_NO_FLAGS);
+    keymap_.reset(xkb_keymap_new_from_string(context_.get(), keymapText.c_str(), XKB_KEYMAP_FORMAT_TEXT_V1,
+                                             XKB_KEYMAP_COMPILE_NO_FLAGS));
     if (!keymap_) return;
-    state_ = xkb_state_new(keymap_);
+    state_.reset(xkb_state_new(keymap_.get()));
+    xkb_keymap* keymap = keymap_.get();
     // By index: looking a modifier up by name on every key costs more than the rest of the key.
     modifierIndices_ = {
-        xkb_keymap_mod_get_index(keymap_, XKB_MOD_NAME_SHIFT), xkb_keymap_mod_get_index(keymap_, XKB_MOD_NAME_CTRL),
-        xkb_keymap_mod_get_index(keymap_, XKB_MOD_NAME_ALT), xkb_keymap_mod_get_index(keymap_, XKB_MOD_NAME_LOGO)};
-}
-
-EvdevKeyTranslator::~EvdevKeyTranslator() {
-    if (state_) xkb_state_unref(state_);
-    if (keymap_) xkb_keymap_unref(keymap_);
-    if (context_) xkb_context_unref(context_);
+        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_SHIFT), xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_CTRL),
+        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_ALT), xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_LOGO)};
 }
 
 std::uint8_t EvdevKeyTranslator::heldModifiers() const {
@@ -36,7 +31,8 @@ std::uint8_t EvdevKeyTranslator::heldModifiers() const {
                                      ShortcutTrigger::super};
     std::uint8_t held = 0;
     for (std::size_t i = 0; i < modifierIndices_.size(); ++i)
-        if (xkb_state_mod_index_is_active(state_, modifierIndices_[i], XKB_STATE_MODS_EFFECTIVE) > 0) held |= bits[i];
+        if (xkb_state_mod_index_is_active(state_.get(), modifierIndices_[i], XKB_STATE_MODS_EFFECTIVE) > 0)
+            held |= bits[i];
     return held;
 }
 
@@ -53,13 +49,14 @@ std::optional<KeyEvent> EvdevKeyTranslator::key(int device, std::uint16_t code, 
     }
 
     // The text comes from the state before this key changes it.
-    const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_, keycode);
+    xkb_state* state = state_.get();
+    const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state, keycode);
     char text[64] = {};
-    xkb_state_key_get_utf8(state_, keycode, text, sizeof text);
-    const auto xState = static_cast<std::uint16_t>(xkb_state_serialize_mods(state_, XKB_STATE_MODS_EFFECTIVE) & 0xFF);
-    const xkb_layout_index_t layout = xkb_state_key_get_layout(state_, keycode);
+    xkb_state_key_get_utf8(state, keycode, text, sizeof text);
+    const auto xState = static_cast<std::uint16_t>(xkb_state_serialize_mods(state, XKB_STATE_MODS_EFFECTIVE) & 0xFF);
+    const xkb_layout_index_t layout = xkb_state_key_get_layout(state, keycode);
     const xkb_keysym_t* base = nullptr;
-    const int baseCount = xkb_keymap_key_get_syms_by_level(keymap_, keycode, layout, 0, &base);
+    const int baseCount = xkb_keymap_key_get_syms_by_level(keymap_.get(), keycode, layout, 0, &base);
     const xkb_keysym_t baseKeysym = baseCount > 0 ? base[0] : XKB_KEY_NoSymbol;
 
     const std::uint8_t held = heldModifiers();
@@ -67,7 +64,7 @@ std::optional<KeyEvent> EvdevKeyTranslator::key(int device, std::uint16_t code, 
     // A repeat, or a press the device reports twice, must not press a modifier twice.
     if (!down.test(code)) {
         down.set(code);
-        if (holders_[code]++ == 0) xkb_state_update_key(state_, keycode, XKB_KEY_DOWN);
+        if (holders_[code]++ == 0) xkb_state_update_key(state, keycode, XKB_KEY_DOWN);
     }
 
     for (const auto& hotkey : hotkeys_)
@@ -84,20 +81,20 @@ std::optional<KeyEvent> EvdevKeyTranslator::key(int device, std::uint16_t code, 
 
 void EvdevKeyTranslator::release(std::uint16_t code) {
     if (holders_[code] > 0 && --holders_[code] == 0)
-        xkb_state_update_key(state_, code + KeyTable::xKeycodeOffset, XKB_KEY_UP);
+        xkb_state_update_key(state_.get(), code + KeyTable::xKeycodeOffset, XKB_KEY_UP);
 }
 
 // A fresh state locked to the layout, with the locked modifiers (Caps Lock) and the held keys
 // carried over: setting the layout on the state itself would undo what the held keys did.
 void EvdevKeyTranslator::setLayout(std::uint32_t layout) {
-    if (!state_ || layout >= xkb_keymap_num_layouts(keymap_)) return;
-    xkb_state* fresh = xkb_state_new(keymap_);
+    if (!state_ || layout >= xkb_keymap_num_layouts(keymap_.get())) return;
+    xkb::State fresh{xkb_state_new(keymap_.get())};
     if (!fresh) return;
-    xkb_state_update_mask(fresh, 0, 0, xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED), 0, 0, layout);
+    xkb_state_update_mask(fresh.get(), 0, 0, xkb_state_serialize_mods(state_.get(), XKB_STATE_MODS_LOCKED), 0, 0,
+                          layout);
     for (std::uint16_t code = 0; code < keyCount; ++code)
-        if (holders_[code] > 0) xkb_state_update_key(fresh, code + KeyTable::xKeycodeOffset, XKB_KEY_DOWN);
-    xkb_state_unref(state_);
-    state_ = fresh;
+        if (holders_[code] > 0) xkb_state_update_key(fresh.get(), code + KeyTable::xKeycodeOffset, XKB_KEY_DOWN);
+    state_ = std::move(fresh);
 }
 
 void EvdevKeyTranslator::forget(int device) {

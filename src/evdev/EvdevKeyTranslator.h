@@ -9,10 +9,7 @@
 
 #include "platform/KeyEventTap.h"
 #include "xkb/ShortcutTrigger.h"
-
-struct xkb_context;
-struct xkb_keymap;
-struct xkb_state;
+#include "xkb/XkbHandles.h"
 
 namespace velko {
 
@@ -25,9 +22,6 @@ public:
 
     // keymapText: an XKB keymap in text form; an unreadable one leaves the translator invalid.
     explicit EvdevKeyTranslator(const std::string& keymapText);
-    ~EvdevKeyTranslator();
-    EvdevKeyTranslator(const EvdevKeyTranslator&) = delete;
-    EvdevKeyTranslator& operator=(const EvdevKeyTranslator&) = delete;
 
     bool valid() const { return state_ != nullptr; }
 
@@ -48,9 +42,9 @@ private:
     void release(std::uint16_t code);
     std::uint8_t heldModifiers() const;
 
-    xkb_context* context_ = nullptr;
-    xkb_keymap* keymap_ = nullptr;
-    xkb_state* state_ = nullptr;
+    xkb::Context context_;
+    xkb::Keymap keymap_;
+    xkb::State state_;
     std::map<int, std::bitset<keyCount>> down_;     // per device
     std::array<std::uint8_t, keyCount> holders_{};  // how many devices hold each key
     std::vector<ShortcutTrigger> hotkeys_;

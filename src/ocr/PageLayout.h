@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "layout/ReadingOrder.h"
 #include "ocr/LeptonicaPix.h"
-#include "ocr/ReadingOrder.h"
 #include "ocr/TesseractEngine.h"
 
 namespace velko {

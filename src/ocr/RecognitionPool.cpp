@@ -2,11 +2,9 @@
 
 #include <dlfcn.h>
 #include <omp.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 
 // Tesseract's LSTM runs the four gates of every time step as OpenMP parallel sections. With one
@@ -60,56 +58,25 @@ namespace {
 // Nice value of the recogniser threads: background work that must not slow the desktop.
 constexpr int utilityNice = 10;
 
-}  // namespace
-
-RecognitionPool::RecognitionPool(std::size_t maxThreads) : maxThreads_(std::max<std::size_t>(1, maxThreads)) {}
-
-RecognitionPool::~RecognitionPool() {
-    {
-        std::lock_guard lock(mutex_);
-        stopping_ = true;
-        jobs_.clear();
-    }
-    ready_.notify_all();
-    for (auto& thread : threads_) thread.join();
+// Each thread's own engine, loaded by its first job and gone with the thread.
+TesseractEngine& threadEngine() {
+    thread_local TesseractEngine engine;
+    return engine;
 }
 
-std::uint64_t RecognitionPool::newTicket() {
-    std::lock_guard lock(mutex_);
-    return nextTicket_++;
-}
-
-void RecognitionPool::post(std::uint64_t ticket, Job job) {
-    {
-        std::lock_guard lock(mutex_);
-        if (stopping_) return;
-        jobs_.emplace(std::make_pair(ticket, nextArrival_++), std::move(job));
-        if (idle_ < jobs_.size() && threads_.size() < maxThreads_) threads_.emplace_back(&RecognitionPool::run, this);
-    }
-    ready_.notify_one();
-}
-
-void RecognitionPool::run() {
-    pthread_setname_np(pthread_self(), "velko-ocr");
+void startRecognizerThread() {
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), utilityNice);
     // No OpenMP team for this thread's parallel regions (a per-thread setting): on a small machine
     // one engine per core is several times faster than OpenMP spreading one engine over them.
     omp_set_max_active_levels(0);
-    TesseractEngine engine;  // loaded by its first job
-    for (;;) {
-        Job job;
-        {
-            std::unique_lock lock(mutex_);
-            ++idle_;
-            ready_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
-            --idle_;
-            if (stopping_) return;
-            auto first = jobs_.begin();
-            job = std::move(first->second);
-            jobs_.erase(first);
-        }
-        job(engine);
-    }
+}
+
+}  // namespace
+
+RecognitionPool::RecognitionPool(std::size_t maxThreads) : threads_("velko-ocr", maxThreads, startRecognizerThread) {}
+
+void RecognitionPool::post(std::uint64_t ticket, Job job) {
+    threads_.post(ticket, [job = std::move(job)] { job(threadEngine()); });
 }
 
 }  // namespace velko

@@ -1,15 +1,10 @@
 #pragma once
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <mutex>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "ocr/TesseractEngine.h"
+#include "posix/JobThreads.h"
 
 namespace velko {
 
@@ -23,27 +18,16 @@ public:
     using Job = std::function<void(TesseractEngine&)>;
 
     explicit RecognitionPool(std::size_t maxThreads);
-    // Lets running jobs finish and drops the queued ones.
-    ~RecognitionPool();
 
-    std::size_t size() const { return maxThreads_; }
+    std::size_t size() const { return threads_.maxThreads(); }
     // A ticket later than every one handed out before.
-    std::uint64_t newTicket();
+    std::uint64_t newTicket() { return threads_.newTicket(); }
     // Queues job under ticket; it runs on one of the threads with that thread's engine. Dropped
-    // once the pool is being destroyed.
+    // once the pool is being destroyed, which lets running jobs finish.
     void post(std::uint64_t ticket, Job job);
 
 private:
-    void run();
-
-    const std::size_t maxThreads_;
-    std::mutex mutex_;
-    std::condition_variable ready_;
-    std::map<std::pair<std::uint64_t, std::uint64_t>, Job> jobs_;  // by ticket, then by arrival
-    std::uint64_t nextTicket_ = 0, nextArrival_ = 0;
-    std::vector<std::thread> threads_;
-    std::size_t idle_ = 0;
-    bool stopping_ = false;
+    JobThreads threads_;
 };
 
 }  // namespace velko

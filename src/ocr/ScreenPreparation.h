@@ -1,6 +1,6 @@
 #pragma once
+#include "layout/ReadingOrder.h"
 #include "ocr/LeptonicaPix.h"
-#include "ocr/ReadingOrder.h"
 
 namespace velko {
 

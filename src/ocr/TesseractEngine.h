@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "layout/ReadingOrder.h"
 #include "ocr/LeptonicaPix.h"
-#include "ocr/ReadingOrder.h"
 
 namespace tesseract {
 class TessBaseAPI;

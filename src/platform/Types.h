@@ -12,7 +12,9 @@ using Bytes = std::vector<std::uint8_t>;
 // Positional virtual key codes of the ANSI keyboard (1 = S, 9 = V, 49 = Space, 51 = Backspace).
 using KeyCode = std::uint16_t;
 
-// Keyboard event flag mask, bit for bit as the link protocol defines it.
+// Keyboard event flag mask, bit for bit as the link protocol defines it. The main application's
+// names are kept, mapped to what plays their part on a PC keyboard: `command` is Ctrl here (the
+// key of copy and paste), `option` is Alt and `control` is Super.
 using EventFlags = std::uint64_t;
 
 namespace Flags {

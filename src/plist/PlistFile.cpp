@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "plist/BinaryPlistLimits.h"
 #include "posix/SafeFile.h"
 
 namespace velko {
@@ -89,125 +90,23 @@ Result<void> xmlWithinLimits(std::string_view text) {
     return {};
 }
 
-std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size) {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < size; ++i) value = value << 8 | bytes[i];
-    return value;
-}
-
-// Walks the object graph of a binary plist without libplist: depth, expanded size and cycles.
 Result<void> binaryWithinLimits(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t headerSize = 8;
-    constexpr std::size_t trailerSize = 32;
-    const auto malformed = [] { return invalid("not a property list (malformed binary)"); };
-    if (size < headerSize + trailerSize) return malformed();
-    const std::uint8_t* trailer = data + size - trailerSize;
-    const std::size_t offsetSize = trailer[6];
-    const std::size_t refSize = trailer[7];
-    const std::uint64_t count = bigEndian(trailer + 8, 8);
-    const std::uint64_t top = bigEndian(trailer + 16, 8);
-    const std::uint64_t table = bigEndian(trailer + 24, 8);
-    const std::uint64_t tableEnd = size - trailerSize;
-    if (offsetSize < 1 || offsetSize > 8 || refSize < 1 || refSize > 8 || count == 0 || top >= count ||
-        table < headerSize || table > tableEnd || (tableEnd - table) / offsetSize < count)
-        return malformed();
-    if (count > maxValues) return tooMany();
-
-    // An object's type and count (elements, or characters of a string), and where its contents start.
-    const auto object = [&](std::uint64_t index, unsigned& type, std::uint64_t& n, std::uint64_t& at) {
-        const std::uint64_t offset = bigEndian(data + table + index * offsetSize, offsetSize);
-        if (offset < headerSize || offset >= table) return false;
-        type = data[offset] >> 4;
-        n = data[offset] & 0xF;
-        at = offset + 1;
-        const bool counted = type == 0x4 || type == 0x5 || type == 0x6 || type == 0xA || type == 0xC || type == 0xD;
-        if (n == 0xF && counted) {
-            if (at >= table || data[at] >> 4 != 0x1 || (data[at] & 0xF) > 3) return false;
-            const std::size_t intSize = std::size_t{1} << (data[at] & 0xF);
-            if (table - at - 1 < intSize) return false;
-            n = bigEndian(data + at + 1, intSize);
-            at += 1 + intSize;
-        }
-        return true;
-    };
-    // Where an object's references start, how many there are (none for scalars), and how many of
-    // them are a dictionary's keys, which come first.
-    const auto references = [&](std::uint64_t index, std::uint64_t& at, std::uint64_t& n, std::uint64_t& keys) {
-        unsigned type = 0;
-        keys = 0;
-        if (!object(index, type, n, at)) return false;
-        if (type != 0xA && type != 0xC && type != 0xD) {
-            n = 0;
-            return true;
-        }
-        if (type == 0xD) {
-            if (n > UINT64_MAX / 2) return false;
-            keys = n;
-            n *= 2;
-        }
-        return n <= (table - at) / refSize;
-    };
-    // libplist aborts the process when it hands out a key with a NUL inside.
-    const auto keyHasNul = [&](std::uint64_t index) {
-        unsigned type = 0;
-        std::uint64_t n = 0, at = 0;
-        if (!object(index, type, n, at)) return false;  // malformed: libplist refuses it
-        const std::uint64_t unit = type == 0x5 ? 1 : type == 0x6 ? 2 : 0;
-        if (unit == 0 || n > (table - at) / unit) return false;
-        for (std::uint64_t i = 0; i < n; ++i)
-            if (bigEndian(data + at + i * unit, unit) == 0) return true;
-        return false;
-    };
-
-    enum : std::uint8_t { unvisited, visiting, visited };
-    std::vector<std::uint8_t> state(count, unvisited);
-    std::vector<std::uint16_t> depthOf(count, 0);
-    std::vector<std::uint32_t> valuesOf(count, 0);
-    struct Frame {
-        std::uint64_t index, at, left, keys;
-        std::size_t childDepth;
-        std::uint64_t values;
-    };
-    std::vector<Frame> stack;
-    const auto enter = [&](std::uint64_t index) {
-        std::uint64_t at = 0, n = 0, keys = 0;
-        if (!references(index, at, n, keys)) return false;
-        state[index] = visiting;
-        stack.push_back({index, at, n, keys, 0, 1});
-        return true;
-    };
-    if (!enter(top)) return malformed();
-    while (!stack.empty()) {
-        Frame& frame = stack.back();
-        if (frame.left == 0) {
-            const Frame finished = frame;
-            stack.pop_back();
-            state[finished.index] = visited;
-            depthOf[finished.index] = static_cast<std::uint16_t>(finished.childDepth + 1);
-            valuesOf[finished.index] = static_cast<std::uint32_t>(finished.values);
-            if (!stack.empty()) {
-                Frame& parent = stack.back();
-                parent.childDepth = std::max(parent.childDepth, finished.childDepth + 1);
-                if ((parent.values += finished.values) > maxValues) return tooMany();
-            }
-            continue;
-        }
-        const std::uint64_t child = bigEndian(data + frame.at, refSize);
-        frame.at += refSize;
-        --frame.left;
-        if (child >= count) return malformed();
-        if (frame.keys > 0 && (--frame.keys, keyHasNul(child))) return invalid("a dictionary key holds a NUL byte");
-        if (state[child] == visiting) return invalid("not a property list (an object contains itself)");
-        if (state[child] == visited) {
-            // Shared objects count once per reference: that is how many libplist will build.
-            frame.childDepth = std::max<std::size_t>(frame.childDepth, depthOf[child]);
-            if ((frame.values += valuesOf[child]) > maxValues) return tooMany();
-            continue;
-        }
-        if (stack.size() >= maxDepth) return tooDeep();
-        if (!enter(child)) return malformed();
+    using Verdict = BinaryPlistLimits::Verdict;
+    switch (BinaryPlistLimits::check(data, size, maxDepth, maxValues)) {
+        case Verdict::within:
+            return {};
+        case Verdict::malformed:
+            break;
+        case Verdict::tooDeep:
+            return tooDeep();
+        case Verdict::tooMany:
+            return tooMany();
+        case Verdict::containsItself:
+            return invalid("not a property list (an object contains itself)");
+        case Verdict::nulInKey:
+            return invalid("a dictionary key holds a NUL byte");
     }
-    return {};
+    return invalid("not a property list (malformed binary)");
 }
 
 // A binary dictionary may name a key twice, which XML cannot say: written back as XML, the later

@@ -1,39 +1,24 @@
 #pragma once
-#include <condition_variable>
-#include <cstddef>
-#include <deque>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "platform/BackgroundQueue.h"
+#include "posix/JobThreads.h"
 
 namespace velko {
 
-// Threads that run queued jobs. A thread starts only when a job finds none idle, up to
-// maxThreads; with one thread the jobs run in order.
+// A thread that runs queued jobs in order, started by the first job so that an idle helper
+// holds no thread it never needed.
 class WorkerThread : public BackgroundQueue {
 public:
-    // onThreadStart runs first on each new thread (its priority, its thread-wide settings).
-    explicit WorkerThread(std::string name, std::size_t maxThreads = 1, std::function<void()> onThreadStart = {});
-    // Lets the running jobs finish, drops the queued ones.
-    ~WorkerThread() override;
-    void async(std::function<void()> fn) override;
+    explicit WorkerThread(std::string name) : thread_(std::move(name), 1) {}
+    // Lets the running job finish, drops the queued ones.
+    ~WorkerThread() override = default;
+    // One ticket for every job: they run in the order posted.
+    void async(std::function<void()> fn) override { thread_.post(0, std::move(fn)); }
 
 private:
-    void run();
-
-    const std::string name_;
-    const std::size_t maxThreads_;
-    const std::function<void()> onThreadStart_;
-    std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<std::function<void()>> jobs_;
-    std::vector<std::thread> threads_;
-    std::size_t idle_ = 0;
-    bool stopping_ = false;
+    JobThreads thread_;
 };
 
 }  // namespace velko

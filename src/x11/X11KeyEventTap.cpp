@@ -15,7 +15,6 @@
 #include <QSocketNotifier>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "platform/MainQueue.h"
@@ -40,20 +39,16 @@ void X11KeyEventTap::close() {
     self_.reset();
     if (reader_.joinable()) {
         // Wakes the reader from its blocking wait; it then sees the broken connection and ends.
-        ::shutdown(xcb_get_file_descriptor(data_), SHUT_RDWR);
+        ::shutdown(xcb_get_file_descriptor(data_.get()), SHUT_RDWR);
         reader_.join();
     }
+    // The notifier watches control_'s socket, and the reader is gone before data_ is.
     xkbEvents_.reset();
-    if (state_) xkb_state_unref(state_);
-    if (keymap_) xkb_keymap_unref(keymap_);
-    if (xkb_) xkb_context_unref(xkb_);
-    if (data_) xcb_disconnect(data_);
-    if (control_) xcb_disconnect(control_);
-    state_ = nullptr;
-    keymap_ = nullptr;
-    xkb_ = nullptr;
-    data_ = nullptr;
-    control_ = nullptr;
+    state_.reset();
+    keymap_.reset();
+    xkb_.reset();
+    data_.reset();
+    control_.reset();
 }
 
 bool X11KeyEventTap::start(Handler handler) {
@@ -66,37 +61,38 @@ bool X11KeyEventTap::start(Handler handler) {
     }
     handler_ = std::move(handler);
 
-    xkbEvents_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(control_), QSocketNotifier::Read);
+    xkbEvents_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(control_.get()), QSocketNotifier::Read);
     QObject::connect(xkbEvents_.get(), &QSocketNotifier::activated, [this] { readXkbEvents(); });
 
-    const std::uint32_t context = xcb_generate_id(control_);
+    xcb_connection_t* control = control_.get();
+    const std::uint32_t context = xcb_generate_id(control);
     xcb_record_range_t range{};
     range.device_events.first = XCB_KEY_PRESS;
     range.device_events.last = XCB_KEY_PRESS;
     const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
     if (xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
-            control_, xcb_record_create_context_checked(control_, context, 0, 1, 1, &clients, &range))}) {
+            control, xcb_record_create_context_checked(control, context, 0, 1, 1, &clients, &range))}) {
         std::fputs("velko-helper: cannot watch the keyboard (RECORD refused a context)\n", stderr);
         close();
         return false;
     }
-    const auto cookie = xcb_record_enable_context(data_, context);
+    const auto cookie = xcb_record_enable_context(data_.get(), context);
     // The first reply says that recording has begun: from here on no stroke is missed.
-    auto* first = xcb_record_enable_context_reply(data_, cookie, nullptr);
+    const xcb::Reply<xcb_record_enable_context_reply_t> first{
+        xcb_record_enable_context_reply(data_.get(), cookie, nullptr)};
     if (!first || first->category != recordStartOfData) {
-        std::free(first);
         std::fputs("velko-helper: cannot watch the keyboard (RECORD did not start)\n", stderr);
         close();
         return false;
     }
-    std::free(first);
-    reader_ = std::thread([data = data_, cookie, &queue = mainQueue_, weak = std::weak_ptr(self_)] {
-        while (auto* reply = xcb_record_enable_context_reply(data, cookie, nullptr)) {
+    reader_ = std::thread([data = data_.get(), cookie, &queue = mainQueue_, weak = std::weak_ptr(self_)] {
+        while (const xcb::Reply<xcb_record_enable_context_reply_t> reply{
+            xcb_record_enable_context_reply(data, cookie, nullptr)}) {
             std::vector<RawKey> keys;
             const bool end = reply->category == recordEndOfData;
             if (reply->category == recordFromServer) {
-                const std::uint8_t* bytes = xcb_record_enable_context_data(reply);
-                const int length = xcb_record_enable_context_data_length(reply);
+                const std::uint8_t* bytes = xcb_record_enable_context_data(reply.get());
+                const int length = xcb_record_enable_context_data_length(reply.get());
                 for (int i = 0; i + 32 <= length; i += 32) {
                     if ((bytes[i] & 0x7f) != XCB_KEY_PRESS) continue;
                     xcb_key_press_event_t press;
@@ -104,7 +100,6 @@ bool X11KeyEventTap::start(Handler handler) {
                     keys.push_back({press.detail, press.state});
                 }
             }
-            std::free(reply);
             if (!keys.empty())
                 queue.async([weak, keys = std::move(keys)] {
                     if (const auto self = weak.lock()) (*self)->handle(keys);
@@ -116,16 +111,16 @@ bool X11KeyEventTap::start(Handler handler) {
 }
 
 bool X11KeyEventTap::connect() {
-    control_ = xcb::connect();
-    data_ = xcb::connect();
+    control_.reset(xcb::connect());
+    data_.reset(xcb::connect());
     if (!control_ || !data_) return false;
-    if (const auto* record = xcb_get_extension_data(control_, &xcb_record_id); !record || !record->present)
-        return false;
-    if (!xkb_x11_setup_xkb_extension(control_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+    xcb_connection_t* control = control_.get();
+    if (const auto* record = xcb_get_extension_data(control, &xcb_record_id); !record || !record->present) return false;
+    if (!xkb_x11_setup_xkb_extension(control, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                      XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &xkbFirstEvent_, nullptr))
         return false;
-    xkb_ = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
-    device_ = xkb_x11_get_core_keyboard_device_id(control_);
+    xkb_.reset(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
+    device_ = xkb_x11_get_core_keyboard_device_id(control);
     if (!xkb_ || device_ < 0 || !loadKeymap()) return false;
 
     // A new keymap (setxkbmap, a new keyboard) has to be fetched, or keys turn into the wrong
@@ -138,27 +133,20 @@ bool X11KeyEventTap::connect() {
     xcb_xkb_select_events_details_t details{};
     details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
-    if (auto* error = xcb_request_check(
-            control_, xcb_xkb_select_events_aux_checked(control_, static_cast<xcb_xkb_device_spec_t>(device_), events,
-                                                        0, 0, mapParts, mapParts, &details))) {
-        std::free(error);
-        return false;
-    }
-    return true;
+    const xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
+        control, xcb_xkb_select_events_aux_checked(control, static_cast<xcb_xkb_device_spec_t>(device_), events, 0, 0,
+                                                   mapParts, mapParts, &details))};
+    return !error;
 }
 
 bool X11KeyEventTap::loadKeymap() {
-    xkb_keymap* keymap = xkb_x11_keymap_new_from_device(xkb_, control_, device_, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    xkb::Keymap keymap{
+        xkb_x11_keymap_new_from_device(xkb_.get(), control_.get(), device_, XKB_KEYMAP_COMPILE_NO_FLAGS)};
     if (!keymap) return false;
-    xkb_state* state = xkb_state_new(keymap);
-    if (!state) {
-        xkb_keymap_unref(keymap);
-        return false;
-    }
-    if (state_) xkb_state_unref(state_);
-    if (keymap_) xkb_keymap_unref(keymap_);
-    keymap_ = keymap;
-    state_ = state;
+    xkb::State state{xkb_state_new(keymap.get())};
+    if (!state) return false;
+    state_ = std::move(state);
+    keymap_ = std::move(keymap);
     return true;
 }
 
@@ -166,15 +154,14 @@ void X11KeyEventTap::readXkbEvents() {
     // Drained whole on every wake-up: the notifier fires once for everything already read. A new
     // layout arrives as a burst of notifies; the keymap is fetched once for all of them.
     bool keymapChanged = false;
-    while (xcb_generic_event_t* event = xcb_poll_for_event(control_)) {
+    while (const xcb::Reply<xcb_generic_event_t> event{xcb_poll_for_event(control_.get())}) {
         if ((event->response_type & 0x7f) == xkbFirstEvent_) {
-            const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event)[1];
+            const std::uint8_t xkbType = reinterpret_cast<const std::uint8_t*>(event.get())[1];
             if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) keymapChanged = true;
         }
-        std::free(event);
     }
     if (keymapChanged) loadKeymap();
-    if (xcb_connection_has_error(control_)) xkbEvents_->setEnabled(false);
+    if (xcb_connection_has_error(control_.get())) xkbEvents_->setEnabled(false);
 }
 
 void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
@@ -184,10 +171,10 @@ void X11KeyEventTap::handle(const std::vector<RawKey>& keys) {
         // the server keeps the eight core modifiers at indices 0-7, in the order of the state bits.
         const std::uint32_t mods = key.state & 0xFF;
         const std::uint32_t group = (key.state >> 13) & 0x3;
-        xkb_state_update_mask(state_, mods, 0, 0, 0, 0, group);
-        const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_, key.keycode);
+        xkb_state_update_mask(state_.get(), mods, 0, 0, 0, 0, group);
+        const xkb_keysym_t keysym = xkb_state_key_get_one_sym(state_.get(), key.keycode);
         std::array<char, 64> text{};
-        xkb_state_key_get_utf8(state_, key.keycode, text.data(), text.size());
+        xkb_state_key_get_utf8(state_.get(), key.keycode, text.data(), text.size());
 
         KeyEvent event;
         event.keyCode = KeyTable::keyCodeForXKeycode(key.keycode).value_or(noKeyCode);

@@ -5,11 +5,9 @@
 #include <vector>
 
 #include "platform/KeyEventTap.h"
+#include "x11/Xcb.h"
+#include "xkb/XkbHandles.h"
 
-struct xcb_connection_t;
-struct xkb_context;
-struct xkb_keymap;
-struct xkb_state;
 class QSocketNotifier;
 
 namespace velko {
@@ -46,11 +44,11 @@ private:
     MainQueue& mainQueue_;
     Handler handler_;
     bool started_ = false;
-    xcb_connection_t* control_ = nullptr;
-    xcb_connection_t* data_ = nullptr;
-    xkb_context* xkb_ = nullptr;
-    xkb_keymap* keymap_ = nullptr;
-    xkb_state* state_ = nullptr;
+    xcb::Connection control_;
+    xcb::Connection data_;
+    xkb::Context xkb_;
+    xkb::Keymap keymap_;
+    xkb::State state_;
     std::int32_t device_ = -1;
     std::uint8_t xkbFirstEvent_ = 0;
     std::unique_ptr<QSocketNotifier> xkbEvents_;

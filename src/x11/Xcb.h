@@ -17,6 +17,11 @@ struct FreeReply {
 template <typename T>
 using Reply = std::unique_ptr<T, FreeReply>;
 
+struct Disconnect {
+    void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
+};
+using Connection = std::unique_ptr<xcb_connection_t, Disconnect>;
+
 // A connection of its own to display ($DISPLAY when null); null when it fails, since xcb hands
 // back an error object that would otherwise have to be checked and freed by every caller.
 inline xcb_connection_t* connect(const char* display = nullptr, int* screen = nullptr) {

@@ -1,5 +1,6 @@
 #include "xkb/KeyCharacters.h"
 
+#include <unicode/utf8.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <utility>
@@ -8,18 +9,10 @@ namespace velko {
 namespace {
 
 std::string utf8(char32_t c) {
-    std::string out;
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-    return out;
+    char bytes[U8_MAX_LENGTH];
+    std::int32_t length = 0;
+    U8_APPEND_UNSAFE(bytes, length, static_cast<UChar32>(c));
+    return {bytes, static_cast<std::size_t>(length)};
 }
 
 // The characters the clipboard manager's home platform reports for these keys (its function-key

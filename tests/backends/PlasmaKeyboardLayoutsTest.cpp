@@ -90,13 +90,18 @@ TEST_F(PlasmaKeyboardLayoutsTest, ANewBusIsFollowedFromTheLayoutInUseThere) {
     QDBusConnection::disconnectFromBus(daemonName);
 }
 
-TEST_F(PlasmaKeyboardLayoutsTest, WithoutTheDaemonNothingChanges) {
+TEST_F(PlasmaKeyboardLayoutsTest, WithoutTheDaemonNothingChangesUntilItComesAndSwitches) {
     daemonBus.unregisterService(QStringLiteral("org.kde.keyboard"));
     std::vector<std::uint32_t> layouts;
     PlasmaKeyboardLayouts watch(watcherBus, [&](std::uint32_t layout) { layouts.push_back(layout); });
     watch.start();
     portal.pump(300);
     EXPECT_TRUE(layouts.empty());
+    // KWin started after the helper: its switches are followed all the same.
+    ASSERT_TRUE(daemonBus.registerService(QStringLiteral("org.kde.keyboard")));
+    switchTo(2);
+    ASSERT_TRUE(portal.waitUntil([&] { return !layouts.empty(); }));
+    EXPECT_EQ(layouts, (std::vector<std::uint32_t>{2}));
 }
 
 }  // namespace

@@ -76,9 +76,11 @@ ping_answered() {
 }
 
 # wait_for WHAT COMMAND...: polls for up to 10 s.
-wait_for() {
-  local what="$1"; shift
-  for _ in $(seq 200); do "$@" && return 0; sleep 0.05; done
+wait_for() { local what="$1"; shift; wait_long "$what" 10 "$@"; }
+# wait_long WHAT SECONDS COMMAND...: the same, for work that takes longer than 10 s.
+wait_long() {
+  local what="$1" seconds="$2"; shift 2
+  session_wait "$seconds" "$@" && return 0
   fail "timed out waiting for $what"
   return 1
 }

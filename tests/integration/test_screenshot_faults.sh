@@ -47,11 +47,6 @@ check_eq "one log line for each" 1 "$(grep -c '"Screenshot hard.png"' "$HELPER_L
 check "the helper keeps running" helper_alive
 
 # --- a full staging folder: a 64 KiB tmpfs over it, nearly filled
-wait_long() {  # wait_long WHAT SECONDS COMMAND...: like wait_for, for a retry that backs off
-  local what="$1" seconds="$2"; shift 2
-  for _ in $(seq $((seconds * 10))); do "$@" && return 0; sleep 0.1; done
-  fail "timed out waiting for $what"
-}
 if mount -t tmpfs -o size=64k,mode=700 velko-full "$STAGING" 2>/dev/null; then
   trap 'umount -l "$STAGING" 2>/dev/null || true; cleanup' EXIT
   head -c 65536 /dev/zero >"$STAGING/.filler" 2>/dev/null || true  # until it is full

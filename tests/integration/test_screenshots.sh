@@ -31,12 +31,6 @@ field() { python3 -c 'import json,sys; print(json.loads(sys.stdin.readline()).ge
 data_size() { stat -c %s "$(field _data)"; }
 announced() { objects velko.screenshot.captured | grep -cxF -- "$1" || true; }
 announced_once() { [ "$(announced "$1")" -ge 1 ]; }
-# wait_long WHAT SECONDS COMMAND...: like wait_for, for work that takes longer than 10 s.
-wait_long() {
-  local what="$1" seconds="$2"; shift 2
-  for _ in $(seq $((seconds * 10))); do "$@" && return 0; sleep 0.1; done
-  fail "timed out waiting for $what"
-}
 
 make_png "$WORK/hello.png" Hello World
 make_png "$WORK/slow.png" Slowly Written

@@ -25,11 +25,13 @@ TEST_F(AutoPasteRuleEngineTest, ValidRulesLoadInOrderAndExtraKeysAreIgnored) {
                         {"bundleId":"org.gnome.gedit","action":"blockPaste"}])"),
               (std::vector<Rule>{{"org.gnome.gedit", A::lowercase}, {"org.gnome.gedit", A::blockPaste}}));
     // The main application writes these names, and velkoctl prints them back.
-    for (const std::string raw :
-         {"alwaysPlainText", "stripTrackingParams", "trimWhitespace", "blockPaste", "prettyPrintJSON", "lowercase"}) {
-        const auto rules = loaded(R"([{"bundleId":"a","action":")" + raw + "\"}]");
-        ASSERT_EQ(rules.size(), 1u) << raw;
-        EXPECT_EQ(AutoPasteRuleEngine::rawValue(rules[0].action), raw);
+    const std::pair<std::string, A> names[] = {
+        {"alwaysPlainText", A::alwaysPlainText}, {"stripTrackingParams", A::stripTrackingParams},
+        {"trimWhitespace", A::trimWhitespace},   {"blockPaste", A::blockPaste},
+        {"prettyPrintJSON", A::prettyPrintJSON}, {"lowercase", A::lowercase}};
+    for (const auto& [raw, action] : names) {
+        EXPECT_EQ(loaded(R"([{"bundleId":"a","action":")" + raw + "\"}]"), (std::vector<Rule>{{"a", action}})) << raw;
+        EXPECT_EQ(AutoPasteRuleEngine::rawValue(action), raw);
     }
 }
 

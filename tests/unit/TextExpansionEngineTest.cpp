@@ -300,7 +300,10 @@ TEST_F(TextExpansionEngineTest, PlaceholdersAreFilledInOrderOnTheGrowingText) {
 }
 
 TEST_F(TextExpansionEngineTest, DateAndTimeUseTheLocaleStylesOfOneInstant) {
-    EXPECT_EQ(expandOnce("Sent {date} at {time}"), "Sent Nov 16, 2026 at 2:05\xE2\x80\xAFPM");
+    // ICU 72 and later write a narrow no-break space before PM, older ones a plain space.
+    std::string sent = expandOnce("Sent {date} at {time}");
+    if (const auto narrow = sent.find("\xE2\x80\xAF"); narrow != std::string::npos) sent.replace(narrow, 3, " ");
+    EXPECT_EQ(sent, "Sent Nov 16, 2026 at 2:05 PM");
     session.locale = "de_DE";
     session.zone = "Europe/Berlin";
     EXPECT_EQ(expandOnce("{date} {time}"), "16.11.2026 15:05");

@@ -1,4 +1,4 @@
-#include "posix/WorkerThread.h"
+#include "posix/JobThreads.h"
 
 #include <pthread.h>
 
@@ -6,12 +6,12 @@
 
 namespace velko {
 
-WorkerThread::WorkerThread(std::string name, std::size_t maxThreads, std::function<void()> onThreadStart)
+JobThreads::JobThreads(std::string name, std::size_t maxThreads, std::function<void()> onThreadStart)
     : name_(std::move(name)),
       maxThreads_(std::max<std::size_t>(1, maxThreads)),
       onThreadStart_(std::move(onThreadStart)) {}
 
-WorkerThread::~WorkerThread() {
+JobThreads::~JobThreads() {
     {
         std::lock_guard lock(mutex_);
         stopping_ = true;
@@ -21,17 +21,22 @@ WorkerThread::~WorkerThread() {
     for (auto& thread : threads_) thread.join();
 }
 
-void WorkerThread::async(std::function<void()> fn) {
+std::uint64_t JobThreads::newTicket() {
+    std::lock_guard lock(mutex_);
+    return nextTicket_++;
+}
+
+void JobThreads::post(std::uint64_t ticket, std::function<void()> job) {
     {
         std::lock_guard lock(mutex_);
         if (stopping_) return;
-        jobs_.push_back(std::move(fn));
-        if (idle_ < jobs_.size() && threads_.size() < maxThreads_) threads_.emplace_back(&WorkerThread::run, this);
+        jobs_.emplace(std::make_pair(ticket, nextArrival_++), std::move(job));
+        if (idle_ < jobs_.size() && threads_.size() < maxThreads_) threads_.emplace_back(&JobThreads::run, this);
     }
     ready_.notify_one();
 }
 
-void WorkerThread::run() {
+void JobThreads::run() {
     pthread_setname_np(pthread_self(), name_.substr(0, 15).c_str());
     if (onThreadStart_) onThreadStart_();
     for (;;) {
@@ -42,8 +47,9 @@ void WorkerThread::run() {
             ready_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
             --idle_;
             if (stopping_) return;
-            job = std::move(jobs_.front());
-            jobs_.pop_front();
+            auto first = jobs_.begin();
+            job = std::move(first->second);
+            jobs_.erase(first);
         }
         job();
     }

@@ -1,4 +1,4 @@
-#include "ocr/ReadingOrder.h"
+#include "layout/ReadingOrder.h"
 
 #include <algorithm>
 #include <cstdlib>
