@@ -49,6 +49,7 @@ check_pastes 1 "Mod1 Meta"
 
 # The session bus starts again at the same address, and mutter with it: the helper takes up its
 # remote desktop on the new bus.
+taken="$(grep -c 'Input: GNOME remote desktop now' "$HELPER_LOG")"
 kill "$MUTTER_PID" "$BUS_PID"
 wait "$MUTTER_PID" 2>/dev/null || true
 wait_for "the helper to lose the bus" grep -q 'lost the session bus' "$HELPER_LOG"
@@ -56,8 +57,10 @@ start_bus
 start_mutter_session no-x11
 mv "$WORK/wev.log" "$WORK/wev-bus.log"
 start_wev
+# The line before the bus went says the same: count them.
 wait_for "mutter taken up on the new bus" \
-  bash -c "grep 'Input:' '$HELPER_LOG' | tail -1 | grep -q 'GNOME remote desktop now'"
+  bash -c "[ \$(grep -c 'Input: GNOME remote desktop now' '$HELPER_LOG') -gt $taken ]"
+ping_answered
 first_paste
 check_pastes 1 "Mod1 Meta"
 stop_helper

@@ -34,7 +34,12 @@ setxkbmap -layout us -variant dvorak -option ''
 chromium --no-sandbox --user-data-dir="$WORK/chromium" --no-first-run --disable-gpu about:blank >/dev/null 2>&1 &
 pids+=($!)
 for _ in $(seq 600); do xdotool search --onlyvisible --class chromium >/dev/null && break; sleep 0.05; done
-xdotool search --onlyvisible --class chromium | tail -1 | xargs xdotool windowfocus --sync
+# Chromium maps and drops windows of its own while it starts: focus the one that stays.
+for _ in $(seq 100); do
+  window="$(xdotool search --onlyvisible --class chromium | tail -1)"
+  [ -n "$window" ] && xdotool windowfocus --sync "$window" 2>/dev/null && break
+  sleep 0.1
+done
 sleep 2  # the address bar takes keys some time after the window shows
 printf 'pasted in Chromium' | xclip -selection clipboard
 xdotool key ctrl+l
