@@ -20,9 +20,11 @@ enter_trixie() {
   # binary it names is the host's, which the root cannot see.
   mkdir -p "$XDG_DATA_HOME/applications"
   grep -v '^TryExec=' "$VELKO_SOURCE_DIR/packaging/velko-helper.desktop" >"$XDG_DATA_HOME/applications/app.velko.Helper.desktop"
-  # The test's folder, /proc and /dev in the root, in a mount namespace held by a process of the test.
+  # The test's folder, /proc and /dev in the root, in a mount namespace held by a process of the test;
+  # /run empty, as no systemd runs (what the packages left there makes gnome-shell wait for logind).
   unshare -m --propagation private sh -c 'r="$1" w="$2"
-    mount --bind "$w" "$r$w" && mount -t proc proc "$r/proc" && mount --rbind /dev "$r/dev" && exec sleep infinity' \
+    mount --bind "$w" "$r$w" && mount -t proc proc "$r/proc" && mount --rbind /dev "$r/dev" &&
+    mount -t tmpfs run "$r/run" && exec sleep infinity' \
     trixie "$TRIXIE" "$WORK" &
   TRIXIE_NS=$!
   pids+=("$TRIXIE_NS")
@@ -112,3 +114,4 @@ start_trixie_wev() {
 
 # answer_dialog SECONDS CONTROL...: a person's clicks on the desktop's dialog, from inside the root.
 answer_dialog() { in_root /usr/bin/python3 "$WORK/answer_dialog.py" "$@"; }
+
