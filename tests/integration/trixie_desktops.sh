@@ -115,3 +115,22 @@ start_trixie_wev() {
 # answer_dialog SECONDS CONTROL...: a person's clicks on the desktop's dialog, from inside the root.
 answer_dialog() { in_root /usr/bin/python3 "$WORK/answer_dialog.py" "$@"; }
 
+# start_gnome48: gnome-shell 48 headless without X11 (without systemd its Xwayland never answers)
+# on a stand-in system bus, its overview hidden so that new windows get the focus; its portal is
+# started by the bus.
+start_gnome48() {
+  local start=$SECONDS
+  export XDG_CURRENT_DESKTOP=GNOME DBUS_SYSTEM_BUS_ADDRESS="unix:path=$WORK/system-bus"
+  start_trixie_bus WAYLAND_DISPLAY=velko-shell GDK_BACKEND=wayland
+  sed "s#<type>session</type>#<type>system</type>#; s#unix:path=$WORK/bus#unix:path=$WORK/system-bus#" \
+    "$WORK/trixie-bus.conf" | grep -v standard_session_servicedirs >"$WORK/system-bus.conf"
+  root_start "$WORK/system-bus.log" dbus-daemon --config-file="$WORK/system-bus.conf" --nofork --nopidfile
+  wait_for "the stand-in system bus" test -S "$WORK/system-bus"
+  root_start "$WORK/shell.log" gnome-shell --headless --no-x11 --wayland --wayland-display=velko-shell \
+    --virtual-monitor 1280x800
+  wait_for "gnome-shell's start" grep -q 'GNOME Shell started' "$WORK/shell.log" || { cat "$WORK/shell.log"; return 1; }
+  dbus-send --session --print-reply --dest=org.gnome.Shell /org/gnome/Shell org.freedesktop.DBus.Properties.Set \
+    string:org.gnome.Shell string:OverviewActive variant:boolean:false >/dev/null
+  export WAYLAND_DISPLAY=velko-shell
+  echo "time: GNOME 48 ready in $((SECONDS - start)) s"
+}
