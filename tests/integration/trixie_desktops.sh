@@ -16,10 +16,12 @@ enter_trixie() {
   echo "time: Debian 13's root ready in $((SECONDS - start)) s"
   mkdir -p "$TRIXIE$WORK"
   cp "$TRIXIE_SCRIPTS/answer_dialog.py" "$WORK/"
-  # The helper's desktop file, as installed, so that the portal finds the application id; the
-  # binary it names is the host's, which the root cannot see.
-  mkdir -p "$XDG_DATA_HOME/applications"
-  grep -v '^TryExec=' "$VELKO_SOURCE_DIR/packaging/velko-helper.desktop" >"$XDG_DATA_HOME/applications/app.velko.Helper.desktop"
+  # The helper's desktop file, as installed, so that the portal finds the application id. The portal
+  # takes it only if the program it names is there: a copy of the host's binary, in the shared folder.
+  mkdir -p "$XDG_DATA_HOME/applications" "$WORK/bin"
+  cp "$HELPER" "$WORK/bin/velko-helper"
+  sed "s#^\(Try\)\?Exec=velko-helper#\1Exec=$WORK/bin/velko-helper#" "$VELKO_SOURCE_DIR/packaging/velko-helper.desktop" \
+    >"$XDG_DATA_HOME/applications/app.velko.Helper.desktop"
   # The test's folder, /proc and /dev in the root, in a mount namespace held by a process of the test;
   # /run empty, as no systemd runs (what the packages left there makes gnome-shell wait for logind).
   unshare -m --propagation private sh -c 'r="$1" w="$2"
