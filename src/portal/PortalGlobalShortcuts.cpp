@@ -19,8 +19,6 @@ namespace {
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString& portalPath = PortalRequest::portalPath;
 const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
-// The basename of the helper's desktop entry, which names it in the desktop's shortcut settings.
-const QString applicationId = QStringLiteral("velko-helper");
 
 }  // namespace
 
@@ -128,21 +126,11 @@ void PortalGlobalShortcuts::resume() {
 }
 
 void PortalGlobalShortcuts::ask(unsigned attempt) {
-    // Registering names the helper in the desktop's shortcut settings. It must come before any
-    // other call on the connection and can be done once; portals without it are as good.
-    if (!registered_) {
-        registered_ = true;
-        auto message = QDBusMessage::createMethodCall(portalService, portalPath,
-                                                      QStringLiteral("org.freedesktop.host.portal.Registry"),
-                                                      QStringLiteral("Register"));
-        message << applicationId << QVariantMap();
-        auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
-        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt] {
-            watcher->deleteLater();
-            if (current(attempt)) ask(attempt);
-        });
-        return;
-    }
+    // Registering names the helper in the desktop's shortcut settings.
+    registerThen(attempt, [this] { findShortcuts(); });
+}
+
+void PortalGlobalShortcuts::findShortcuts() {
     findPortal(QStringLiteral("version"), "the desktop portal offers no global shortcuts", [this](const QVariant&) {
         bus_.connect(portalOwner_, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
                      SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
@@ -162,14 +150,17 @@ void PortalGlobalShortcuts::ask(unsigned attempt) {
 }
 
 void PortalGlobalShortcuts::bind() {
-    request(QStringLiteral("BindShortcuts"),
-            {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entriesFor(bound_)), QString()},
-            {}, bindTimeout_, "the shortcuts were declined", [this](const QVariantMap& results) {
-                takeTriggers(results.value(QStringLiteral("shortcuts")));
-                if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
-                std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
-                setStatus({State::ready, {}});
-            });
+    request(
+        QStringLiteral("BindShortcuts"),
+        {QVariant::fromValue(QDBusObjectPath(sessionPath_)), QVariant::fromValue(entriesFor(bound_)), QString()}, {},
+        bindTimeout_, "the shortcuts were declined",
+        [this](const QVariantMap& results) {
+            takeTriggers(results.value(QStringLiteral("shortcuts")));
+            if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
+            std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
+            setStatus({State::ready, {}});
+        },
+        true);
 }
 
 void PortalGlobalShortcuts::takeTriggers(const QVariant& shortcuts) {

@@ -68,6 +68,7 @@ private slots:
 
 private:
     void ask(unsigned attempt);
+    void findShortcuts();
     void bind();
     void takeTriggers(const QVariant& shortcuts);
     void sessionEnding() override;
@@ -82,7 +83,6 @@ private:
     Callback callback_;
     std::vector<std::function<void()>> triggersHandlers_;
     std::map<std::string, std::string> triggers_;
-    bool registered_ = false;
     bool namedSession_ = false;
     std::map<std::string, std::chrono::steady_clock::time_point> own_;  // id: until when one activation is own
 };

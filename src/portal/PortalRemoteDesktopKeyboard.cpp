@@ -41,14 +41,17 @@ PortalRemoteDesktopKeyboard::PortalRemoteDesktopKeyboard(QDBusConnection bus, To
 void PortalRemoteDesktopKeyboard::start() {
     if (state().state != State::unavailable) return;
     stroke_.forget();
-    begin();
+    const unsigned attempt = begin();
     setStatus({State::starting, {}});
     if (!bus_.isConnected()) return fail("no session bus");
-    findPortal(QStringLiteral("AvailableDeviceTypes"), "no desktop portal with remote desktop",
-               [this](const QVariant& types) {
-                   if (!(types.toUInt() & keyboardDevice)) return fail("the desktop portal offers no keyboard");
-                   createSession("keyboard access was declined", [this] { selectDevices(); });
-               });
+    // Registered, the dialog names the helper rather than no application at all.
+    registerThen(attempt, [this] {
+        findPortal(QStringLiteral("AvailableDeviceTypes"), "no desktop portal with remote desktop",
+                   [this](const QVariant& types) {
+                       if (!(types.toUInt() & keyboardDevice)) return fail("the desktop portal offers no keyboard");
+                       createSession("keyboard access was declined", [this] { selectDevices(); });
+                   });
+    });
 }
 
 void PortalRemoteDesktopKeyboard::selectDevices() {

@@ -25,6 +25,8 @@ QStringList watchedServices() {
 
 }  // namespace
 
+const QString PortalSession::applicationId = QStringLiteral("app.velko.Helper");
+
 PortalSession::PortalSession(QDBusConnection bus, QString interface, std::string what,
                              std::chrono::milliseconds stepTimeout, QObject* parent)
     : QObject(parent),
@@ -107,16 +109,33 @@ void PortalSession::findPortal(const QString& property, const std::string& missi
             });
 }
 
+void PortalSession::registerThen(unsigned attempt, std::function<void()> then) {
+    if (registered_) return then();
+    registered_ = true;
+    // The registry must hear of the program before any other portal call on the connection.
+    auto message = QDBusMessage::createMethodCall(portalService, PortalRequest::portalPath,
+                                                  QStringLiteral("org.freedesktop.host.portal.Registry"),
+                                                  QStringLiteral("Register"));
+    message << applicationId << QVariantMap();
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message, int(stepTimeout_.count())), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, attempt, then = std::move(then)] {
+        watcher->deleteLater();
+        if (current(attempt)) then();
+    });
+}
+
 void PortalSession::request(const QString& method, QVariantList arguments, QVariantMap options,
-                            std::chrono::milliseconds timeout, std::string declined, Granted granted) {
+                            std::chrono::milliseconds timeout, std::string declined, Granted granted,
+                            bool endedWithResults) {
     dropRequest();
     pending_ = new PortalRequest(
         bus_, portalOwner_, {interface_, method, std::move(arguments), std::move(options), timeout},
-        [this, declined = std::move(declined), granted = std::move(granted)](uint response,
-                                                                             const QVariantMap& results) {
+        [this, declined = std::move(declined), granted = std::move(granted), endedWithResults](
+            uint response, const QVariantMap& results) {
             if (status_.state != State::starting) return;
             dropRequest();  // deleted later, so what this holds lives on meanwhile
             if (response == 1) return fail(declined);
+            if (response == 2 && endedWithResults && !results.isEmpty()) return granted(results);
             if (response != 0) return fail("the desktop portal ended the request");
             granted(results);
         },

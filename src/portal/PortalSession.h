@@ -55,10 +55,18 @@ protected:
     // the instance that answers; then found with its value, or the attempt fails with missing and
     // the bus's error.
     void findPortal(const QString& property, const std::string& missing, std::function<void(const QVariant&)> found);
+    // The application id the desktops accept (reverse-DNS, named after the installed desktop file).
+    static const QString applicationId;
+
+    // Names the connection's program to the portal (Registry, portal 1.19+) before its first call
+    // there, once per session object, then then(); a portal without the registry is as good.
+    void registerThen(unsigned attempt, std::function<void()> then);
     // Calls method through a Request; a grant goes to granted, anything else fails the attempt
-    // (declined: the person said no). Replaces the request still pending.
+    // (declined: the person said no). With endedWithResults an answer "ended otherwise" that still
+    // carries results counts as a grant (portal-gnome 48.0 binds shortcuts so). Replaces the
+    // request still pending.
     void request(const QString& method, QVariantList arguments, QVariantMap options, std::chrono::milliseconds timeout,
-                 std::string declined, Granted granted);
+                 std::string declined, Granted granted, bool endedWithResults = false);
     // CreateSession with options besides the handle token, then opened once the session's path is
     // known and watched.
     void createSession(std::string declined, std::function<void()> opened, QVariantMap options = {});
@@ -97,6 +105,7 @@ private:
     Status status_{State::unavailable, "not started"};
     PortalRequest* pending_ = nullptr;  // a child, deleted later once answered or dropped
     bool lost_ = false;                 // went away while starting or ready, so taken up again when back
+    bool registered_ = false;
 };
 
 }  // namespace velko

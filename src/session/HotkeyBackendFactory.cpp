@@ -54,7 +54,8 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
     });
     c.portal = portal.get();
     c.tap = std::move(portal);
-    c.choice = {"Hotkeys", "desktop portal", session.reason};
+    // Nothing is bound until the portal answers: off until then, which changed() ends.
+    c.choice = {"Hotkeys", "off", session.reason + "; until the desktop portal binds the shortcuts"};
     return c;
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QRegularExpression>
 #include <QThread>
 #include <memory>
 
@@ -86,6 +87,19 @@ TEST_F(PortalGlobalShortcutsTest, BindsTheCombinationsUnderTheirIdentifiersAndAn
     ASSERT_TRUE(portal.waitUntil([&] { return triggerChanges > changesBefore; }));
     EXPECT_EQ(s->triggers().at("save_snippet"), "Ctrl+Alt+S");
     EXPECT_EQ(s->triggers().at("open_popover"), "CTRL+SHIFT+V");
+}
+
+TEST_F(PortalGlobalShortcutsTest, ABindingEndedWithTheShortcutsAsGnome48AnswersIsTakenAfterRegistering) {
+    ASSERT_TRUE(portal.startPortal("ended"));
+    auto s = shortcuts();
+    ASSERT_TRUE(create(*s));
+    ASSERT_TRUE(portal.waitUntil([&] { return s->state().state != State::starting; }));
+    ASSERT_EQ(s->state().state, State::ready) << s->state().reason;
+    EXPECT_EQ(s->triggers().at("open_popover"), "CTRL+SHIFT+V");
+    // GNOME finds the helper's desktop file by the reverse-DNS id, asked before anything else.
+    const qsizetype registered = portal.said.indexOf("register app.velko.Helper");
+    EXPECT_GE(registered, 0);
+    EXPECT_LT(registered, portal.said.indexOf(QRegularExpression("create_session .*")));
 }
 
 TEST_F(PortalGlobalShortcutsTest, ADeclinedUnansweredOrMissingPortalLeavesHotkeysOffWithOneLineSayingWhy) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QRegularExpression>
+
 #include <memory>
 
 #include "PortalBus.h"
@@ -47,6 +49,10 @@ TEST_F(PortalKeyboardTest, ApprovedSessionPostsExactlyTheAskedModifiersAndRestor
     ASSERT_TRUE(portal.waitUntil([&] { return first->state().state != State::starting; }));
     ASSERT_EQ(first->state().state, State::ready) << first->state().reason;
     EXPECT_EQ(states, (std::vector{State::starting, State::ready}));
+    // Registered before any other call, so that the dialog names the helper.
+    const qsizetype registered = portal.said.indexOf("register app.velko.Helper");
+    EXPECT_GE(registered, 0);
+    EXPECT_LT(registered, portal.said.indexOf(QRegularExpression("create_session .*")));
     EXPECT_EQ(portal.saidStarting("select_devices"),
               QStringList{"select_devices types=1 persist_mode=2 restore_token="});
     EXPECT_EQ(storedToken, "token-1");

@@ -8,10 +8,11 @@ It prints "ready" once it owns the name, then one line for everything a client a
   start PATH | restore_token S | key CODE STATE | bind_shortcuts ID,... | list_shortcuts
   key_overlap (a key call came before the one under way was answered)
   response TOKEN CODE | request_closed PATH | session_closed PATH (by its client)
+  register APP_ID (the host registry, which real portals take only before a connection's first call)
 
 Tests steer it through app.velko.PortalStandIn on /control (or --mode at start):
   SetMode(s): approve (default), deny (the person declines the dialog), silent (the dialog
-  is never answered); CloseSessions(): revokes every session; Activate(s id) and
+  is never answered), ended (shortcuts bound with response 2, as portal-gnome 48.0 does); CloseSessions(): revokes every session; Activate(s id) and
   Deactivate(s id): a bound global shortcut is pressed or released; ChangeTrigger(s id,
   s trigger): the person gives a bound shortcut other keys (ShortcutsChanged); RefuseKey(u n): the
   n-th key call from now on is refused; Tokenless(): Start gives no restore token, as RemoteDesktop
@@ -113,11 +114,11 @@ class GlobalShortcuts(dbus.service.Object):
         request = self.request(options, sender)
         if self.mode == "deny":
             request.answer(1, {})
-        elif self.mode == "approve":
+        elif self.mode in ("approve", "ended"):
             found.shortcuts = [(str(i), {"description": str(o.get("description", "")),
                                          "trigger_description": str(o.get("preferred_trigger", ""))})
                                for i, o in shortcuts]
-            request.answer(0, {"shortcuts": self.described(found)})
+            request.answer(2 if self.mode == "ended" else 0, {"shortcuts": self.described(found)})
         return request.path
 
     @dbus.service.method(SHORTCUTS, in_signature="oa{sv}", out_signature="o", sender_keyword="sender")
@@ -161,7 +162,13 @@ class GlobalShortcuts(dbus.service.Object):
                        dbus.Dictionary({}, signature="sv"))
 
 
-class Portal(GlobalShortcuts):
+class Registry(GlobalShortcuts):
+    @dbus.service.method("org.freedesktop.host.portal.Registry", in_signature="sa{sv}", sender_keyword="sender")
+    def Register(self, app_id, options, sender=None):
+        say("register", app_id)
+
+
+class Portal(Registry):
     def __init__(self, bus, mode):
         super().__init__(bus, PATH)
         self.bus, self.mode = bus, mode
@@ -292,7 +299,7 @@ class Control(dbus.service.Object):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--mode", choices=["approve", "deny", "silent"], default="approve")
+    parser.add_argument("--mode", choices=["approve", "deny", "silent", "ended"], default="approve")
     mode = parser.parse_args().mode
     DBusGMainLoop(set_as_default=True)
     bus = dbus.SessionBus()

@@ -37,7 +37,7 @@ expected="/etc/xdg/autostart/velko-helper.desktop
 /usr/bin/velkoctl
 /usr/lib/systemd/user/velko-helper.service
 /usr/lib/velko-helper/velko-ocr
-/usr/share/applications/velko-helper.desktop
+/usr/share/applications/app.velko.Helper.desktop
 /usr/share/bash-completion/completions/velkoctl
 /usr/share/doc/velko-helper/copyright
 /usr/share/icons/hicolor/scalable/apps/velko-helper.svg
@@ -50,7 +50,7 @@ listed="$(dpkg --root="$ROOT" -L velko-helper | while read -r f; do [ -f "$ROOT$
 check_eq "the package installs exactly the expected files" "$expected" "$listed"
 check "the autostart entry is kept across upgrades" grep -qx /etc/xdg/autostart/velko-helper.desktop \
   "$ROOT/var/lib/dpkg/info/velko-helper.conffiles"
-for entry in etc/xdg/autostart/velko-helper.desktop usr/share/applications/velko-helper.desktop; do
+for entry in etc/xdg/autostart/velko-helper.desktop usr/share/applications/app.velko.Helper.desktop; do
   check "/$entry is a valid desktop entry" desktop-file-validate "$ROOT/$entry"
 done
 check_eq "the help page sits where the helper looks, beside its binary" \

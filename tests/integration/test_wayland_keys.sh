@@ -34,8 +34,10 @@ start_helper
 wait_for "the shortcuts to be bound" grep -q 'bind_shortcuts' "$WORK/portal.log"
 check_eq "the helper binds its three shortcuts under their identifiers" \
   "bind_shortcuts open_popover,spotlight_launcher,save_snippet" "$(grep bind_shortcuts "$WORK/portal.log")"
-check_eq "with a portal the hotkeys go through it" "Hotkeys: desktop portal" "$(choice Hotkeys)"
 wait_for "the binding to be answered" grep -q 'hotkeys through the desktop portal: ' "$HELPER_LOG"
+check "nothing is claimed before the portal binds the shortcuts" \
+  grep -q 'Hotkeys: off (.*until the desktop portal binds the shortcuts)' "$HELPER_LOG"
+check_eq "once bound the hotkeys go through the portal" "Hotkeys: desktop portal" "$(choice Hotkeys)"
 portal Activate string:spotlight_launcher
 portal Deactivate string:spotlight_launcher
 portal Activate string:save_snippet
