@@ -73,7 +73,7 @@ private:
     void takeTriggers(const QVariant& shortcuts);
     void sessionEnding() override;
     void resume() override;
-    void busReplaced() override { registered_ = namedSession_ = false; }
+    void busReplaced() override { namedSession_ = false; }
     std::string closedReason() const override { return "the desktop closed the shortcuts session"; }
     // id and keys of each bound shortcut, on one line for the log.
     std::string triggersLine() const;

@@ -72,6 +72,7 @@ void PortalSession::moveTo(QDBusConnection bus) {
     }
     bus_ = std::move(bus);
     portalWatcher_.setConnection(bus_);
+    registered_ = false;  // a new connection is a program the registry has not heard of
     busReplaced();
     // Otherwise the watcher takes it up when the portal arrives.
     if (!lost_ || !bus_.isConnected() || !portalsRegistered()) return;
