@@ -21,6 +21,17 @@ DesktopSession DesktopSession::detect(const Environment& environment) {
     return {Kind::none, "neither DISPLAY nor WAYLAND_DISPLAY is set"};
 }
 
+bool DesktopSession::runs(std::string_view desktop, const Environment& environment) {
+    const char* value = environment("XDG_CURRENT_DESKTOP");
+    std::string_view names = value ? value : "";
+    while (!names.empty()) {
+        const auto colon = names.find(':');
+        if (names.substr(0, colon) == desktop) return true;
+        names = colon == std::string_view::npos ? std::string_view() : names.substr(colon + 1);
+    }
+    return false;
+}
+
 DesktopSession DesktopSession::detect() {
     return detect([](const char* name) { return std::getenv(name); });
 }

@@ -1,6 +1,7 @@
 #pragma once
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace velko {
 
@@ -15,6 +16,8 @@ struct DesktopSession {
 
     static DesktopSession detect(const Environment& environment);
     static DesktopSession detect();
+    // Whether XDG_CURRENT_DESKTOP (a colon-separated list) names this desktop, e.g. "KDE".
+    static bool runs(std::string_view desktop, const Environment& environment);
     bool isWayland() const { return kind == Kind::wayland; }
 };
 

@@ -1,0 +1,130 @@
+#include "plasma/SpectacleLocation.h"
+
+#include <map>
+#include <utility>
+
+#include "gnome/GnomeScreenshotLocation.h"
+#include "posix/SafeFile.h"
+
+namespace velko {
+namespace {
+
+constexpr std::size_t kMaxConfigBytes = 256 * 1024;
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r')) text.remove_suffix(1);
+    return text;
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// KConfig's escapes in a value: \s, \t, \n, \r, \\.
+std::string unescaped(std::string_view value) {
+    std::string out;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        if (value[i] != '\\' || i + 1 == value.size()) {
+            out += value[i];
+            continue;
+        }
+        const char c = value[++i];
+        out += c == 's' ? ' ' : c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c;
+    }
+    return out;
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            out += text[i];
+            continue;
+        }
+        if (i + 2 >= text.size()) return std::nullopt;
+        const int high = hexValue(text[i + 1]), low = hexValue(text[i + 2]);
+        if (high < 0 || low < 0) return std::nullopt;
+        out += static_cast<char>(high * 16 + low);
+        i += 2;
+    }
+    return out;
+}
+
+std::optional<std::string> folderFromValue(std::string_view value, const std::string& home) {
+    std::optional<std::string> path;
+    if (value.substr(0, 7) == "file://") {
+        value.remove_prefix(7);
+        if (value.substr(0, 9) == "localhost") value.remove_prefix(9);
+        path = percentDecoded(value);
+    } else {
+        path = std::string(value);
+    }
+    if (!path) return std::nullopt;
+    // KConfig expands both in path entries; Spectacle writes them in a hand-made file as written.
+    for (std::string_view prefix : {"$HOME", "~"})
+        if (path->rfind(prefix, 0) == 0 && (path->size() == prefix.size() || (*path)[prefix.size()] == '/'))
+            path = home + path->substr(prefix.size());
+    if (path->empty() || path->front() != '/') return std::nullopt;
+    while (path->size() > 1 && path->back() == '/') path->pop_back();
+    return path;
+}
+
+}  // namespace
+
+SpectacleLocation::SpectacleLocation(std::string home, std::string configDirectory)
+    : home_(std::move(home)), configDirectory_(std::move(configDirectory)) {}
+
+std::optional<std::string> SpectacleLocation::folderFrom(std::string_view spectaclerc, const std::string& home,
+                                                         const std::string& pictures) {
+    std::map<std::string, std::string> values;  // "group/key"; the last assignment wins, as in KConfig
+    bool general = false, imageSave = false;
+    std::string group;
+    while (!spectaclerc.empty()) {
+        const auto end = spectaclerc.find('\n');
+        const std::string_view line = trimmed(spectaclerc.substr(0, end));
+        spectaclerc = end == std::string_view::npos ? std::string_view() : spectaclerc.substr(end + 1);
+        if (line.empty() || line.front() == '#') continue;
+        if (line.front() == '[') {
+            group = std::string(line.substr(1, line.find(']') - 1));
+            general = general || group == "General";
+            imageSave = imageSave || group == "ImageSave";
+            continue;
+        }
+        const auto equals = line.find('=');
+        if (equals == std::string_view::npos) continue;
+        std::string_view key = trimmed(line.substr(0, equals));
+        // "key[$e]" carries flags; "key[de]" is a translation, not the value itself.
+        if (const auto bracket = key.find('['); bracket != std::string_view::npos) {
+            if (key.substr(bracket, 2) != "[$") continue;
+            key = key.substr(0, bracket);
+        }
+        values[group + "/" + std::string(key)] = unescaped(trimmed(line.substr(equals + 1)));
+    }
+    for (const char* key : {"ImageSave/imageSaveLocation", "General/defaultSaveLocation"}) {
+        const auto found = values.find(key);
+        if (found != values.end() && !found->second.empty()) return folderFromValue(found->second, home);
+    }
+    if (general && !imageSave) return pictures;
+    return pictures + "/Screenshots";
+}
+
+std::optional<Bytes> SpectacleLocation::configuredLocation() {
+    // A missing, unreadable or oversized file leaves Spectacle on its defaults.
+    const auto text = SafeFile::readRegularFile(configDirectory_ + "/spectaclerc", kMaxConfigBytes);
+    const auto dirs = SafeFile::readRegularFile(configDirectory_ + "/user-dirs.dirs", 64 * 1024);
+    const auto asText = [](const Bytes& bytes) {
+        return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    };
+    std::optional<std::string> pictures;
+    if (dirs) pictures = GnomeScreenshotLocation::picturesDirectoryFrom(asText(*dirs), home_);
+    const auto folder =
+        folderFrom(text ? asText(*text) : std::string_view(), home_, pictures.value_or(home_ + "/Pictures"));
+    if (!folder) return std::nullopt;
+    return Bytes(folder->begin(), folder->end());
+}
+
+}  // namespace velko
