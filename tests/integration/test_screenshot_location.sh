@@ -55,4 +55,14 @@ head -c 1000 /dev/urandom >"$WORK/clip.mov"
 cp "$WORK/clip.mov" "$HOME/My Shots/Screen Shot 1.mov"
 wait_for "the capture in that folder" grep -q 'staged "Screen Shot 1.mov"' "$HELPER_LOG"
 stop_helper
+
+# On KDE, Plasma 5.27's Spectacle saves to ~/Pictures: that folder is watched, not GNOME's.
+mkdir -p "$HOME/Pictures/Screenshots"
+printf '[General]\ndefaultSaveLocation=file://%s/Pictures/\n' "$HOME" >"$XDG_CONFIG_HOME/spectaclerc"
+XDG_CURRENT_DESKTOP=KDE run_helper
+check "the log names Spectacle's setting" grep -qF "Screenshot folder: Spectacle's setting (" "$HELPER_LOG"
+check "Spectacle's folder is watched" grep -qF "watching $HOME/Pictures for screenshots" "$HELPER_LOG"
+cp "$WORK/clip.mov" "$HOME/Pictures/Screenshot_20261126_101500.mov"
+wait_for "the capture Spectacle saved" grep -q 'staged "Screenshot_20261126_101500.mov"' "$HELPER_LOG"
+stop_helper
 finish
