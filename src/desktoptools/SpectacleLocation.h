@@ -1,11 +1,12 @@
 #pragma once
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "platform/ScreenshotLocationSetting.h"
 
 namespace velko {
+
+class IniValues;
 
 // Where KDE Plasma's Spectacle saves screenshots, from its spectaclerc.
 class SpectacleLocation : public ScreenshotLocationSetting {
@@ -14,12 +15,12 @@ public:
     SpectacleLocation(std::string home, std::string configDirectory);
     std::optional<Bytes> configuredLocation() override;
 
-    // The folder that spectaclerc's text names: [ImageSave] imageSaveLocation (Spectacle 6), else
+    // The folder that spectaclerc names: [ImageSave] imageSaveLocation (Spectacle 6), else
     // [General] defaultSaveLocation (5.x), as a file URI, an absolute path or one under "~"/$HOME;
     // nullopt for any other value (relative, another host's). Without either key, Spectacle's own
     // default: `pictures` on 5.x (a file with [General] but no [ImageSave]), else pictures/Screenshots.
-    static std::optional<std::string> folderFrom(std::string_view spectaclerc, const std::string& home,
-                                                 const std::string& pictures);
+    static std::optional<std::string> folderIn(const IniValues& spectaclerc, const std::string& home,
+                                               const std::string& pictures);
 
 private:
     std::string home_;

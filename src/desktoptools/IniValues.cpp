@@ -1,15 +1,10 @@
-#include "plasma/SpectacleLocation.h"
-
-#include <map>
-#include <utility>
+#include "desktoptools/IniValues.h"
 
 #include "gnome/GnomeScreenshotLocation.h"
 #include "posix/SafeFile.h"
 
 namespace velko {
 namespace {
-
-constexpr std::size_t kMaxConfigBytes = 256 * 1024;
 
 std::string_view trimmed(std::string_view text) {
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -54,7 +49,9 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return out;
 }
 
-std::optional<std::string> folderFromValue(std::string_view value, const std::string& home) {
+}  // namespace
+
+std::optional<std::string> IniValues::folderFromValue(std::string_view value, const std::string& home) {
     std::optional<std::string> path;
     if (value.substr(0, 7) == "file://") {
         value.remove_prefix(7);
@@ -73,25 +70,17 @@ std::optional<std::string> folderFromValue(std::string_view value, const std::st
     return path;
 }
 
-}  // namespace
-
-SpectacleLocation::SpectacleLocation(std::string home, std::string configDirectory)
-    : home_(std::move(home)), configDirectory_(std::move(configDirectory)) {}
-
-std::optional<std::string> SpectacleLocation::folderFrom(std::string_view spectaclerc, const std::string& home,
-                                                         const std::string& pictures) {
-    std::map<std::string, std::string> values;  // "group/key"; the last assignment wins, as in KConfig
-    bool general = false, imageSave = false;
+IniValues::IniValues(std::string_view text) {
     std::string group;
-    while (!spectaclerc.empty()) {
-        const auto end = spectaclerc.find('\n');
-        const std::string_view line = trimmed(spectaclerc.substr(0, end));
-        spectaclerc = end == std::string_view::npos ? std::string_view() : spectaclerc.substr(end + 1);
-        if (line.empty() || line.front() == '#') continue;
+    groups_.insert(group);
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        const std::string_view line = trimmed(text.substr(0, end));
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+        if (line.empty() || line.front() == '#' || line.front() == ';') continue;
         if (line.front() == '[') {
             group = std::string(line.substr(1, line.find(']') - 1));
-            general = general || group == "General";
-            imageSave = imageSave || group == "ImageSave";
+            groups_.insert(group);
             continue;
         }
         const auto equals = line.find('=');
@@ -102,29 +91,29 @@ std::optional<std::string> SpectacleLocation::folderFrom(std::string_view specta
             if (key.substr(bracket, 2) != "[$") continue;
             key = key.substr(0, bracket);
         }
-        values[group + "/" + std::string(key)] = unescaped(trimmed(line.substr(equals + 1)));
+        values_[group + "\n" + std::string(key)] = unescaped(trimmed(line.substr(equals + 1)));
     }
-    for (const char* key : {"ImageSave/imageSaveLocation", "General/defaultSaveLocation"}) {
-        const auto found = values.find(key);
-        if (found != values.end() && !found->second.empty()) return folderFromValue(found->second, home);
-    }
-    if (general && !imageSave) return pictures;
-    return pictures + "/Screenshots";
 }
 
-std::optional<Bytes> SpectacleLocation::configuredLocation() {
-    // A missing, unreadable or oversized file leaves Spectacle on its defaults.
-    const auto text = SafeFile::readRegularFile(configDirectory_ + "/spectaclerc", kMaxConfigBytes);
-    const auto dirs = SafeFile::readRegularFile(configDirectory_ + "/user-dirs.dirs", 64 * 1024);
-    const auto asText = [](const Bytes& bytes) {
-        return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    };
+IniValues IniValues::read(const std::string& path) {
+    const auto text = SafeFile::readRegularFile(path, 256 * 1024);
+    if (!text) return IniValues({});
+    return IniValues(std::string_view(reinterpret_cast<const char*>(text->data()), text->size()));
+}
+
+std::string IniValues::picturesDirectory(const std::string& home, const std::string& configDirectory) {
+    const auto text = SafeFile::readRegularFile(configDirectory + "/user-dirs.dirs", 64 * 1024);
     std::optional<std::string> pictures;
-    if (dirs) pictures = GnomeScreenshotLocation::picturesDirectoryFrom(asText(*dirs), home_);
-    const auto folder =
-        folderFrom(text ? asText(*text) : std::string_view(), home_, pictures.value_or(home_ + "/Pictures"));
-    if (!folder) return std::nullopt;
-    return Bytes(folder->begin(), folder->end());
+    if (text)
+        pictures = GnomeScreenshotLocation::picturesDirectoryFrom(
+            std::string_view(reinterpret_cast<const char*>(text->data()), text->size()), home);
+    return pictures.value_or(home + "/Pictures");
+}
+
+std::optional<std::string> IniValues::value(const std::string& group, const std::string& key) const {
+    const auto found = values_.find(group + "\n" + key);
+    if (found == values_.end()) return std::nullopt;
+    return found->second;
 }
 
 }  // namespace velko
