@@ -30,5 +30,17 @@ TEST(DesktopSession, XwaylandIsNeverTakenForAnX11Session) {
     EXPECT_EQ(kindWith({}), Kind::none);
 }
 
+TEST(DesktopSession, NamesTheDesktopOnlyAsAWholeEntryOfTheList) {
+    const auto runs = [](const char* desktops) {
+        return DesktopSession::runs("KDE", [&](const char* name) {
+            return std::string_view(name) == "XDG_CURRENT_DESKTOP" ? desktops : nullptr;
+        });
+    };
+    EXPECT_TRUE(runs("KDE"));
+    EXPECT_TRUE(runs("ubuntu:KDE"));
+    for (const char* other : {"GNOME", "KDEX:GNOME", "kde", ""}) EXPECT_FALSE(runs(other)) << other;
+    EXPECT_FALSE(runs(nullptr));
+}
+
 }  // namespace
 }  // namespace velko::test
