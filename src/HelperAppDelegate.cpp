@@ -1,4 +1,5 @@
 #include "HelperAppDelegate.h"
+#include "platform/Log.h"
 
 #include <cstdio>
 
@@ -60,12 +61,12 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
 
     services_.rules.loadRules();
     statusBar_->ruleCount = static_cast<std::int64_t>(services_.rules.rules.get().size());
-    std::fprintf(stderr, "velko-helper: Velko %s; %zu snippet triggers; %zu auto-paste rules\n",
-                 services_.reader.isConnected ? "connected" : "not detected",
-                 services_.reader.snippetTriggers.get().size(), services_.rules.rules.get().size());
+    log::info("Velko %s; %zu snippet triggers; %zu auto-paste rules",
+              services_.reader.isConnected ? "connected" : "not detected",
+              services_.reader.snippetTriggers.get().size(), services_.rules.rules.get().size());
 
     if (!env_.defaults.setBool(onboardingKey, true))
-        std::fputs("velko-helper: could not write onboardingComplete to the helper's defaults\n", stderr);
+        log::warning("could not write onboardingComplete to the helper's defaults");
 
     env_.mainQueue.scheduleRepeating(heartbeatInterval, [weakSelf, queue = &env_.mainQueue] {
         // Deferred so that a refresh never runs inside whatever the timer interrupted.
@@ -77,14 +78,13 @@ void HelperAppDelegate::applicationDidFinishLaunching() {
 
 void HelperAppDelegate::startKeyboardServices() {
     if (!env_.trust.isProcessTrusted()) {
-        std::fputs(
-            "velko-helper: hotkeys and text expansion stay off: no input access at launch; "
-            "they start at the next launch once access is granted\n",
-            stderr);
+        log::warning(
+            "hotkeys and text expansion stay off: no input access at launch; "
+            "they start at the next launch once access is granted");
         return;
     }
     // Each says for itself when it cannot start.
-    std::fputs("velko-helper: input access at launch: starting hotkeys and text expansion\n", stderr);
+    log::info("input access at launch: starting hotkeys and text expansion");
     if (services_.startHotkeys) services_.startHotkeys();
     if (services_.startExpansion) services_.startExpansion();
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include "platform/Log.h"
 
 #include "Core/HelperServices.h"
 #include "Core/ScreenshotWatcher.h"
@@ -37,8 +38,8 @@ int main(int argc, char** argv) {
     velko::HelperStatusService status(desktop.backends(), desktop.bus(),
                                       [] { return velko::ScreenshotWatcher::shared().summary(); });
     if (!status.ownsName()) {
-        std::fprintf(stderr, "velko-helper: already running on this session bus (%s is taken); this one leaves\n",
-                     velko::SingleInstance::busName);
+        velko::log::info("already running on this session bus (%s is taken); this one leaves",
+                         velko::SingleInstance::busName);
         return 0;
     }
     velko::UnixSignalWatcher unixSignals([](int) { QCoreApplication::quit(); });

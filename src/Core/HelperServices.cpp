@@ -1,4 +1,5 @@
 #include "Core/HelperServices.h"
+#include "platform/Log.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -37,7 +38,7 @@ void HelperServices::install(HelperServices& services) { installed = &services; 
 
 HelperServices& HelperServices::current() {
     if (!installed) {
-        std::fputs("velko-helper: a shared service was used before the services were built\n", stderr);
+        log::error("a shared service was used before the services were built");
         std::abort();
     }
     return *installed;

@@ -1,4 +1,5 @@
 #include "Core/PendingCaptures.h"
+#include "platform/Log.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -52,7 +53,7 @@ std::vector<PendingCapture> PendingCaptures::load() {
     if (text.empty()) return {};
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (!json.is_array()) {
-        std::fprintf(stderr, "velko-helper: the captures left unstaged by the last run are lost: not a JSON array\n");
+        log::warning("the captures left unstaged by the last run are lost: not a JSON array");
         return {};
     }
     std::vector<PendingCapture> loaded;
@@ -60,8 +61,7 @@ std::vector<PendingCapture> PendingCaptures::load() {
         PendingCapture capture;
         std::string error;
         if (!decode(json[i], capture, error)) {
-            std::fprintf(stderr, "velko-helper: a capture left unstaged by the last run is lost: entry %zu: %s\n", i,
-                         error.c_str());
+            log::warning("a capture left unstaged by the last run is lost: entry %zu: %s", i, error.c_str());
             continue;
         }
         entries_[capture.identifier] = capture;

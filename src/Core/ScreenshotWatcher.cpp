@@ -1,4 +1,5 @@
 #include "Core/ScreenshotWatcher.h"
+#include "platform/Log.h"
 
 #include "Core/HelperServices.h"
 
@@ -13,8 +14,8 @@
 #include "Core/GroupContainer.h"
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
-#include "Core/UUIDGenerator.h"
 #include "Core/ScreenshotDirectory.h"
+#include "Core/UUIDGenerator.h"
 
 namespace velko {
 namespace {
@@ -104,18 +105,17 @@ void ScreenshotWatcher::watch(const std::string& directory) {
         });
     if (!started) {
         inactiveReason = started.error();
-        std::fprintf(stderr, "velko-helper: %s; screenshots are not picked up\n", started.error().c_str());
+        log::warning("%s; screenshots are not picked up", started.error().c_str());
         return;
     }
     if (*started == WatchStart::waiting) {
         inactiveReason = "waiting for " + shown(directory) + " to exist";
-        std::fprintf(stderr, "velko-helper: no screenshot directory yet (%s does not exist); waiting for it\n",
-                     directory.c_str());
+        log::info("no screenshot directory yet (%s does not exist); waiting for it", directory.c_str());
         return;
     }
     isActive = true;
     watchedBefore_ = true;
-    std::fprintf(stderr, "velko-helper: watching %s for screenshots\n", directory.c_str());
+    log::info("watching %s for screenshots", directory.c_str());
 }
 
 void ScreenshotWatcher::directoryChanged(DirectoryEvent event) {
@@ -128,8 +128,7 @@ void ScreenshotWatcher::directoryChanged(DirectoryEvent event) {
             if (!isActive) return;
             isActive = false;
             inactiveReason = "waiting for " + shown(directory) + " to exist again";
-            std::fprintf(stderr, "velko-helper: %s was deleted or moved away; waiting for it to exist again\n",
-                         directory.c_str());
+            log::warning("%s was deleted or moved away; waiting for it to exist again", directory.c_str());
             return;
         case DirectoryEvent::back:
             if (isActive) return;
@@ -138,8 +137,7 @@ void ScreenshotWatcher::directoryChanged(DirectoryEvent event) {
             rememberContents(directory);
             isActive = true;
             inactiveReason = "";
-            std::fprintf(stderr, "velko-helper: watching %s for screenshots%s\n", directory.c_str(),
-                         watchedBefore_ ? " again" : "");
+            log::info("watching %s for screenshots%s", directory.c_str(), watchedBefore_ ? " again" : "");
             watchedBefore_ = true;
             return;
     }
@@ -220,7 +218,7 @@ void ScreenshotWatcher::lookAgain(const std::string& path) {
         const char* reason = look.kind == FileLook::Kind::missing   ? "it went away before it was complete"
                              : look.kind == FileLook::Kind::symlink ? "a symbolic link, not followed"
                                                                     : "not a regular file";
-        std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", file.filename.c_str(), reason);
+        log::warning("skipped \"%s\": %s", file.filename.c_str(), reason);
         pending_.erase(it);
         return;
     }
@@ -257,7 +255,7 @@ void ScreenshotWatcher::resume() {
         Capture capture;
         capture.entry = entry;
         if (env_.files.look(stagingDirectory() + "/" + entry.identifier + ".json").kind == FileLook::Kind::regular) {
-            std::fprintf(stderr, "velko-helper: \"%s\" was already staged as %s\n", name, entry.identifier.c_str());
+            log::info("\"%s\" was already staged as %s", name, entry.identifier.c_str());
             journal_.remove(entry.identifier);
             continue;
         }
@@ -266,14 +264,14 @@ void ScreenshotWatcher::resume() {
             capture.copied = true;
             capture.size = kept.size;
         } else if (!PendingCapture::sameFile(env_.files.look(entry.source), entry.seen)) {
-            std::fprintf(stderr,
-                         "velko-helper: dropped \"%s\", left unstaged by the last run: its copy is gone and the file "
-                         "is gone or changed\n",
-                         name);
+            log::warning(
+                "dropped \"%s\", left unstaged by the last run: its copy is gone and the file "
+                "is gone or changed",
+                name);
             journal_.remove(entry.identifier);
             continue;
         }
-        std::fprintf(stderr, "velko-helper: staging \"%s\", left unstaged by the last run\n", name);
+        log::info("staging \"%s\", left unstaged by the last run", name);
         const std::string identifier = entry.identifier;
         captures_.emplace(identifier, std::move(capture));
         retry(identifier);
@@ -308,8 +306,7 @@ void ScreenshotWatcher::copied(const std::string& identifier, const CopyResult& 
     if (it == captures_.end()) return;
     Capture& capture = it->second;
     if (result.failure == CopyResult::Failure::source) {
-        std::fprintf(stderr, "velko-helper: skipped \"%s\": %s\n", capture.entry.filename.c_str(),
-                     result.error.c_str());
+        log::warning("skipped \"%s\": %s", capture.entry.filename.c_str(), result.error.c_str());
         finish(identifier);
         return;
     }
@@ -357,7 +354,7 @@ void ScreenshotWatcher::stage(const std::string& identifier) {
     }
     // Announced only now, when both files are whole in place.
     env_.notifications.post(HelperConstants::Notification::screenshotCaptured, capture.entry.filename);
-    std::fprintf(stderr, "velko-helper: staged \"%s\" as %s\n", capture.entry.filename.c_str(), identifier.c_str());
+    log::info("staged \"%s\" as %s", capture.entry.filename.c_str(), identifier.c_str());
     finish(identifier);
 }
 
@@ -365,8 +362,8 @@ void ScreenshotWatcher::holdBack(const std::string& identifier, const std::strin
     Capture& capture = captures_.at(identifier);
     // Once per capture: a full disk would otherwise fill the log at every try.
     if (!capture.failureSaid)
-        std::fprintf(stderr, "velko-helper: \"%s\" is not staged yet: %s; trying again until it works\n",
-                     capture.entry.filename.c_str(), failure.c_str());
+        log::warning("\"%s\" is not staged yet: %s; trying again until it works", capture.entry.filename.c_str(),
+                     failure.c_str());
     capture.failureSaid = true;
     capture.retryInterval =
         capture.retryInterval == 0 ? firstRetryInterval : std::min(maxRetryInterval, capture.retryInterval * 2);

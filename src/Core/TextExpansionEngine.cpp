@@ -1,4 +1,5 @@
 #include "Core/TextExpansionEngine.h"
+#include "platform/Log.h"
 
 #include "Core/HelperServices.h"
 
@@ -69,7 +70,7 @@ void TextExpansionEngine::start() {
     });
     if (!tapped) return;
     isActive = true;
-    std::fprintf(stderr, "velko-helper: text expansion on, %zu abbreviations\n", triggers_.size());
+    log::info("text expansion on, %zu abbreviations", triggers_.size());
 }
 
 void TextExpansionEngine::loadTriggers() { triggers_.build(reader_.snippetTriggers.get()); }
@@ -178,8 +179,8 @@ void TextExpansionEngine::restore(std::int64_t savedChangeCount, const Snapshot&
 }
 
 void TextExpansionEngine::drop(const char* why) {
-    std::fprintf(stderr, "velko-helper: the expansion of %s was dropped before erasing anything: %s\n",
-                 waiting_->trigger.abbreviation.c_str(), why);
+    log::warning("the expansion of %s was dropped before erasing anything: %s", waiting_->trigger.abbreviation.c_str(),
+                 why);
     waiting_.reset();
     finished();
 }

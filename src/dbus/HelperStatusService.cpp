@@ -1,4 +1,5 @@
 #include "dbus/HelperStatusService.h"
+#include "platform/Log.h"
 
 #include <cstdio>
 
@@ -16,8 +17,7 @@ HelperStatusService::HelperStatusService(const BackendChoices& backends, Session
         ownsName_ = SingleInstance::claimName(connection);
         // At start the caller decides what a taken name means; later the helper carries on.
         if (!ownsName_ && again)
-            std::fprintf(stderr, "velko-helper: another program owns %s on the new session bus\n",
-                         SingleInstance::busName);
+            log::warning("another program owns %s on the new session bus", SingleInstance::busName);
         again = true;
     });
 }

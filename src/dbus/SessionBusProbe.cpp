@@ -1,4 +1,5 @@
 #include "dbus/SessionBusProbe.h"
+#include "platform/Log.h"
 
 #include <dbus/dbus.h>
 #include <sys/stat.h>
@@ -60,10 +61,10 @@ SessionBusProbe::Outcome SessionBusProbe::greet(const std::string& address, std:
 void SessionBusProbe::keepOutIfSilent(std::chrono::milliseconds deadline) {
     const std::string found = address();
     if (found.empty() || greet(found, deadline) != Outcome::silent) return;
-    std::fprintf(stderr,
-                 "velko-helper: the session bus (%s) does not answer; running without it: no link with Velko, no "
-                 "status for velkoctl, no portals\n",
-                 found.c_str());
+    log::warning(
+        "the session bus (%s) does not answer; running without it: no link with Velko, no "
+        "status for velkoctl, no portals",
+        found.c_str());
     // An address of a kind libdbus does not know fails at once, for Qt and for us.
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unanswered:", 1);
 }

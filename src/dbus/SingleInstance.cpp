@@ -1,4 +1,5 @@
 #include "dbus/SingleInstance.h"
+#include "platform/Log.h"
 
 #include <QDBusConnectionInterface>
 #include <cerrno>
@@ -14,14 +15,14 @@ bool SingleInstance::lock(std::optional<InstanceLock>& held) {
         return true;
     }
     if (taken.cause() != EWOULDBLOCK) {
-        std::fprintf(stderr, "velko-helper: cannot lock %s (%s); only the bus name keeps a second helper out\n",
-                     path.c_str(), taken.error().c_str());
+        log::warning("cannot lock %s (%s); only the bus name keeps a second helper out", path.c_str(),
+                     taken.error().c_str());
         return true;
     }
     const pid_t holder = InstanceLock::holder(path);
-    std::fprintf(stderr, "velko-helper: already running in this session (%s%s holds %s); this one leaves\n",
-                 holder > 0 ? "process " : "another helper", holder > 0 ? std::to_string(holder).c_str() : "",
-                 path.c_str());
+    log::info("already running in this session (%s%s holds %s); this one leaves",
+              holder > 0 ? "process " : "another helper", holder > 0 ? std::to_string(holder).c_str() : "",
+              path.c_str());
     return false;
 }
 

@@ -1,4 +1,5 @@
 #include "evdev/EvdevKeyEventTap.h"
+#include "platform/Log.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -76,7 +77,7 @@ bool EvdevKeyEventTap::start(Handler handler) {
     if (started_) return false;
     started_ = true;
     const auto refuse = [this](const std::string& why) {
-        std::fprintf(stderr, "velko-helper: cannot watch typed keys: %s\n", why.c_str());
+        log::warning("cannot watch typed keys: %s", why.c_str());
         for (auto& [name, device] : open_) ::close(device.fd);
         open_.clear();
         return false;
@@ -123,7 +124,7 @@ bool EvdevKeyEventTap::open(const std::string& name) {
         return false;
     }
     open_.emplace(name, Device{nextId_++, fd, {}, false});
-    std::fprintf(stderr, "velko-helper: typed keys: reading keyboard %s\n", path.c_str());
+    log::info("typed keys: reading keyboard %s", path.c_str());
     return true;
 }
 
@@ -136,8 +137,7 @@ void EvdevKeyEventTap::close(const std::string& name, const char* why) {
     }
     ::close(found->second.fd);
     open_.erase(found);
-    std::fprintf(stderr, "velko-helper: typed keys: keyboard %s/%s %s\n", devices_.directory.c_str(), name.c_str(),
-                 why);
+    log::info("typed keys: keyboard %s/%s %s", devices_.directory.c_str(), name.c_str(), why);
 }
 
 void EvdevKeyEventTap::run() {
@@ -153,7 +153,7 @@ void EvdevKeyEventTap::run() {
         }
         if (::poll(fds.data(), fds.size(), -1) < 0) {
             if (errno == EINTR) continue;
-            std::fprintf(stderr, "velko-helper: typed keys: stopped watching (%s)\n", std::strerror(errno));
+            log::warning("typed keys: stopped watching (%s)", std::strerror(errno));
             return;
         }
         if (fds[0].revents) return;

@@ -1,4 +1,5 @@
 #include "mutter/MutterRemoteDesktopKeyboard.h"
+#include "platform/Log.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -115,7 +116,7 @@ void MutterRemoteDesktopKeyboard::endSession() {
 
 void MutterRemoteDesktopKeyboard::fail(const std::string& reason) {
     endSession();
-    std::fprintf(stderr, "velko-helper: no keys through mutter's remote desktop: %s\n", reason.c_str());
+    log::warning("no keys through mutter's remote desktop: %s", reason.c_str());
     setStatus({State::unavailable, reason});
 }
 

@@ -1,4 +1,5 @@
 #include "ocr/TesseractEngine.h"
+#include "platform/Log.h"
 
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
@@ -22,10 +23,8 @@ bool TesseractEngine::ready() {
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     if (api->Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) {
         static std::once_flag said;
-        std::call_once(said, [] {
-            std::fputs("velko-helper: Tesseract has no English LSTM model; screenshots are staged without text\n",
-                       stderr);
-        });
+        std::call_once(
+            said, [] { log::warning("Tesseract has no English LSTM model; screenshots are staged without text"); });
         failed_ = true;
         return false;
     }

@@ -1,4 +1,5 @@
 #include "ocr/TesseractRecognizer.h"
+#include "platform/Log.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -56,7 +57,7 @@ void TesseractRecognizer::layOut(const std::shared_ptr<Screenshot>& screenshot, 
     if (image) {
         screenshot->prepared = ScreenPreparation::prepare(image.get());
         if (!screenshot->prepared)
-            std::fprintf(stderr, "velko-helper: \"%s\" could not be prepared (out of memory?); staged without text\n",
+            log::warning("\"%s\" could not be prepared (out of memory?); staged without text",
                          screenshot->name.c_str());
     }
     image.reset();
@@ -142,18 +143,17 @@ void TesseractRecognizer::finish(Screenshot& screenshot, std::optional<std::vect
 PixPtr TesseractRecognizer::load(const std::string& imagePath, const std::string& name) {
     l_int32 format = 0, width = 0, height = 0, bps = 0, spp = 0, colormap = 0;
     if (pixReadHeader(imagePath.c_str(), &format, &width, &height, &bps, &spp, &colormap) != 0) {
-        std::fprintf(stderr, "velko-helper: \"%s\" is not a readable image; staged without text\n", name.c_str());
+        log::warning("\"%s\" is not a readable image; staged without text", name.c_str());
         return nullptr;
     }
     // Told by the header alone, before a byte of the bitmap is made.
     if (static_cast<long long>(width) * height > maxPixels) {
-        std::fprintf(stderr,
-                     "velko-helper: \"%s\" is %dx%d pixels, more than the %lld million read; staged without text\n",
-                     name.c_str(), width, height, maxPixels / 1'000'000);
+        log::warning("\"%s\" is %dx%d pixels, more than the %lld million read; staged without text", name.c_str(),
+                     width, height, maxPixels / 1'000'000);
         return nullptr;
     }
     PixPtr image(pixRead(imagePath.c_str()));
-    if (!image) std::fprintf(stderr, "velko-helper: \"%s\" could not be decoded; staged without text\n", name.c_str());
+    if (!image) log::warning("\"%s\" could not be decoded; staged without text", name.c_str());
     return image;
 }
 

@@ -1,4 +1,5 @@
 #include "ocrworker/TextRecognitionProcess.h"
+#include "platform/Log.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -70,8 +71,8 @@ void TextRecognitionProcess::recognizeText(const std::string& imagePath, const s
 bool TextRecognitionProcess::start() {
     int ends[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-        std::fprintf(stderr, "velko-helper: cannot start %s: %s; the screenshot is staged without text\n",
-                     program_.c_str(), std::strerror(errno));
+        log::warning("cannot start %s: %s; the screenshot is staged without text", program_.c_str(),
+                     std::strerror(errno));
         return false;
     }
     posix_spawn_file_actions_t actions;
@@ -85,17 +86,17 @@ bool TextRecognitionProcess::start() {
     ::close(ends[1]);
     if (error != 0) {
         ::close(ends[0]);
-        std::fprintf(stderr, "velko-helper: cannot start %s: %s; the screenshot is staged without text\n",
-                     program_.c_str(), std::strerror(error));
+        log::warning("cannot start %s: %s; the screenshot is staged without text", program_.c_str(),
+                     std::strerror(error));
         return false;
     }
     // Set before the first request is sent, so no image is ever read without it.
     if (memoryLimit_ > 0) {
         const rlimit limit{memoryLimit_, memoryLimit_};
         if (::prlimit(pid, RLIMIT_AS, &limit, nullptr) != 0)
-            std::fprintf(stderr, "velko-helper: velko-ocr runs without a memory limit: %s\n", std::strerror(errno));
+            log::warning("velko-ocr runs without a memory limit: %s", std::strerror(errno));
     }
-    std::fprintf(stderr, "velko-helper: text recognition started (velko-ocr, pid %d)\n", static_cast<int>(pid));
+    log::info("text recognition started (velko-ocr, pid %d)", static_cast<int>(pid));
     socket_ = ends[0];
     running_.insert(pid);
     ++readers_;
@@ -112,8 +113,7 @@ int TextRecognitionProcess::checkTimers(int socket, pid_t pid) {
     if (pending_.empty()) {
         left = std::max(lastRequest_, lastProgress_) + idleTime_ - now;
         if (left <= Clock::duration::zero()) {
-            std::fprintf(stderr, "velko-helper: text recognition idle for %ld s; velko-ocr ends until the next image\n",
-                         seconds(idleTime_));
+            log::info("text recognition idle for %ld s; velko-ocr ends until the next image", seconds(idleTime_));
             socket_ = -1;
             ::shutdown(socket, SHUT_WR);
             return -1;
@@ -121,8 +121,7 @@ int TextRecognitionProcess::checkTimers(int socket, pid_t pid) {
     } else {
         left = lastProgress_ + stallTime_ - now;
         if (left <= Clock::duration::zero()) {
-            std::fprintf(stderr, "velko-helper: velko-ocr answered nothing for %ld s; ending it\n",
-                         seconds(stallTime_));
+            log::warning("velko-ocr answered nothing for %ld s; ending it", seconds(stallTime_));
             ::kill(pid, SIGKILL);
             return -1;
         }
@@ -153,7 +152,7 @@ void TextRecognitionProcess::read(int socket, pid_t pid) {
             {
                 std::lock_guard lock(mutex_);
                 if (!result) {
-                    std::fputs("velko-helper: velko-ocr answered something unreadable; ending it\n", stderr);
+                    log::warning("velko-ocr answered something unreadable; ending it");
                     ::kill(pid, SIGKILL);
                     continue;
                 }
@@ -185,8 +184,8 @@ void TextRecognitionProcess::read(int socket, pid_t pid) {
     if (!quiet && !unanswered.empty()) {
         std::string names;
         for (const auto& [id, pending] : unanswered) names += (names.empty() ? "\"" : ", \"") + pending.name + "\"";
-        std::fprintf(stderr, "velko-helper: velko-ocr ended (%s) before reading %s; staged without text\n",
-                     describe(status).c_str(), names.c_str());
+        log::warning("velko-ocr ended (%s) before reading %s; staged without text", describe(status).c_str(),
+                     names.c_str());
         for (auto& [id, pending] : unanswered) pending.done(std::nullopt);
     }
     std::lock_guard lock(mutex_);

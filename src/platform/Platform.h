@@ -1,4 +1,5 @@
 #pragma once
+#include "Log.h"
 #include "platform/AccessibilityTrust.h"
 #include "platform/Application.h"
 #include "platform/BackendChoice.h"
@@ -63,7 +64,7 @@ struct Platform {
     // Aborts with a message when nothing was installed: a programming error, not a runtime state.
     static const Platform& current() {
         if (!installed()) {
-            std::fputs("velko-helper: a shared service was used before the platform was installed\n", stderr);
+            log::error("a shared service was used before the platform was installed");
             std::abort();
         }
         return slot();

@@ -1,4 +1,5 @@
 #include "plist/PlistDefaultsSuite.h"
+#include "platform/Log.h"
 
 #include <sys/stat.h>
 
@@ -59,7 +60,7 @@ void PlistDefaultsSuite::refresh() {
 void PlistDefaultsSuite::report(const std::string& message) {
     if (message == lastReport_) return;
     lastReport_ = message;
-    std::fprintf(stderr, "velko-helper: %s\n", message.c_str());
+    log::warning("%s", message.c_str());
 }
 
 }  // namespace velko

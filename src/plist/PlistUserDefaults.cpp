@@ -1,4 +1,5 @@
 #include "plist/PlistUserDefaults.h"
+#include "platform/Log.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,7 +20,7 @@
 namespace velko {
 namespace {
 
-void report(const std::string& message) { std::fprintf(stderr, "velko-helper: %s\n", message.c_str()); }
+void report(const std::string& message) { log::warning("%s", message.c_str()); }
 
 // Never replaces an earlier corrupt copy: each one may be all that is left of the user's settings.
 bool renameWithoutReplacing(const std::string& from, const std::string& to) {

@@ -1,4 +1,5 @@
 #include "portal/PortalGlobalShortcuts.h"
+#include "platform/Log.h"
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
@@ -157,7 +158,7 @@ void PortalGlobalShortcuts::bind() {
         [this](const QVariantMap& results) {
             takeTriggers(results.value(QStringLiteral("shortcuts")));
             if (triggers_.empty()) return fail("the desktop bound none of the shortcuts");
-            std::fprintf(stderr, "velko-helper: hotkeys through the desktop portal: %s\n", triggersLine().c_str());
+            log::info("hotkeys through the desktop portal: %s", triggersLine().c_str());
             setStatus({State::ready, {}});
         },
         true);
@@ -217,8 +218,7 @@ void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage& message) {
     if (PortalRequest::pathText(arguments[0]) != sessionPath_) return;
     const auto before = triggers_;
     takeTriggers(arguments[1]);
-    if (triggers_ != before)
-        std::fprintf(stderr, "velko-helper: the desktop changed the hotkeys: %s\n", triggersLine().c_str());
+    if (triggers_ != before) log::info("the desktop changed the hotkeys: %s", triggersLine().c_str());
 }
 
 std::string PortalGlobalShortcuts::triggersLine() const {

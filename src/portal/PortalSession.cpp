@@ -1,4 +1,5 @@
 #include "portal/PortalSession.h"
+#include "platform/Log.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -184,7 +185,7 @@ void PortalSession::fail(const std::string& reason) {
     // Whatever failed because the bus went away is taken up again on the next one.
     if (!bus_.isConnected() && status_.state != State::unavailable) lost_ = true;
     endSession();
-    std::fprintf(stderr, "velko-helper: no %s through the desktop portal: %s\n", what_.c_str(), reason.c_str());
+    log::warning("no %s through the desktop portal: %s", what_.c_str(), reason.c_str());
     setStatus({State::unavailable, reason});
 }
 

@@ -1,4 +1,5 @@
 #include "posix/InotifyDirectoryMonitor.h"
+#include "platform/Log.h"
 
 #include <dirent.h>
 #include <poll.h>
@@ -181,7 +182,7 @@ void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
         const int ready = ::poll(fds, 2, retryMs);
         if (ready < 0) {
             if (errno == EINTR) continue;
-            std::fprintf(stderr, "velko-helper: directory watch stopped: %s\n", std::strerror(errno));
+            log::warning("directory watch stopped: %s", std::strerror(errno));
             return;
         }
         if (fds[1].revents) return;
@@ -203,8 +204,7 @@ void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
             handler_(DirectoryEvent::back);
             continue;
         }
-        if (!resolved && !failing)
-            std::fprintf(stderr, "velko-helper: %s; trying again from time to time\n", resolved.error().c_str());
+        if (!resolved && !failing) log::warning("%s; trying again from time to time", resolved.error().c_str());
         failing = !resolved;
         retryMs = failing || blocked_ ? std::min(maxRetryMs, retryMs < 0 ? firstRetryMs : retryMs * 2) : -1;
     }

@@ -1,4 +1,5 @@
 #include "posix/PosixCaptureFiles.h"
+#include "platform/Log.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,7 +47,7 @@ void PosixCaptureFiles::sweepOnce(const std::string& directory) {
         if (!swept_.insert(directory).second) return;
     }
     if (const int removed = SafeFile::removeTemporaryFiles(directory); removed > 0)
-        std::fprintf(stderr, "velko-helper: removed %d unfinished copies left in %s\n", removed, directory.c_str());
+        log::info("removed %d unfinished copies left in %s", removed, directory.c_str());
 }
 
 FileLook PosixCaptureFiles::look(const std::string& path) {

@@ -1,4 +1,5 @@
 #include "posix/PosixCaptureJournal.h"
+#include "platform/Log.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -27,8 +28,7 @@ std::string PosixCaptureJournal::load() {
     const auto read = SafeFile::readRegularFile(path_, maxJournalBytes);
     if (read) return std::string(read->begin(), read->end());
     if (read.cause() != ENOENT)
-        std::fprintf(stderr, "velko-helper: cannot read the captures left unstaged in %s: %s\n", path_.c_str(),
-                     read.error().c_str());
+        log::warning("cannot read the captures left unstaged in %s: %s", path_.c_str(), read.error().c_str());
     return {};
 }
 
@@ -38,8 +38,7 @@ bool PosixCaptureJournal::save(const std::string& contents) {
     if (saved) saved = SafeFile::writeAtomically(path_, std::string_view(contents), 0600);
     // Said once until a save works again: every capture saves, and a full disk stays full a while.
     if (!saved && !failing_)
-        std::fprintf(stderr, "velko-helper: cannot note the captures not yet staged in %s: %s\n", path_.c_str(),
-                     saved.error().c_str());
+        log::warning("cannot note the captures not yet staged in %s: %s", path_.c_str(), saved.error().c_str());
     failing_ = !saved;
     return bool(saved);
 }

@@ -1,4 +1,5 @@
 #include "qt/QtApplication.h"
+#include "platform/Log.h"
 
 #include <QCoreApplication>
 #include <cstdio>
@@ -7,8 +8,6 @@ namespace velko {
 
 void QtApplication::terminate() { QCoreApplication::quit(); }
 
-void QtApplication::startUpdater() {
-    std::fputs("velko-helper: updates come from the system's package manager; no updater runs\n", stderr);
-}
+void QtApplication::startUpdater() { log::info("updates come from the system's package manager; no updater runs"); }
 
 }  // namespace velko

@@ -1,4 +1,5 @@
 #include "qt/QtPasteboard.h"
+#include "platform/Log.h"
 
 #include "x11/X11ClipboardReader.h"
 #include "x11/Xcb.h"
@@ -80,7 +81,7 @@ QtPasteboard::Owner QtPasteboard::probeOwner() {
     }
     silentOwner_ = owner;
     silentAtCount_ = count_;
-    std::fprintf(stderr, "velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n");
+    log::warning("the clipboard's owner does not answer; its contents cannot be kept");
     return Owner::silent;
 }
 
@@ -142,14 +143,14 @@ void QtPasteboard::readItems(std::function<void(std::optional<std::vector<Pasteb
         auto result = X11ClipboardReader::read(std::chrono::milliseconds(probeTimeoutMs),
                                                std::chrono::milliseconds(snapshotBudgetMs));
         for (const auto& type : result.late)
-            std::fprintf(stderr,
-                         "velko-helper: the clipboard's owner did not give %s in time; it is left out of what "
-                         "comes back after the expansion\n",
-                         type.c_str());
+            log::warning(
+                "the clipboard's owner did not give %s in time; it is left out of what "
+                "comes back after the expansion",
+                type.c_str());
         if (!result.items)
-            std::fprintf(stderr,
-                         "velko-helper: the clipboard cannot be read; it will hold the snippet after the "
-                         "expansion\n");
+            log::warning(
+                "the clipboard cannot be read; it will hold the snippet after the "
+                "expansion");
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [done = std::move(done), items = std::move(result.items)]() mutable { done(std::move(items)); },

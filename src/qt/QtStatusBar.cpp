@@ -1,4 +1,5 @@
 #include "qt/QtStatusBar.h"
+#include "platform/Log.h"
 
 #include "x11/Xcb.h"
 
@@ -121,7 +122,7 @@ void QtStatusBar::showIfATrayIsThere(bool statusNotifierHost) {
     if (tray_) return;
     if (!statusNotifierHost && !xembedTrayPresent()) {
         if (!std::exchange(reportedWaiting_, true))
-            std::fputs("velko-helper: no system tray yet; the tray item appears when one starts\n", stderr);
+            log::info("no system tray yet; the tray item appears when one starts");
         return;
     }
     retry_.stop();
@@ -135,8 +136,7 @@ void QtStatusBar::showIfATrayIsThere(bool statusNotifierHost) {
     if (menu_) tray_->setContextMenu(menu_);
     tray_->show();
     statusNotifierItem_ = statusNotifierHost;
-    std::fprintf(stderr, "velko-helper: tray item shown through %s\n",
-                 statusNotifierHost ? "StatusNotifierItem" : "XEmbed");
+    log::info("tray item shown through %s", statusNotifierHost ? "StatusNotifierItem" : "XEmbed");
 }
 
 void QtStatusBar::setMenu(const MenuModel& model, MenuTarget& target) {

@@ -1,4 +1,5 @@
 #include "session/LinuxPlatform.h"
+#include "platform/Log.h"
 
 #include <xcb/xcb.h>
 
@@ -51,10 +52,10 @@ void LinuxPlatform::chooseQtPlatform() {
         probe = answer.connection;
         silent = answer.outcome == DisplayProbe::Outcome::silent;
         if (silent) {
-            std::fprintf(stderr,
-                         "velko-helper: the X display %s does not answer; running without it: no tray, and nothing "
-                         "that goes through X (clipboard, hotkeys, typed keys, pasting)\n",
-                         display);
+            log::warning(
+                "the X display %s does not answer; running without it: no tray, and nothing "
+                "that goes through X (clipboard, hotkeys, typed keys, pasting)",
+                display);
             // Nothing else may wait on it either: every backend takes a missing DISPLAY as no X.
             ::unsetenv("DISPLAY");
             const char* platform = std::getenv("QT_QPA_PLATFORM");
@@ -67,10 +68,8 @@ void LinuxPlatform::chooseQtPlatform() {
     ::setenv("QT_QPA_PLATFORM", reachable ? "xcb" : "offscreen", 1);
     if (!reachable && !silent)
         // Wayland's own paths need no X display; only the tray does.
-        std::fputs(std::getenv("WAYLAND_DISPLAY") ? "velko-helper: no X display; running without tray\n"
-                                                  : "velko-helper: no X display; running without tray, hotkeys, "
-                                                    "expansion or pasting\n",
-                   stderr);
+        log::warning("no X display; running without tray%s",
+                     std::getenv("WAYLAND_DISPLAY") ? "" : ", hotkeys, expansion or pasting");
 }
 
 LinuxPlatform::LinuxPlatform(DesktopSession session)
@@ -126,7 +125,7 @@ LinuxPlatform::~LinuxPlatform() = default;
 SessionBusConnection& LinuxPlatform::bus() { return notifications_->bus(); }
 
 void LinuxPlatform::chose(BackendChoice choice) {
-    std::fprintf(stderr, "velko-helper: %s (%s)\n", choice.line().c_str(), choice.reason.c_str());
+    log::warning("%s (%s)", choice.line().c_str(), choice.reason.c_str());
     backends_.push_back(std::move(choice));
 }
 
@@ -134,7 +133,7 @@ void LinuxPlatform::changed(const std::string& capability, const std::string& ba
     for (auto& choice : backends_) {
         if (choice.capability != capability) continue;
         choice.backend = backend;
-        std::fprintf(stderr, "velko-helper: %s now\n", choice.line().c_str());
+        log::warning("%s now", choice.line().c_str());
     }
 }
 

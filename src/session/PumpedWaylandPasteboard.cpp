@@ -1,4 +1,5 @@
 #include "session/PumpedWaylandPasteboard.h"
+#include "platform/Log.h"
 
 #include <QMetaObject>
 #include <cstdio>
@@ -28,19 +29,18 @@ void PumpedWaylandPasteboard::readItems(std::function<void(std::optional<std::ve
     reader_ = std::thread([this, requested = std::move(std::get<1>(requested)), done = std::move(done)]() mutable {
         auto gathered = WaylandDataControlPasteboard::gather(std::move(requested));
         for (const auto& type : gathered.late)
-            std::fprintf(stderr,
-                         "velko-helper: the clipboard's owner did not give %s in time; it is left out of what "
-                         "comes back after the expansion\n",
-                         type.c_str());
+            log::warning(
+                "the clipboard's owner did not give %s in time; it is left out of what "
+                "comes back after the expansion",
+                type.c_str());
         QMetaObject::invokeMethod(
             &answers_,
             [this, done = std::move(done), gathered = std::move(gathered)]() mutable {
                 auto items = pasteboard_->settle(std::move(gathered));
                 if (!items)
-                    std::fputs(
-                        "velko-helper: the clipboard cannot be read; it will hold the snippet after the "
-                        "expansion\n",
-                        stderr);
+                    log::warning(
+                        "the clipboard cannot be read; it will hold the snippet after the "
+                        "expansion");
                 done(std::move(items));
             },
             Qt::QueuedConnection);

@@ -1,4 +1,5 @@
 #include "session/StrokeBackendFactory.h"
+#include "platform/Log.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -47,7 +48,7 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     // e.g. to keep the desktop's own record of who may type.
     const bool portalOnly = qgetenv("VELKO_STROKES") == "portal";
     if (portalOnly)
-        std::fprintf(stderr, "velko-helper: VELKO_STROKES=portal: strokes through the desktop portal only\n");
+        log::info("VELKO_STROKES=portal: strokes through the desktop portal only");
     else
         backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"

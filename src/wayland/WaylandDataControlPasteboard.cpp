@@ -1,4 +1,5 @@
 #include "wayland/WaylandDataControlPasteboard.h"
+#include "platform/Log.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -49,8 +50,7 @@ void writeAndClose(int fd, const Bytes& bytes) {
         } else if (n < 0 && errno == EAGAIN) {
             pollfd writable{fd, POLLOUT, 0};
             if (poll(&writable, 1, WaylandDataControlPasteboard::sendStallTimeoutMs) <= 0) {
-                std::fprintf(stderr, "velko-helper: a program pasting stopped reading; it got %zu of %zu bytes\n",
-                             written, bytes.size());
+                log::warning("a program pasting stopped reading; it got %zu of %zu bytes", written, bytes.size());
                 break;
             }
         } else if (n < 0 && errno != EINTR) {
@@ -87,7 +87,7 @@ struct WaylandDataControlPasteboard::Listeners {
         auto* p = self(data);
         zwlr_data_control_device_v1_destroy(p->device_);
         p->device_ = nullptr;
-        std::fputs("velko-helper: the Wayland seat went away; the clipboard is out of reach\n", stderr);
+        log::warning("the Wayland seat went away; the clipboard is out of reach");
         p->alive_ = false;
     }
     static void primarySelection(void*, zwlr_data_control_device_v1*, zwlr_data_control_offer_v1*) {}
@@ -161,7 +161,7 @@ bool WaylandDataControlPasteboard::flush() {
 
 bool WaylandDataControlPasteboard::lost() {
     if (alive_)
-        std::fprintf(stderr, "velko-helper: the Wayland compositor went away (%s); the clipboard is out of reach\n",
+        log::warning("the Wayland compositor went away (%s); the clipboard is out of reach",
                      connection_->errorText().c_str());
     alive_ = false;
     return false;
@@ -258,7 +258,7 @@ WaylandDataControlPasteboard::Gathered WaylandDataControlPasteboard::gather(Requ
             kept += bytes.size();
             item.types.emplace_back(type, std::move(bytes));
         } else if (read == Read::tooLarge) {
-            std::fprintf(stderr, "velko-helper: the clipboard's %s is too large to keep\n", type.c_str());
+            log::warning("the clipboard's %s is too large to keep", type.c_str());
         } else if (read == Read::silent) {
             if (item.types.empty() && timeout == typeTimeoutMs)
                 gathered.silent = true;
@@ -273,7 +273,7 @@ WaylandDataControlPasteboard::Gathered WaylandDataControlPasteboard::gather(Requ
 std::optional<std::vector<PasteboardItem>> WaylandDataControlPasteboard::settle(Gathered gathered) {
     if (gathered.silent) {
         silentAtCount_ = gathered.count;
-        std::fputs("velko-helper: the clipboard's owner does not answer; its contents cannot be kept\n", stderr);
+        log::warning("the clipboard's owner does not answer; its contents cannot be kept");
     }
     return std::move(gathered.items);
 }

@@ -1,4 +1,5 @@
 #include "x11/X11FilteringKeyTap.h"
+#include "platform/Log.h"
 
 #include <xcb/xcb.h>
 
@@ -36,7 +37,7 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
     for (const auto& combination : combinations) {
         const auto keycode = KeyTable::xKeycode(combination.keyCode);
         if (!keycode) {
-            std::fprintf(stderr, "velko-helper: key code %u has no X key; no hotkeys\n", combination.keyCode);
+            log::warning("key code %u has no X key; no hotkeys", combination.keyCode);
             return false;
         }
         for (const auto state : statesContaining(KeyTable::xStateMask(combination.modifiers)))
@@ -61,9 +62,8 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
         xcb_generic_error_t* error = xcb_request_check(c, cookies[i]);
         if (!error) continue;
         if (complete)
-            std::fprintf(stderr,
-                         "velko-helper: X key %u with modifier state 0x%02x is taken (X error %u); no hotkeys\n",
-                         wanted[i].keycode, wanted[i].state, error->error_code);
+            log::warning("X key %u with modifier state 0x%02x is taken (X error %u); no hotkeys", wanted[i].keycode,
+                         wanted[i].state, error->error_code);
         complete = false;
         std::free(error);
     }
@@ -118,7 +118,7 @@ void X11FilteringKeyTap::readEvents() {
                 const auto keyCode = KeyTable::keyCodeForXKeycode(press->detail);
                 if (keyCode && callback_) callback_(*keyCode, KeyTable::eventFlags(press->state));
             } catch (...) {
-                std::fputs("velko-helper: a hotkey press could not be answered\n", stderr);
+                log::warning("a hotkey press could not be answered");
             }
         }
         std::free(event);
@@ -128,7 +128,7 @@ void X11FilteringKeyTap::readEvents() {
         notifier_.reset();
         grabs_.clear();
         grabbing_ = nullptr;
-        std::fputs("velko-helper: lost the X connection of the hotkeys\n", stderr);
+        log::warning("lost the X connection of the hotkeys");
     }
 }
 

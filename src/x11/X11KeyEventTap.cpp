@@ -1,4 +1,5 @@
 #include "x11/X11KeyEventTap.h"
+#include "platform/Log.h"
 
 #include "x11/Xcb.h"
 
@@ -55,7 +56,7 @@ bool X11KeyEventTap::start(Handler handler) {
     if (started_) return false;
     started_ = true;
     if (!connect()) {
-        std::fputs("velko-helper: cannot watch the keyboard (no X display with RECORD and XKB)\n", stderr);
+        log::warning("cannot watch the keyboard (no X display with RECORD and XKB)");
         close();
         return false;
     }
@@ -72,7 +73,7 @@ bool X11KeyEventTap::start(Handler handler) {
     const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;
     if (xcb::Reply<xcb_generic_error_t> error{xcb_request_check(
             control, xcb_record_create_context_checked(control, context, 0, 1, 1, &clients, &range))}) {
-        std::fputs("velko-helper: cannot watch the keyboard (RECORD refused a context)\n", stderr);
+        log::warning("cannot watch the keyboard (RECORD refused a context)");
         close();
         return false;
     }
@@ -81,7 +82,7 @@ bool X11KeyEventTap::start(Handler handler) {
     const xcb::Reply<xcb_record_enable_context_reply_t> first{
         xcb_record_enable_context_reply(data_.get(), cookie, nullptr)};
     if (!first || first->category != recordStartOfData) {
-        std::fputs("velko-helper: cannot watch the keyboard (RECORD did not start)\n", stderr);
+        log::warning("cannot watch the keyboard (RECORD did not start)");
         close();
         return false;
     }
