@@ -12,13 +12,6 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 // KConfig's escapes in a value: \s, \t, \n, \r, \\.
 std::string unescaped(std::string_view value) {
     std::string out;
@@ -33,22 +26,6 @@ std::string unescaped(std::string_view value) {
     return out;
 }
 
-std::optional<std::string> percentDecoded(std::string_view text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            out += text[i];
-            continue;
-        }
-        if (i + 2 >= text.size()) return std::nullopt;
-        const int high = hexValue(text[i + 1]), low = hexValue(text[i + 2]);
-        if (high < 0 || low < 0) return std::nullopt;
-        out += static_cast<char>(high * 16 + low);
-        i += 2;
-    }
-    return out;
-}
-
 }  // namespace
 
 std::optional<std::string> IniValues::folderFromValue(std::string_view value, const std::string& home) {
@@ -56,7 +33,7 @@ std::optional<std::string> IniValues::folderFromValue(std::string_view value, co
     if (value.substr(0, 7) == "file://") {
         value.remove_prefix(7);
         if (value.substr(0, 9) == "localhost") value.remove_prefix(9);
-        path = percentDecoded(value);
+        path = GnomeScreenshotLocation::percentDecoded(value);
     } else {
         path = std::string(value);
     }

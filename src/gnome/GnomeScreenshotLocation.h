@@ -20,6 +20,8 @@ public:
     // XDG_PICTURES_DIR from the text of user-dirs.dirs, "$HOME" replaced; nullopt when unset,
     // relative, or the home directory itself (which is how a folder is switched off there).
     static std::optional<std::string> picturesDirectoryFrom(std::string_view userDirs, const std::string& home);
+    // A URI's %XX escapes undone; nullopt for a stray or malformed escape.
+    static std::optional<std::string> percentDecoded(std::string_view text);
 
 private:
     static std::optional<std::string> gsettingsValue();
