@@ -10,6 +10,7 @@
 #include "platform/DirectoryMonitor.h"
 #include "platform/FileSystem.h"
 #include "platform/FilteringKeyTap.h"
+#include "platform/FocusTracker.h"
 #include "platform/KeyEventTap.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
@@ -54,6 +55,7 @@ struct Platform {
     BackgroundQueue* backgroundQueue = nullptr;
     TextRecognizer* textRecognizer = nullptr;
     WindowSystem* windows = nullptr;
+    FocusTracker* focus = nullptr;
     // Which backend each capability runs on in this session.
     const BackendChoices* backends = nullptr;
 

@@ -26,6 +26,7 @@
 #include "session/ClipboardBackendFactory.h"
 #include "session/HotkeyBackendFactory.h"
 #include "session/KeyWatchBackendFactory.h"
+#include "session/NoFocusTracker.h"
 #include "session/ScreenshotLocationBackendFactory.h"
 #include "session/StrokeBackendFactory.h"
 #include "session/TextRecognitionBackendFactory.h"
@@ -85,6 +86,7 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       statusBar_(std::make_unique<QtStatusBar>(notifications_->bus())),
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
+      focus_(std::make_unique<NoFocusTracker>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
       captureJournal_(std::make_unique<PosixCaptureJournal>(PosixFileSystem::currentHomeDirectory())),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
@@ -166,6 +168,7 @@ Platform LinuxPlatform::platform() {
     p.backgroundQueue = backgroundQueue_.get();
     p.textRecognizer = textRecognizer_.get();
     p.windows = windows_.get();
+    p.focus = focus_.get();
     p.backends = &backends_;
     return p;
 }

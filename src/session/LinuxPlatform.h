@@ -69,6 +69,7 @@ private:
     std::unique_ptr<Pasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;
     std::unique_ptr<QtWindowSystem> windows_;
+    std::unique_ptr<FocusTracker> focus_;
     // Declared last so that their threads end first, while the main queue they post to still exists;
     // the file thread ends before the recognisers it hands work to.
     std::unique_ptr<ScreenshotLocationSetting> screenshotLocation_;
