@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <functional>
+#include <utility>
 
 namespace velko::test {
 
@@ -105,6 +106,22 @@ private:
     QProcess daemon_;
     QProcess portal_;
     QString address_;
+};
+
+// A test with the private bus up and one connection of its own to it.
+struct PortalBusTest : ::testing::Test {
+    explicit PortalBusTest(QString name) : connectionName(std::move(name)), bus(connectionName) {}
+    void SetUp() override {
+        const QString address = portal.start();
+        if (address.isEmpty()) GTEST_SKIP() << "no dbus-daemon";
+        bus = QDBusConnection::connectToBus(address, connectionName);
+        ASSERT_TRUE(bus.isConnected());
+    }
+    void TearDown() override { QDBusConnection::disconnectFromBus(connectionName); }
+
+    PortalBus portal;
+    QString connectionName;
+    QDBusConnection bus;
 };
 
 }  // namespace velko::test

@@ -23,21 +23,11 @@ struct Press {
     bool operator==(const Press&) const = default;
 };
 
-struct PortalGlobalShortcutsTest : ::testing::Test {
-    PortalBus portal;
-    QString connectionName = QStringLiteral("shortcuts-test");
-    QDBusConnection bus{connectionName};
+struct PortalGlobalShortcutsTest : PortalBusTest {
+    PortalGlobalShortcutsTest() : PortalBusTest(QStringLiteral("shortcuts-test")) {}
     std::vector<Press> presses;
     std::vector<State> states;
     int triggerChanges = 0;
-
-    void SetUp() override {
-        const QString address = portal.start();
-        if (address.isEmpty()) GTEST_SKIP() << "no dbus-daemon";
-        bus = QDBusConnection::connectToBus(address, connectionName);
-        ASSERT_TRUE(bus.isConnected());
-    }
-    void TearDown() override { QDBusConnection::disconnectFromBus(connectionName); }
 
     // The core's three combinations, as GlobalHotkeyManager registers them.
     static std::vector<FilteringKeyTap::Combination> combinations() {

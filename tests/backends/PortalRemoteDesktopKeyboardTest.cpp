@@ -16,20 +16,10 @@ namespace {
 using State = PortalRemoteDesktopKeyboard::State;
 using ::testing::HasSubstr;
 
-struct PortalKeyboardTest : ::testing::Test {
-    test::PortalBus portal;
-    QString connectionName = QStringLiteral("portal-test");
-    QDBusConnection bus{connectionName};
+struct PortalKeyboardTest : test::PortalBusTest {
+    PortalKeyboardTest() : PortalBusTest(QStringLiteral("portal-test")) {}
     std::string storedToken;
     std::vector<State> states;
-
-    void SetUp() override {
-        const QString address = portal.start();
-        if (address.isEmpty()) GTEST_SKIP() << "no dbus-daemon";
-        bus = QDBusConnection::connectToBus(address, connectionName);
-        ASSERT_TRUE(bus.isConnected());
-    }
-    void TearDown() override { QDBusConnection::disconnectFromBus(connectionName); }
 
     std::unique_ptr<PortalRemoteDesktopKeyboard> keyboard(PortalRemoteDesktopKeyboard::Timeouts timeouts = {}) {
         auto made = std::make_unique<PortalRemoteDesktopKeyboard>(
