@@ -102,17 +102,19 @@ void MutterRemoteDesktopKeyboard::startSession(unsigned attempt) {
 }
 
 // Mutter gives the seat the session's keyboard only with its first key, and that key reaches no
-// window: each gets the keyboard after it. Without another keyboard (a headless or remote session)
-// the first paste would be lost; a key that types nothing, pressed at once, takes its place.
+// window: each gets the keyboard after it. On a seat without another keyboard the first paste
+// would be lost; a key that types nothing, pressed at once, takes its place.
 void MutterRemoteDesktopKeyboard::addKeyboardToSeat() {
     const auto code = silentKey(keymap_);
     if (!code) return;
-    for (const bool down : {true, false}) {
+    const auto key = [this, code](bool down) {
         auto message = QDBusMessage::createMethodCall(owner_, sessionPath_, sessionInterface,
                                                       QStringLiteral("NotifyKeyboardKeycode"));
         message << uint(*code) << down;
-        keys_.postCall(message);
-    }
+        return message;
+    };
+    keys_.postCall(key(true), key(false));
+    keys_.postCall(key(false));
 }
 
 std::optional<std::uint16_t> MutterRemoteDesktopKeyboard::silentKey(const std::shared_ptr<xkb_keymap>& keymap) {
