@@ -36,6 +36,7 @@ stop_helper
 XDG_SESSION_TYPE=wayland helper_up
 shortcuts_dialog Add
 wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
+check "the keys GNOME bound are the ones asked for" grep -q 'open_popover Press <Shift><Control>v, save_snippet Press <Shift><Control>s, spotlight_launcher Press <Shift><Control>space' "$HELPER_LOG"
 # Each shortcut pressed on another keyboard of mutter's, as the person's own.
 for key in 47 57 31; do # V, Space, S, each with Ctrl+Shift
   /usr/bin/python3 "$VELKO_SOURCE_DIR/tests/integration/mutter_keys.py" 29 42 "$key" >>"$WORK/keys.log" 2>&1 ||
