@@ -1,6 +1,7 @@
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "platform/Log.h"
 
+#include <xkbcommon/xkbcommon.h>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
@@ -95,8 +96,43 @@ void MutterRemoteDesktopKeyboard::startSession(unsigned attempt) {
         if (attempt != attempt_ || status_.state != State::starting) return;
         if (call->isError())
             return fail("mutter did not start the session (" + call->error().message().toStdString() + ")");
+        addKeyboardToSeat();
         setStatus({State::ready, {}});
     });
+}
+
+// Mutter gives the seat the session's keyboard only with its first key, and that key reaches no
+// window: each gets the keyboard after it. On a seat without another keyboard the first paste
+// would be lost; a key that types nothing, pressed at once, takes its place.
+void MutterRemoteDesktopKeyboard::addKeyboardToSeat() {
+    const auto code = silentKey(keymap_);
+    if (!code) return;
+    const auto key = [this, code](bool down) {
+        auto message = QDBusMessage::createMethodCall(owner_, sessionPath_, sessionInterface,
+                                                      QStringLiteral("NotifyKeyboardKeycode"));
+        message << uint(*code) << down;
+        return message;
+    };
+    keys_.postCall(key(true), key(false));
+    keys_.postCall(key(false));
+}
+
+std::optional<std::uint16_t> MutterRemoteDesktopKeyboard::silentKey(const std::shared_ptr<xkb_keymap>& keymap) {
+    if (!keymap) return std::nullopt;
+    // Kernel codes from Esc up to the last one an XKB keycode can hold (evdev code + 8 <= 255).
+    for (std::uint16_t code = 247; code >= 1; --code) {
+        const xkb_keycode_t key = code + 8;
+        bool types = false;
+        for (xkb_layout_index_t layout = 0; !types && layout < xkb_keymap_num_layouts_for_key(keymap.get(), key);
+             ++layout)
+            for (xkb_level_index_t level = 0;
+                 !types && level < xkb_keymap_num_levels_for_key(keymap.get(), key, layout); ++level) {
+                const xkb_keysym_t* syms = nullptr;
+                types = xkb_keymap_key_get_syms_by_level(keymap.get(), key, layout, level, &syms) > 0;
+            }
+        if (!types && xkb_keymap_key_get_name(keymap.get(), key)) return code;
+    }
+    return std::nullopt;
 }
 
 void MutterRemoteDesktopKeyboard::onClosed() {

@@ -3,7 +3,9 @@
 #include <QDBusServiceWatcher>
 #include <QObject>
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <memory>
@@ -50,13 +52,19 @@ public:
     // or the key is unknown. A refused change releases the stroke's keys and makes it unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
     // The session's keymap, to send each key where it types its character; by position without.
-    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap) {
+        keymap_ = keymap;
+        stroke_.setKeymap(std::move(keymap));
+    }
+    // A key that types nothing in keymap (no symbol at all), to press where nothing may be typed.
+    static std::optional<std::uint16_t> silentKey(const std::shared_ptr<xkb_keymap>& keymap);
 
 private slots:
     void onClosed();
 
 private:
     void startSession(unsigned attempt);
+    void addKeyboardToSeat();
     void fail(const std::string& reason);
     void endSession();
     void setStatus(Status status);
@@ -69,6 +77,7 @@ private:
     unsigned attempt_ = 0;
     Status status_{State::unavailable, "not started"};
     std::function<void(const Status&)> stateHandler_;
+    std::shared_ptr<xkb_keymap> keymap_;
     EvdevStroke stroke_;
     OrderedKeyCalls keys_;
 };

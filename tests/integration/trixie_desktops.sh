@@ -119,11 +119,12 @@ answer_dialog() { in_root /usr/bin/python3 "$WORK/answer_dialog.py" "$@"; }
 
 # start_gnome48: gnome-shell 48 headless without X11 (without systemd its Xwayland never answers)
 # on a stand-in system bus, its overview hidden so that new windows get the focus; its portal is
-# started by the bus.
+# started by the bus. Without XDG_SESSION_TYPE GNOME's portal backend offers its settings only (no
+# GlobalShortcuts, no dialogs).
 start_gnome48() {
   local start=$SECONDS
   export XDG_CURRENT_DESKTOP=GNOME DBUS_SYSTEM_BUS_ADDRESS="unix:path=$WORK/system-bus"
-  start_trixie_bus WAYLAND_DISPLAY=velko-shell GDK_BACKEND=wayland
+  start_trixie_bus WAYLAND_DISPLAY=velko-shell GDK_BACKEND=wayland XDG_SESSION_TYPE=wayland
   sed "s#<type>session</type>#<type>system</type>#; s#unix:path=$WORK/bus#unix:path=$WORK/system-bus#" \
     "$WORK/trixie-bus.conf" | grep -v standard_session_servicedirs >"$WORK/system-bus.conf"
   root_start "$WORK/system-bus.log" dbus-daemon --config-file="$WORK/system-bus.conf" --nofork --nopidfile
