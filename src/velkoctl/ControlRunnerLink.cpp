@@ -14,6 +14,7 @@
 #include "dbus/DBusNotificationCenter.h"
 #include "dbus/HelperStatusService.h"
 #include "dbus/SingleInstance.h"
+#include "platform/Log.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
 #include "qt/UnixSignalWatcher.h"
@@ -148,7 +149,7 @@ int ControlRunnerLink::watch(const ControlRequest& request) {
             QCoreApplication::exit(Code::failed);
     });
     if (!link->sync()) return Console::fail("lost the session bus before the watch was in place", Code::noHelper);
-    std::fputs("velkoctl: watching the link; Ctrl+C stops\n", stderr);
+    log::info("watching the link; Ctrl+C stops");
     return QCoreApplication::exec();
 }
 
