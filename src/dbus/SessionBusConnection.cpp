@@ -3,6 +3,7 @@
 #include <dbus/dbus.h>
 
 #include <QDBusError>
+#include <chrono>
 
 #include "platform/Log.h"
 
@@ -10,8 +11,8 @@ namespace velko {
 
 namespace {
 // A bus that restarts is usually back within a second: look for it often while it is gone.
-constexpr int retryInterval = 500;
-constexpr int checkInterval = 2000;
+constexpr std::chrono::milliseconds retryInterval{500};
+constexpr std::chrono::milliseconds checkInterval{2000};
 
 // Runs on Qt's bus thread after Qt has seen the message; only hands the news to the main loop, so
 // that a lost bus is replaced at once instead of at the next watchdog tick.

@@ -73,7 +73,7 @@ bool xembedTrayPresent() {
 }  // namespace
 
 QtStatusBar::QtStatusBar(SessionBusConnection& bus) : bus_(bus) {
-    retry_.setInterval(2000);
+    retry_.setInterval(std::chrono::seconds(2));
     QObject::connect(&retry_, &QTimer::timeout, [this] { lookForATray(); });
     // Qt's item lives on a connection of its own that died with the old bus and is never made
     // again; a new item makes a new one and registers with the new bus's host, once there is one.
