@@ -49,9 +49,10 @@ std::optional<Failure> ControlArguments::readTimeout(ControlRequest& request) co
     double value = 0;
     const auto* end = text.data() + text.size();
     const auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    if (ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0 || value > ControlRequest::maxTimeout)
+    if (ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0 ||
+        value > ControlRequest::maxTimeout.count())
         return Failure{"--timeout wants seconds between 0 and 3600, not '" + text + "'"};
-    request.timeout = value;
+    request.timeout = ControlRequest::Seconds(value);
     return std::nullopt;
 }
 
