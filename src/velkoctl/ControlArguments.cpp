@@ -34,17 +34,17 @@ std::string ControlArguments::at(std::size_t index) const {
     return index < positional_.size() ? positional_[index] : std::string();
 }
 
-std::optional<Failure> ControlArguments::refuse(Accepts accepts) const {
+Result<void> ControlArguments::check(Accepts accepts) const {
     if (!unknownOption_.empty()) return Failure{"unknown option '" + unknownOption_ + "'"};
     if (!missingValue_.empty()) return Failure{missingValue_ + " needs a number of seconds"};
     if (timeout_ && !accepts.timeout) return Failure{"takes no --timeout"};
     if (json_ && !accepts.json) return Failure{"takes no --json"};
     if (positional_.size() > accepts.positional) return Failure{"unexpected argument '" + positional_.back() + "'"};
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Failure> ControlArguments::readTimeout(ControlRequest& request) const {
-    if (!timeout_) return std::nullopt;
+Result<void> ControlArguments::readTimeout(ControlRequest& request) const {
+    if (!timeout_) return {};
     const std::string& text = *timeout_;
     double value = 0;
     const auto* end = text.data() + text.size();
@@ -53,7 +53,7 @@ std::optional<Failure> ControlArguments::readTimeout(ControlRequest& request) co
         value > ControlRequest::maxTimeout.count())
         return Failure{"--timeout wants seconds between 0 and 3600, not '" + text + "'"};
     request.timeout = ControlRequest::Seconds(value);
-    return std::nullopt;
+    return {};
 }
 
 }  // namespace velko
