@@ -48,9 +48,9 @@ std::pair<double, double> runServing(WaylandDataControlPasteboard& clipboard, co
 
 // A second client that owns the clipboard with bytes under benchType, until it is killed.
 int own(const Bytes& bytes) {
-    std::string reason;
-    const auto owner = WaylandDataControlPasteboard::connect(reason);
-    if (!owner) return 1;
+    const auto connected = WaylandDataControlPasteboard::connect();
+    if (!connected) return 1;
+    const auto& owner = *connected;
     owner->writeItems({{{{benchType, bytes}}}});
     for (pollfd readable{owner->fd(), POLLIN, 0}; poll(&readable, 1, -1) > 0 && owner->dispatch();) {
     }
@@ -61,12 +61,12 @@ int own(const Bytes& bytes) {
 
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 10;
-    std::string reason;
-    const auto clipboard = WaylandDataControlPasteboard::connect(reason);
-    if (!clipboard) {
-        std::fprintf(stderr, "bench_wayland_clipboard: %s\n", reason.c_str());
+    const auto connected = WaylandDataControlPasteboard::connect();
+    if (!connected) {
+        std::fprintf(stderr, "bench_wayland_clipboard: %s\n", connected.error().c_str());
         return 1;
     }
+    const auto& clipboard = *connected;
     std::vector<double> asked;
     for (int i = 0; i < 500; ++i) {
         const auto start = Clock::now();

@@ -9,13 +9,12 @@
 using namespace velko;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::vector<AutoPasteRuleEngine::PasteRule> rules;
-    std::string error;
-    if (!AutoPasteRuleEngine::decodeRules(Bytes(data, data + size), rules, error)) {
-        fuzz::require(!error.empty() && rules.empty(), "a refused list says why and gives nothing");
+    const auto rules = AutoPasteRuleEngine::decodeRules(Bytes(data, data + size));
+    if (!rules) {
+        fuzz::require(!rules.error().empty(), "a refused list says why");
         return 0;
     }
-    for (const auto& rule : rules)
+    for (const auto& rule : *rules)
         fuzz::require(
             AutoPasteRuleEngine::actionFromRawValue(AutoPasteRuleEngine::rawValue(rule.action)) == rule.action,
             "an action keeps its name");

@@ -15,18 +15,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     PlistFile suite;
     if (!suite.parse(Bytes(data, data + size))) return 0;
 
-    std::string error;
-    std::vector<SharedDataReader::SnippetTrigger> triggers;
-    if (const auto json = suite.data(SharedDataReader::triggersKey))
-        fuzz::require(SharedDataReader::decodeTriggers(*json, triggers, error) || !error.empty(),
-                      "a refused trigger list says why");
-    std::vector<AutoPasteRuleEngine::PasteRule> rules;
-    error.clear();
-    if (const auto json = suite.data(AutoPasteRuleEngine::rulesKey))
-        fuzz::require(AutoPasteRuleEngine::decodeRules(*json, rules, error) || !error.empty(),
-                      "a refused rule list says why");
+    if (const auto json = suite.data(SharedDataReader::triggersKey)) {
+        const auto triggers = SharedDataReader::decodeTriggers(*json);
+        fuzz::require(triggers || !triggers.error().empty(), "a refused trigger list says why");
+    }
+    if (const auto json = suite.data(AutoPasteRuleEngine::rulesKey)) {
+        const auto rules = AutoPasteRuleEngine::decodeRules(*json);
+        fuzz::require(rules || !rules.error().empty(), "a refused rule list says why");
+    }
 
-    error.clear();
     const Bytes list{'[', ']'};
     fuzz::require(suite.setData(AutoPasteRuleEngine::rulesKey, list), "a list can be stored");
     // A suite that cannot be written so that it reads back is refused with a reason, and then

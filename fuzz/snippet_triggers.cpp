@@ -23,16 +23,14 @@ bool same(const std::vector<Trigger>& a, const std::vector<Trigger>& b) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::vector<Trigger> triggers;
-    std::string error;
-    if (!SharedDataReader::decodeTriggers(Bytes(data, data + size), triggers, error)) {
-        fuzz::require(!error.empty() && triggers.empty(), "a refused list says why and gives nothing");
+    const auto triggers = SharedDataReader::decodeTriggers(Bytes(data, data + size));
+    if (!triggers) {
+        fuzz::require(!triggers.error().empty(), "a refused list says why");
         return 0;
     }
-    const std::string encoded = SharedDataReader::encodeTriggers(triggers);
-    std::vector<Trigger> again;
-    fuzz::require(SharedDataReader::decodeTriggers(Bytes(encoded.begin(), encoded.end()), again, error),
-                  "an encoded list decodes");
-    fuzz::require(same(triggers, again), "an encoded list decodes to the same triggers");
+    const std::string encoded = SharedDataReader::encodeTriggers(*triggers);
+    const auto again = SharedDataReader::decodeTriggers(Bytes(encoded.begin(), encoded.end()));
+    fuzz::require(bool(again), "an encoded list decodes");
+    fuzz::require(same(*triggers, *again), "an encoded list decodes to the same triggers");
     return 0;
 }

@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
     QEventLoop restoring;
     velko::TextExpansionEngine::shared().whenIdle(
         [&restoring] { QTimer::singleShot(0, &restoring, &QEventLoop::quit); });
-    QTimer::singleShot(3000, &restoring, &QEventLoop::quit);
+    QTimer::singleShot(std::chrono::seconds(3), &restoring, &QEventLoop::quit);
     restoring.exec();
     return 0;
 }

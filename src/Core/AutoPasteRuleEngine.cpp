@@ -42,27 +42,21 @@ void AutoPasteRuleEngine::loadRules() {
     if (!suite) return;
     const auto bytes = suite->data(rulesKey);
     if (!bytes) return;
-    std::vector<PasteRule> decoded;
-    std::string error;
-    if (!decodeRules(*bytes, decoded, error)) return;
-    rules = std::move(decoded);
+    if (auto decoded = decodeRules(*bytes)) rules = std::move(*decoded);
 }
 
-bool AutoPasteRuleEngine::decodeRules(const Bytes& json, std::vector<PasteRule>& out, std::string& error) {
-    return JsonFields::array<PasteRule>(json, out, error,
-                                        [](const nlohmann::json& element, PasteRule& rule, std::string& why) {
-                                            std::string action;
-                                            if (!JsonFields::string(element, "bundleId", rule.bundleId, why) ||
-                                                !JsonFields::string(element, "action", action, why))
-                                                return false;
-                                            const auto parsed = actionFromRawValue(action);
-                                            if (!parsed) {
-                                                why = "\"action\" \"" + action + "\" is not one of the six actions";
-                                                return false;
-                                            }
-                                            rule.action = *parsed;
-                                            return true;
-                                        });
+Result<std::vector<AutoPasteRuleEngine::PasteRule>> AutoPasteRuleEngine::decodeRules(const Bytes& json) {
+    return JsonFields::array<PasteRule>(json, [](const nlohmann::json& element) -> Result<PasteRule> {
+        PasteRule rule;
+        std::string action;
+        if (const auto read = JsonFields(element).string("bundleId", rule.bundleId).string("action", action).result();
+            !read)
+            return read.failure();
+        const auto parsed = actionFromRawValue(action);
+        if (!parsed) return Failure{"\"action\" \"" + action + "\" is not one of the six actions"};
+        rule.action = *parsed;
+        return rule;
+    });
 }
 
 }  // namespace velko

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Core/Published.h"
+#include "platform/Result.h"
 #include "platform/Types.h"
 
 namespace velko {
@@ -39,7 +40,7 @@ public:
     // Exact, case-sensitive raw values only.
     static std::optional<PasteAction> actionFromRawValue(std::string_view raw);
     static std::string_view rawValue(PasteAction action);
-    static bool decodeRules(const Bytes& json, std::vector<PasteRule>& out, std::string& error);
+    static Result<std::vector<PasteRule>> decodeRules(const Bytes& json);
 
     Published<std::vector<PasteRule>> rules;
 

@@ -20,12 +20,13 @@ std::string HelperConstants::PongPayload::toJson() const {
 std::optional<HelperConstants::PongPayload> HelperConstants::PongPayload::fromJson(std::string_view text) {
     const auto json = nlohmann::json::parse(text, nullptr, false);
     PongPayload pong;
-    std::string error;
-    if (!JsonFields::string(json, "version", pong.version, error) ||
-        !JsonFields::integer(json, "protocolVersion", pong.protocolVersion, error) ||
-        !JsonFields::stringArray(json, "capabilities", pong.capabilities, error) ||
-        !JsonFields::string(json, "minVelkoVersion", pong.minVelkoVersion, error))
-        return std::nullopt;
+    const auto read = JsonFields(json)
+                          .string("version", pong.version)
+                          .integer("protocolVersion", pong.protocolVersion)
+                          .stringArray("capabilities", pong.capabilities)
+                          .string("minVelkoVersion", pong.minVelkoVersion)
+                          .result();
+    if (!read) return std::nullopt;
     return pong;
 }
 

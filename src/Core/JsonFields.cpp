@@ -4,67 +4,65 @@
 
 namespace velko {
 
-namespace {
-const nlohmann::json* member(const nlohmann::json& object, const char* key, std::string& error) {
-    if (!object.is_object()) {
-        error = "not an object";
+const nlohmann::json* JsonFields::member(const char* key) {
+    if (failure_) return nullptr;
+    if (!object_.is_object()) {
+        failure_ = Failure{"not an object"};
         return nullptr;
     }
-    const auto it = object.find(key);
-    if (it == object.end()) {
-        error = std::string("missing \"") + key + "\"";
+    const auto it = object_.find(key);
+    if (it == object_.end()) {
+        failure_ = Failure{std::string("missing \"") + key + "\""};
         return nullptr;
     }
     return &*it;
 }
 
-bool wrongType(const char* key, const char* expected, std::string& error) {
-    error = std::string("\"") + key + "\" is not " + expected;
-    return false;
+JsonFields& JsonFields::wrongType(const char* key, const char* expected) {
+    failure_ = Failure{std::string("\"") + key + "\" is not " + expected};
+    return *this;
 }
-}  // namespace
 
-bool JsonFields::string(const nlohmann::json& object, const char* key, std::string& out, std::string& error) {
-    const auto* value = member(object, key, error);
-    if (!value) return false;
-    if (!value->is_string()) return wrongType(key, "a string", error);
+JsonFields& JsonFields::string(const char* key, std::string& out) {
+    const auto* value = member(key);
+    if (!value) return *this;
+    if (!value->is_string()) return wrongType(key, "a string");
     out = value->get<std::string>();
-    return true;
+    return *this;
 }
 
-bool JsonFields::integer(const nlohmann::json& object, const char* key, std::int64_t& out, std::string& error) {
-    const auto* value = member(object, key, error);
-    if (!value) return false;
+JsonFields& JsonFields::integer(const char* key, std::int64_t& out) {
+    const auto* value = member(key);
+    if (!value) return *this;
     if (value->is_number_integer()) {
         if (value->is_number_unsigned() && value->get<std::uint64_t>() > INT64_MAX)
-            return wrongType(key, "a 64-bit integer", error);
+            return wrongType(key, "a 64-bit integer");
         out = value->get<std::int64_t>();
-        return true;
+        return *this;
     }
     // 1.0 is an integer to a JSON reader; 1.5 is not.
     if (value->is_number_float()) {
         const double d = value->get<double>();
         if (std::trunc(d) == d && d >= -9.2e18 && d <= 9.2e18) {
             out = static_cast<std::int64_t>(d);
-            return true;
+            return *this;
         }
     }
-    return wrongType(key, "an integer", error);
+    return wrongType(key, "an integer");
 }
 
-bool JsonFields::stringArray(const nlohmann::json& object, const char* key, std::vector<std::string>& out,
-                             std::string& error) {
-    const auto* value = member(object, key, error);
-    if (!value) return false;
-    if (!value->is_array()) return wrongType(key, "an array of strings", error);
+JsonFields& JsonFields::stringArray(const char* key, std::vector<std::string>& out) {
+    const auto* value = member(key);
+    if (!value) return *this;
+    if (!value->is_array()) return wrongType(key, "an array of strings");
     std::vector<std::string> result;
     result.reserve(value->size());
     for (const auto& element : *value) {
-        if (!element.is_string()) return wrongType(key, "an array of strings", error);
+        if (!element.is_string()) return wrongType(key, "an array of strings");
         result.push_back(element.get<std::string>());
     }
     out = std::move(result);
-    return true;
+    return *this;
 }
 
 }  // namespace velko

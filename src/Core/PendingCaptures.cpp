@@ -15,34 +15,29 @@ bool PendingCapture::sameFile(const FileLook& a, const FileLook& b) {
 
 namespace {
 
-bool decode(const nlohmann::json& object, PendingCapture& out, std::string& error) {
-    if (!object.is_object()) {
-        error = "not an object";
-        return false;
-    }
+Result<PendingCapture> decode(const nlohmann::json& object) {
+    PendingCapture out;
     std::int64_t device = 0, inode = 0, size = 0;
-    if (!JsonFields::string(object, "identifier", out.identifier, error) ||
-        !JsonFields::string(object, "source", out.source, error) ||
-        !JsonFields::string(object, "filename", out.filename, error) ||
-        !JsonFields::integer(object, "device", device, error) || !JsonFields::integer(object, "inode", inode, error) ||
-        !JsonFields::integer(object, "size", size, error) ||
-        !JsonFields::integer(object, "modified", out.seen.modifiedNanoseconds, error))
-        return false;
-    if (!object.contains("isVideo") || !object["isVideo"].is_boolean()) {
-        error = "isVideo: not a boolean";
-        return false;
-    }
+    const auto read = JsonFields(object)
+                          .string("identifier", out.identifier)
+                          .string("source", out.source)
+                          .string("filename", out.filename)
+                          .integer("device", device)
+                          .integer("inode", inode)
+                          .integer("size", size)
+                          .integer("modified", out.seen.modifiedNanoseconds)
+                          .result();
+    if (!read) return read.failure();
+    if (!object.contains("isVideo") || !object["isVideo"].is_boolean()) return Failure{"isVideo: not a boolean"};
     // The identifier becomes part of a file name.
-    if (out.identifier.empty() || out.identifier.find_first_of("/.") != std::string::npos) {
-        error = "identifier: not a plain name";
-        return false;
-    }
+    if (out.identifier.empty() || out.identifier.find_first_of("/.") != std::string::npos)
+        return Failure{"identifier: not a plain name"};
     out.isVideo = object["isVideo"].get<bool>();
     out.seen.kind = FileLook::Kind::regular;
     out.seen.device = static_cast<std::uint64_t>(device);
     out.seen.inode = static_cast<std::uint64_t>(inode);
     out.seen.size = static_cast<std::uint64_t>(size);
-    return true;
+    return out;
 }
 
 }  // namespace
@@ -58,14 +53,13 @@ std::vector<PendingCapture> PendingCaptures::load() {
     }
     std::vector<PendingCapture> loaded;
     for (std::size_t i = 0; i < json.size(); ++i) {
-        PendingCapture capture;
-        std::string error;
-        if (!decode(json[i], capture, error)) {
-            log::warning("a capture left unstaged by the last run is lost: entry %zu: %s", i, error.c_str());
+        const auto capture = decode(json[i]);
+        if (!capture) {
+            log::warning("a capture left unstaged by the last run is lost: entry %zu: %s", i, capture.error().c_str());
             continue;
         }
-        entries_[capture.identifier] = capture;
-        loaded.push_back(capture);
+        entries_[capture->identifier] = *capture;
+        loaded.push_back(*capture);
     }
     return loaded;
 }

@@ -30,20 +30,22 @@ bool SharedDataReader::verifyConnection() {
 void SharedDataReader::loadSnippetTriggers() {
     std::optional<Bytes> bytes;
     if (defaults_) bytes = defaults_->data(triggersKey);
-    std::vector<SnippetTrigger> triggers;
-    std::string error;
-    if (!bytes || !decodeTriggers(*bytes, triggers, error)) triggers.clear();
-    snippetTriggers = std::move(triggers);
+    auto triggers = bytes ? decodeTriggers(*bytes) : Failure{"no triggers stored"};
+    snippetTriggers = triggers ? std::move(*triggers) : std::vector<SnippetTrigger>{};
 }
 
-bool SharedDataReader::decodeTriggers(const Bytes& json, std::vector<SnippetTrigger>& out, std::string& error) {
-    return JsonFields::array<SnippetTrigger>(
-        json, out, error, [](const nlohmann::json& element, SnippetTrigger& t, std::string& why) {
-            return JsonFields::string(element, "abbreviation", t.abbreviation, why) &&
-                   JsonFields::string(element, "expansion", t.expansion, why) &&
-                   JsonFields::string(element, "format", t.format, why) &&
-                   JsonFields::stringArray(element, "appScope", t.appScope, why);
-        });
+Result<std::vector<SharedDataReader::SnippetTrigger>> SharedDataReader::decodeTriggers(const Bytes& json) {
+    return JsonFields::array<SnippetTrigger>(json, [](const nlohmann::json& element) -> Result<SnippetTrigger> {
+        SnippetTrigger t;
+        const auto read = JsonFields(element)
+                              .string("abbreviation", t.abbreviation)
+                              .string("expansion", t.expansion)
+                              .string("format", t.format)
+                              .stringArray("appScope", t.appScope)
+                              .result();
+        if (!read) return read.failure();
+        return t;
+    });
 }
 
 std::string SharedDataReader::encodeTriggers(const std::vector<SnippetTrigger>& triggers) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Core/Published.h"
+#include "platform/Result.h"
 #include "platform/Types.h"
 
 namespace velko {
@@ -35,7 +36,7 @@ public:
     void loadSnippetTriggers();
 
     // The whole list or nothing: one bad element rejects it, and `error` says which and why.
-    static bool decodeTriggers(const Bytes& json, std::vector<SnippetTrigger>& out, std::string& error);
+    static Result<std::vector<SnippetTrigger>> decodeTriggers(const Bytes& json);
     static std::string encodeTriggers(const std::vector<SnippetTrigger>& triggers);
     std::string storePath() const;
 

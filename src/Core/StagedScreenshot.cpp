@@ -27,13 +27,15 @@ Result<StagedScreenshot> StagedScreenshot::fromMetadata(const std::string& ident
     if (object.is_discarded()) return Failure{"not valid JSON"};
     StagedScreenshot s;
     s.identifier = identifier;
-    std::string isVideo, fileSize, error;
-    if (!JsonFields::string(object, "filename", s.filename, error) ||
-        !JsonFields::string(object, "timestamp", s.timestamp, error) ||
-        !JsonFields::string(object, "ocrText", s.ocrText, error) ||
-        !JsonFields::string(object, "isVideo", isVideo, error) ||
-        !JsonFields::string(object, "fileSize", fileSize, error))
-        return Failure{error};
+    std::string isVideo, fileSize;
+    const auto read = JsonFields(object)
+                          .string("filename", s.filename)
+                          .string("timestamp", s.timestamp)
+                          .string("ocrText", s.ocrText)
+                          .string("isVideo", isVideo)
+                          .string("fileSize", fileSize)
+                          .result();
+    if (!read) return read.failure();
 
     if (isVideo != "true" && isVideo != "false")
         return Failure{"\"isVideo\" is \"" + isVideo + "\", not \"true\" or \"false\""};

@@ -1,9 +1,9 @@
 #include "dbus/DBusNotificationCenter.h"
 
-#include <QCoreApplication>
 #include <QDBusMessage>
-#include <cstdio>
 #include <utility>
+
+#include "platform/Log.h"
 
 namespace velko {
 
@@ -65,9 +65,9 @@ void DBusNotificationCenter::onPosted(const QDBusMessage& message) {
     if (length(0) > maxText || length(1) > maxText) {
         // Said once per sender, so that a flood of them does not flood the log as well.
         if (std::exchange(lastDroppedSender_, message.service()) != message.service())
-            std::fprintf(stderr, "%s: dropped a notification from %s with %lld characters (at most %lld are taken)\n",
-                         qPrintable(QCoreApplication::applicationName()), qPrintable(message.service()),
-                         static_cast<long long>(length(0) + length(1)), static_cast<long long>(maxText));
+            log::warning("dropped a notification from %s with %lld characters (at most %lld are taken)",
+                         qPrintable(message.service()), static_cast<long long>(length(0) + length(1)),
+                         static_cast<long long>(maxText));
         return;
     }
     const std::string nameText = arguments[0].toString().toStdString();

@@ -2,22 +2,17 @@
 
 #include <dbus/dbus.h>
 
-#include <QCoreApplication>
 #include <QDBusError>
-#include <cstdio>
+#include <chrono>
+
+#include "platform/Log.h"
 
 namespace velko {
 
 namespace {
 // A bus that restarts is usually back within a second: look for it often while it is gone.
-constexpr int retryInterval = 500;
-constexpr int checkInterval = 2000;
-
-// Messages carry the name of the program that reports them: the helper or a client tool.
-QByteArray programName() {
-    const QString name = QCoreApplication::applicationName();
-    return name.isEmpty() ? QByteArrayLiteral("velko-helper") : name.toLocal8Bit();
-}
+constexpr std::chrono::milliseconds retryInterval{500};
+constexpr std::chrono::milliseconds checkInterval{2000};
 
 // Runs on Qt's bus thread after Qt has seen the message; only hands the news to the main loop, so
 // that a lost bus is replaced at once instead of at the next watchdog tick.
@@ -32,8 +27,8 @@ SessionBusConnection::SessionBusConnection(const QString& purpose, QObject* pare
     : QObject(parent), purpose_(purpose), connection_(QStringLiteral("velko-unconnected")), carriesLink_(carriesLink) {
     if (!connectToBus()) {
         if (carriesLink_)
-            std::fprintf(stderr, "%s: no session bus (%s); the link with Velko is down, retrying\n",
-                         programName().constData(), qPrintable(connection_.lastError().message()));
+            log::warning("no session bus (%s); the link with Velko is down, retrying",
+                         qPrintable(connection_.lastError().message()));
         reportedLoss_ = true;
     }
     // For a loss that sends no Disconnected (a connection that never came up), and the retries.
@@ -82,17 +77,14 @@ void SessionBusConnection::checkConnection() {
     if (connectToBus()) {
         // A bus that is still there dropped only us (it does so to a client that reads too slowly).
         if (carriesLink_ && wasUp)
-            std::fprintf(stderr, "%s: the session bus closed our connection; connected again\n",
-                         programName().constData());
+            log::warning("the session bus closed our connection; connected again");
         else if (carriesLink_)
-            std::fprintf(stderr, "%s: session bus reached; the link with Velko is up\n", programName().constData());
+            log::info("session bus reached; the link with Velko is up");
         reportedLoss_ = false;
         watchdog_.setInterval(checkInterval);
         return;
     }
-    if (wasUp && carriesLink_)
-        std::fprintf(stderr, "%s: lost the session bus; the link with Velko is down, retrying\n",
-                     programName().constData());
+    if (wasUp && carriesLink_) log::warning("lost the session bus; the link with Velko is down, retrying");
     reportedLoss_ = true;
     watchdog_.setInterval(retryInterval);
 }

@@ -4,38 +4,46 @@
 #include <dbus/dbus.h>
 #include <sys/stat.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 #include "posix/DeadlineThread.h"
 
 namespace velko {
 
 namespace {
-SessionBusProbe::Outcome hello(const std::string& address, int timeoutMs) {
-    using Outcome = SessionBusProbe::Outcome;
-    DBusError error;
-    dbus_error_init(&error);
-    DBusConnection* connection = dbus_connection_open_private(address.c_str(), &error);
-    if (!connection) {
-        dbus_error_free(&error);
-        return Outcome::absent;
+struct Release {
+    void operator()(DBusConnection* connection) const {
+        dbus_connection_close(connection);  // a private connection must be closed before its last unref
+        dbus_connection_unref(connection);
     }
-    dbus_connection_set_exit_on_disconnect(connection, false);
-    DBusMessage* hello = dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello");
-    DBusMessage* reply =
-        hello ? dbus_connection_send_with_reply_and_block(connection, hello, timeoutMs, &error) : nullptr;
-    Outcome outcome = Outcome::answers;
-    if (!reply)
-        outcome = dbus_error_has_name(&error, DBUS_ERROR_NO_REPLY) || dbus_error_has_name(&error, DBUS_ERROR_TIMEOUT)
-                      ? Outcome::silent
-                      : Outcome::absent;
-    if (reply) dbus_message_unref(reply);
-    if (hello) dbus_message_unref(hello);
-    dbus_error_free(&error);
-    dbus_connection_close(connection);
-    dbus_connection_unref(connection);
-    return outcome;
+    void operator()(DBusMessage* message) const { dbus_message_unref(message); }
+};
+
+// Frees what libdbus put into it, however the call ended.
+struct Error : DBusError {
+    Error() { dbus_error_init(this); }
+    ~Error() { dbus_error_free(this); }
+    Error(const Error&) = delete;
+    Error& operator=(const Error&) = delete;
+};
+
+SessionBusProbe::Outcome hello(const std::string& address, std::chrono::milliseconds timeout) {
+    using Outcome = SessionBusProbe::Outcome;
+    Error error;
+    const std::unique_ptr<DBusConnection, Release> connection(dbus_connection_open_private(address.c_str(), &error));
+    if (!connection) return Outcome::absent;
+    dbus_connection_set_exit_on_disconnect(connection.get(), false);
+    const std::unique_ptr<DBusMessage, Release> hello(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello"));
+    const std::unique_ptr<DBusMessage, Release> reply(
+        hello ? dbus_connection_send_with_reply_and_block(connection.get(), hello.get(),
+                                                          static_cast<int>(timeout.count()), &error)
+              : nullptr);
+    if (reply) return Outcome::answers;
+    return dbus_error_has_name(&error, DBUS_ERROR_NO_REPLY) || dbus_error_has_name(&error, DBUS_ERROR_TIMEOUT)
+               ? Outcome::silent
+               : Outcome::absent;
 }
 }  // namespace
 
@@ -54,7 +62,7 @@ SessionBusProbe::Outcome SessionBusProbe::greet(const std::string& address, std:
     // libdbus applies a call's timeout only once the connection is authenticated; a server that
     // never answers the authentication keeps it waiting without end, hence the thread.
     const auto outcome = DeadlineThread::run<Outcome>(
-        deadline, [address, deadline] { return hello(address, static_cast<int>(deadline.count())); }, [](Outcome&) {});
+        deadline, [address, deadline] { return hello(address, deadline); }, [](Outcome&) {});
     return outcome.value_or(Outcome::silent);
 }
 

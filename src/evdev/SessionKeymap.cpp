@@ -12,22 +12,13 @@
 #include <regex>
 #include <tuple>
 
+#include "xkb/XkbHandles.h"
+
 namespace velko {
 namespace {
 
-struct Unref {
-    void operator()(xkb_context* c) const { xkb_context_unref(c); }
-    void operator()(xkb_keymap* k) const { xkb_keymap_unref(k); }
-    void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
-};
-
-std::string textOf(xkb_keymap* keymap) {
-    if (!keymap) return {};
-    char* text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
-    std::string out = text ? text : "";
-    std::free(text);
-    return out;
-}
+// xcb_connect hands back a connection even when it fails, to be checked and then dropped.
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
 const char* orNull(const std::string& s) { return s.empty() ? nullptr : s.c_str(); }
 
@@ -41,27 +32,26 @@ std::string describe(const SessionKeymap::Names& n) {
 }  // namespace
 
 SessionKeymap::Found SessionKeymap::fromNames(const Names& names) {
-    std::unique_ptr<xkb_context, Unref> context(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
+    const xkb::Context context(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
     if (!context) return {};
     const xkb_rule_names rules{orNull(names.rules), orNull(names.model), orNull(names.layout), orNull(names.variant),
                                orNull(names.options)};
-    std::unique_ptr<xkb_keymap, Unref> keymap(
-        xkb_keymap_new_from_names(context.get(), &rules, XKB_KEYMAP_COMPILE_NO_FLAGS));
-    return {textOf(keymap.get()), describe(names)};
+    const xkb::Keymap keymap(xkb_keymap_new_from_names(context.get(), &rules, XKB_KEYMAP_COMPILE_NO_FLAGS));
+    return {xkb::text(keymap.get()), describe(names)};
 }
 
 SessionKeymap::Found SessionKeymap::fromXServer(const std::string& display) {
-    std::unique_ptr<xcb_connection_t, Unref> connection(xcb_connect(display.c_str(), nullptr));
+    const Connection connection(xcb_connect(display.c_str(), nullptr), &xcb_disconnect);
     if (xcb_connection_has_error(connection.get())) return {};
     if (!xkb_x11_setup_xkb_extension(connection.get(), XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                      XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr, nullptr))
         return {};
     const std::int32_t device = xkb_x11_get_core_keyboard_device_id(connection.get());
-    std::unique_ptr<xkb_context, Unref> context(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
+    const xkb::Context context(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
     if (device < 0 || !context) return {};
-    std::unique_ptr<xkb_keymap, Unref> keymap(
+    const xkb::Keymap keymap(
         xkb_x11_keymap_new_from_device(context.get(), connection.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
-    return {textOf(keymap.get()), "the X server's keymap on " + display};
+    return {xkb::text(keymap.get()), "the X server's keymap on " + display};
 }
 
 std::optional<SessionKeymap::Names> SessionKeymap::fromGnomeSources(const std::string& gsettingsOutput) {

@@ -9,8 +9,10 @@
 
 #include "ocr/TesseractRecognizer.h"
 #include "ocrworker/RecognitionMessages.h"
+#include "platform/Log.h"
 
 int main() {
+    velko::log::programName() = "velko-ocr";
     std::mutex mutex;
     std::condition_variable finished;
     int running = 0;
@@ -20,7 +22,7 @@ int main() {
             const auto request = velko::RecognitionMessages::readRequest(line);
             if (!request) {
                 // Nothing to answer without an id; the helper gives up on it when this program ends.
-                std::fputs("velko-ocr: a request that is not one; ignored\n", stderr);
+                velko::log::warning("a request that is not one; ignored");
                 continue;
             }
             {

@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <chrono>
 #include <utility>
 
 namespace velko {
@@ -11,7 +12,7 @@ namespace {
 const QString service = QStringLiteral("org.kde.keyboard");
 const QString path = QStringLiteral("/Layouts");
 const QString interface = QStringLiteral("org.kde.KeyboardLayouts");
-constexpr int askTimeoutMs = 5000;
+constexpr std::chrono::milliseconds askTimeout{5000};
 
 }  // namespace
 
@@ -21,7 +22,7 @@ PlasmaKeyboardLayouts::PlasmaKeyboardLayouts(QDBusConnection bus, Changed change
 void PlasmaKeyboardLayouts::start() {
     bus_.connect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
     const auto ask = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("getLayout"));
-    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(ask, askTimeoutMs), this);
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(ask, static_cast<int>(askTimeout.count())), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, announced = announced_] {
         watcher->deleteLater();
         // A switch announced meanwhile is newer than this answer.

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -16,6 +17,12 @@
 
 namespace velko {
 namespace {
+
+// What libplist hands over (keys, encodings, iterators) is malloc'ed and ours to free.
+struct FreeMalloced {
+    void operator()(void* block) const { std::free(block); }
+};
+using Text = std::unique_ptr<char, FreeMalloced>;
 
 // libplist takes C strings, so a key with a NUL in it would silently name a shorter key.
 bool isUsableKey(const std::string& key) { return key.find('\0') == std::string::npos; }
@@ -117,15 +124,15 @@ bool repeatsAKey(plist_t dict) {
     std::set<std::string> seen;
     plist_dict_iter it = nullptr;
     plist_dict_new_iter(dict, &it);
+    const std::unique_ptr<void, FreeMalloced> iterator(it);
     bool repeated = false;
     for (;;) {
-        char* key = nullptr;
-        plist_dict_next_item(dict, it, &key, nullptr);
+        char* next = nullptr;
+        plist_dict_next_item(dict, it, &next, nullptr);
+        const Text key(next);
         if (!key) break;
-        repeated = repeated || !seen.insert(key).second;
-        std::free(key);
+        repeated = repeated || !seen.insert(key.get()).second;
     }
-    std::free(it);
     return repeated;
 }
 
@@ -246,19 +253,16 @@ bool PlistFile::setBool(const std::string& key, bool value) {
 Result<Bytes> PlistFile::serialize(Format format) const {
     PlistFile empty;
     const plist_t root = root_ ? root_.get() : empty.root_.get();
-    char* out = nullptr;
+    char* encoded = nullptr;
     std::uint32_t length = 0;
     if (format == Format::binary)
-        plist_to_bin(root, &out, &length);
+        plist_to_bin(root, &encoded, &length);
     else
-        plist_to_xml(root, &out, &length);
+        plist_to_xml(root, &encoded, &length);
+    const Text out(encoded);
     if (!out) return Failure{"libplist could not encode the dictionary"};
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(out);
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(out.get());
     Bytes bytes(begin, begin + length);
-    if (format == Format::binary)
-        plist_to_bin_free(out);
-    else
-        plist_to_xml_free(out);
     // libplist can write what it cannot read (a binary string holding bytes that are not UTF-8);
     // such a file must never replace one that reads.
     if (PlistFile check; !check.parse(bytes))

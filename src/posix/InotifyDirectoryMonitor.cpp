@@ -30,7 +30,7 @@ constexpr std::uint32_t parentMovedMask = IN_MOVE_SELF | IN_ONLYDIR;
 constexpr std::uint32_t awaitedMask = IN_CREATE | IN_MOVED_TO | itselfGone | IN_ONLYDIR;
 // A path that keeps changing while it is resolved is waited on as it stands after this many tries.
 constexpr int resolveTries = 8;
-constexpr int firstRetryMs = 1000, maxRetryMs = 60000;
+constexpr std::chrono::milliseconds firstRetry{1000}, maxRetry{60000}, never{-1};
 
 // /a/b/c gives /a/b, /a and /; a relative a/b gives a and ".".
 std::vector<std::string> parentsOf(std::string path) {
@@ -176,10 +176,10 @@ void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
     pthread_setname_np(pthread_self(), "velko-watch");
     pollfd fds[2] = {{inotify_, POLLIN, 0}, {stopEvent, POLLIN, 0}};
     // Where no event can tell (a failed resolve, a blocked path): when to look again.
-    int retryMs = blocked_ ? firstRetryMs : -1;
+    std::chrono::milliseconds retry = blocked_ ? firstRetry : never;
     bool failing = false;
     for (;;) {
-        const int ready = ::poll(fds, 2, retryMs);
+        const int ready = ::poll(fds, 2, static_cast<int>(retry.count()));
         if (ready < 0) {
             if (errno == EINTR) continue;
             log::warning("directory watch stopped: %s", std::strerror(errno));
@@ -200,13 +200,13 @@ void InotifyDirectoryMonitor::Watch::run(int stopEvent) {
         const auto resolved = resolve();
         if (resolved && *resolved == WatchStart::watching) {
             failing = false;
-            retryMs = -1;
+            retry = never;
             handler_(DirectoryEvent::back);
             continue;
         }
         if (!resolved && !failing) log::warning("%s; trying again from time to time", resolved.error().c_str());
         failing = !resolved;
-        retryMs = failing || blocked_ ? std::min(maxRetryMs, retryMs < 0 ? firstRetryMs : retryMs * 2) : -1;
+        retry = failing || blocked_ ? std::min(maxRetry, retry == never ? firstRetry : retry * 2) : never;
     }
 }
 

@@ -2,12 +2,16 @@
 
 #include <QCoreApplication>
 #include <QTimer>
-#include <cmath>
+#include <algorithm>
+#include <chrono>
 
 namespace velko {
 
 namespace {
-int milliseconds(double seconds) { return static_cast<int>(std::lround(std::max(0.0, seconds) * 1000.0)); }
+// The core counts in seconds; Qt's timers in whole milliseconds.
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(std::max(0.0, seconds)));
+}
 }  // namespace
 
 void QtMainQueue::async(std::function<void()> fn) {

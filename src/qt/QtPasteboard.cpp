@@ -9,12 +9,11 @@
 
 #include <QClipboard>
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QSet>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 namespace velko {
@@ -39,8 +38,7 @@ QtPasteboard::QtPasteboard() {
 
 QtPasteboard::~QtPasteboard() {
     QObject::disconnect(changed_);
-    if (reader_.joinable()) reader_.join();  // bounded by snapshotBudgetMs
-    if (probe_) xcb_disconnect(probe_);
+    if (reader_.joinable()) reader_.join();  // bounded by snapshotBudget
 }
 
 QtPasteboard::Owner QtPasteboard::probeOwner() {
@@ -50,34 +48,32 @@ QtPasteboard::Owner QtPasteboard::probeOwner() {
     // Asked again once the selection changed hands, even back to the same window.
     if (owner == silentOwner_ && silentAtCount_ == count_) return Owner::silent;
     if (!probe_) {
-        probe_ = xcb::connect();
+        probe_.reset(xcb::connect());
         if (!probe_) return Owner::answers;  // let Qt try
-        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(probe_)).data;
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(probe_.get())).data;
         if (!screen) return Owner::answers;
-        probeWindow_ = xcb_generate_id(probe_);
-        xcb_create_window(probe_, XCB_COPY_FROM_PARENT, probeWindow_, screen->root, 0, 0, 1, 1, 0,
+        probeWindow_ = xcb_generate_id(probe_.get());
+        xcb_create_window(probe_.get(), XCB_COPY_FROM_PARENT, probeWindow_, screen->root, 0, 0, 1, 1, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-        targetsAtom_ = xcb::internAtom(probe_, "TARGETS");
-        probeProperty_ = xcb::internAtom(probe_, "VELKO_OWNER_PROBE");
+        targetsAtom_ = xcb::internAtom(probe_.get(), "TARGETS");
+        probeProperty_ = xcb::internAtom(probe_.get(), "VELKO_OWNER_PROBE");
     }
-    if (xcb_connection_has_error(probe_)) return Owner::answers;
-    while (xcb_generic_event_t* stale = xcb_poll_for_event(probe_)) std::free(stale);
-    xcb_convert_selection(probe_, probeWindow_, clipboardAtom_, targetsAtom_, probeProperty_, XCB_CURRENT_TIME);
-    xcb_flush(probe_);
-    QElapsedTimer waited;
-    waited.start();
-    pollfd fd{xcb_get_file_descriptor(probe_), POLLIN, 0};
-    while (waited.elapsed() < probeTimeoutMs) {
-        while (xcb_generic_event_t* event = xcb_poll_for_event(probe_)) {
-            const bool answered = (event->response_type & 0x7f) == XCB_SELECTION_NOTIFY;
-            std::free(event);
-            if (answered) {
-                xcb_delete_property(probe_, probeWindow_, probeProperty_);
-                xcb_flush(probe_);
-                return Owner::answers;
-            }
+    xcb_connection_t* c = probe_.get();
+    if (xcb_connection_has_error(c)) return Owner::answers;
+    while (xcb::Event{xcb_poll_for_event(c)}) continue;  // late answers to an earlier probe
+    xcb_convert_selection(c, probeWindow_, clipboardAtom_, targetsAtom_, probeProperty_, XCB_CURRENT_TIME);
+    xcb_flush(c);
+    const auto deadline = std::chrono::steady_clock::now() + probeTimeout;
+    pollfd fd{xcb_get_file_descriptor(c), POLLIN, 0};
+    for (auto left = probeTimeout; left.count() > 0;
+         left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())) {
+        while (const xcb::Event event{xcb_poll_for_event(c)}) {
+            if ((event->response_type & 0x7f) != XCB_SELECTION_NOTIFY) continue;
+            xcb_delete_property(c, probeWindow_, probeProperty_);
+            xcb_flush(c);
+            return Owner::answers;
         }
-        ::poll(&fd, 1, static_cast<int>(probeTimeoutMs - waited.elapsed()) + 1);
+        ::poll(&fd, 1, static_cast<int>(left.count()));
     }
     silentOwner_ = owner;
     silentAtCount_ = count_;
@@ -90,11 +86,9 @@ std::uint32_t QtPasteboard::serverOwner() {
     if (!c) return 0;
     if (!clipboardAtom_) clipboardAtom_ = xcb::internAtom(c, "CLIPBOARD");
     if (!clipboardAtom_) return 0;
-    auto* owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboardAtom_), nullptr);
-    if (!owner) return 0;
-    const std::uint32_t window = owner->owner;
-    std::free(owner);
-    return window;
+    const xcb::Reply<xcb_get_selection_owner_reply_t> owner{
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboardAtom_), nullptr)};
+    return owner ? owner->owner : 0;
 }
 
 std::int64_t QtPasteboard::changeCount() {
@@ -120,11 +114,10 @@ std::optional<std::vector<PasteboardItem>> QtPasteboard::items() {
     if (formats.isEmpty()) return items;  // gone meanwhile, or offers nothing
 
     PasteboardItem item;
-    QElapsedTimer spent;
-    spent.start();
+    const auto start = std::chrono::steady_clock::now();
     for (const QString& format : formats) {
         if (isMetaTarget(format)) continue;
-        if (spent.elapsed() > snapshotBudgetMs) break;
+        if (std::chrono::steady_clock::now() - start > snapshotBudget) break;
         const QByteArray bytes = data->data(format);
         // Qt gives the same empty answer for "empty" and "could not read": either way nothing to keep.
         if (bytes.isEmpty()) continue;
@@ -140,8 +133,7 @@ void QtPasteboard::readItems(std::function<void(std::optional<std::vector<Pasteb
     if (owner == XCB_NONE || owner == qtWindow_) return done(items());
     if (reader_.joinable()) reader_.join();  // the previous snapshot has handed its result over by now
     reader_ = std::thread([done = std::move(done)]() mutable {
-        auto result = X11ClipboardReader::read(std::chrono::milliseconds(probeTimeoutMs),
-                                               std::chrono::milliseconds(snapshotBudgetMs));
+        auto result = X11ClipboardReader::read(probeTimeout, snapshotBudget);
         for (const auto& type : result.late)
             log::warning(
                 "the clipboard's owner did not give %s in time; it is left out of what "

@@ -1,12 +1,13 @@
 #pragma once
 #include <QMetaObject>
+#include <chrono>
 #include <cstdint>
 #include <thread>
 
 #include "platform/Pasteboard.h"
+#include "x11/Xcb.h"
 
 class QMimeData;
-struct xcb_connection_t;
 
 namespace velko {
 
@@ -23,7 +24,7 @@ public:
     std::int64_t changeCount() override;
     std::optional<std::vector<PasteboardItem>> items() override;
     // Another client's contents are read on a thread of its own, each type within
-    // probeTimeoutMs and all within snapshotBudgetMs; a type that does not come is logged.
+    // probeTimeout and all within snapshotBudget; a type that does not come is logged.
     void readItems(std::function<void(std::optional<std::vector<PasteboardItem>>)> done) override;
     std::optional<std::string> string() override;
     void clearContents() override;
@@ -33,9 +34,9 @@ public:
     // Qt waits five seconds for an owner that does not answer, with the main thread stopped; the
     // owner is asked for its types this long first, and a silent one counts as unreadable until
     // the selection changes hands.
-    static constexpr int probeTimeoutMs = 1000;
+    static constexpr std::chrono::milliseconds probeTimeout{1000};
     // Reading stops once this much time went into one snapshot; the types read by then are kept.
-    static constexpr int snapshotBudgetMs = 2000;
+    static constexpr std::chrono::milliseconds snapshotBudget{2000};
 
 private:
     enum class Owner { none, answers, silent };
@@ -53,7 +54,7 @@ private:
     // The window Qt owns the selection with, once we have written.
     std::uint32_t qtWindow_ = 0;
     // A connection of our own for probing, so Qt's event handling never sees the answers.
-    xcb_connection_t* probe_ = nullptr;
+    xcb::Connection probe_;
     std::uint32_t probeWindow_ = 0;
     std::uint32_t targetsAtom_ = 0;
     std::uint32_t probeProperty_ = 0;

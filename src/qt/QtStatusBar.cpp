@@ -61,7 +61,7 @@ bool xembedTrayPresent() {
     char* host = nullptr;
     int display = 0;
     if (xcb_parse_display(nullptr, &host, &display, &screen) == 0) screen = 0;
-    std::free(host);
+    const xcb::Reply<char> hostName{host};  // malloc'ed like a reply, and not needed
     const std::string selection = "_NET_SYSTEM_TRAY_S" + std::to_string(screen);
     const xcb_atom_t name = xcb::internAtom(c, selection, true);
     if (name == XCB_ATOM_NONE) return false;  // nobody ever made a tray on this display
@@ -73,7 +73,7 @@ bool xembedTrayPresent() {
 }  // namespace
 
 QtStatusBar::QtStatusBar(SessionBusConnection& bus) : bus_(bus) {
-    retry_.setInterval(2000);
+    retry_.setInterval(std::chrono::seconds(2));
     QObject::connect(&retry_, &QTimer::timeout, [this] { lookForATray(); });
     // Qt's item lives on a connection of its own that died with the old bus and is never made
     // again; a new item makes a new one and registers with the new bus's host, once there is one.

@@ -11,10 +11,11 @@ namespace velko {
 ClipboardBackendFactory::Choice ClipboardBackendFactory::choose(const DesktopSession& session) {
     std::string noDataControl;
     if (session.isWayland()) {
-        if (auto wayland = WaylandDataControlPasteboard::connect(noDataControl))
-            return {std::make_unique<PumpedWaylandPasteboard>(std::move(wayland)),
+        auto wayland = WaylandDataControlPasteboard::connect();
+        if (wayland)
+            return {std::make_unique<PumpedWaylandPasteboard>(std::move(*wayland)),
                     {"Clipboard", "Wayland data-control", "the compositor offers zwlr_data_control_manager_v1"}};
-        noDataControl += "; ";
+        noDataControl = wayland.error() + "; ";
     }
     const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
     std::string backend = "off";

@@ -34,25 +34,26 @@ std::string ControlArguments::at(std::size_t index) const {
     return index < positional_.size() ? positional_[index] : std::string();
 }
 
-std::optional<Failure> ControlArguments::refuse(Accepts accepts) const {
+Result<void> ControlArguments::check(Accepts accepts) const {
     if (!unknownOption_.empty()) return Failure{"unknown option '" + unknownOption_ + "'"};
     if (!missingValue_.empty()) return Failure{missingValue_ + " needs a number of seconds"};
     if (timeout_ && !accepts.timeout) return Failure{"takes no --timeout"};
     if (json_ && !accepts.json) return Failure{"takes no --json"};
     if (positional_.size() > accepts.positional) return Failure{"unexpected argument '" + positional_.back() + "'"};
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Failure> ControlArguments::readTimeout(ControlRequest& request) const {
-    if (!timeout_) return std::nullopt;
+Result<void> ControlArguments::readTimeout(ControlRequest& request) const {
+    if (!timeout_) return {};
     const std::string& text = *timeout_;
     double value = 0;
     const auto* end = text.data() + text.size();
     const auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    if (ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0 || value > ControlRequest::maxTimeout)
+    if (ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0 ||
+        value > ControlRequest::maxTimeout.count())
         return Failure{"--timeout wants seconds between 0 and 3600, not '" + text + "'"};
-    request.timeout = value;
-    return std::nullopt;
+    request.timeout = ControlRequest::Seconds(value);
+    return {};
 }
 
 }  // namespace velko

@@ -27,10 +27,10 @@ public:
     // The positional argument at index, or empty when there are fewer.
     std::string at(std::size_t index) const;
 
-    // Why these arguments do not fit what a command accepts, or nullopt when they do.
-    std::optional<Failure> refuse(Accepts accepts) const;
-    // Stores a given --timeout in request; the reason when it is not seconds in (0, 3600].
-    std::optional<Failure> readTimeout(ControlRequest& request) const;
+    // Fails with why when these arguments do not fit what a command accepts.
+    Result<void> check(Accepts accepts) const;
+    // Stores a given --timeout in request; fails when it is not seconds in (0, 3600].
+    Result<void> readTimeout(ControlRequest& request) const;
 
 private:
     std::vector<std::string> positional_;

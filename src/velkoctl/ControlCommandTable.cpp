@@ -17,8 +17,8 @@ using Names = HelperConstants::Notification;
 template <bool timeout, bool json>
 Result<Request> parseOptions(const ControlArguments& a) {
     Request request;
-    if (auto refused = a.refuse({.timeout = timeout, .json = json})) return *refused;
-    if (auto bad = a.readTimeout(request)) return *bad;
+    if (const auto fits = a.check({.timeout = timeout, .json = json}); !fits) return fits.failure();
+    if (const auto read = a.readTimeout(request); !read) return read.failure();
     request.json = a.json();
     return request;
 }
@@ -35,8 +35,8 @@ Result<Request> parsePaste(const ControlArguments& a) {
         {"match", Names::pasteMatch, "Ctrl+Shift+V"},
     }};
     Request request;
-    if (auto refused = a.refuse({.timeout = true, .positional = 1})) return *refused;
-    if (auto bad = a.readTimeout(request)) return *bad;
+    if (const auto fits = a.check({.timeout = true, .positional = 1}); !fits) return fits.failure();
+    if (const auto read = a.readTimeout(request); !read) return read.failure();
     request.action = a.count() == 0 ? "now" : a.at(0);
     for (const auto& kind : kinds) {
         if (request.action != kind.word) continue;
@@ -51,7 +51,7 @@ Result<Request> parseHotkey(const ControlArguments& a) {
     const auto& ids = HelperConstants::hotkeyIdentifiers;
     const std::string known = ids[0] + ", " + ids[1] + " or " + ids[2];
     Request request;
-    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    if (const auto fits = a.check({.positional = 1}); !fits) return fits.failure();
     if (a.count() == 0) return Failure{"needs an identifier: " + known};
     request.action = a.at(0);
     request.notification = Names::hotkeyActivated;
@@ -64,13 +64,13 @@ Result<Request> parseList(const ControlArguments& a) {
     Request request;
     request.action = a.at(0);
     if (request.action == "set") {
-        if (auto refused = a.refuse({.positional = 2})) return *refused;
+        if (const auto fits = a.check({.positional = 2}); !fits) return fits.failure();
         if (a.count() < 2) return Failure{"set needs a FILE, or - for standard input"};
         request.input = a.at(1);
         return request;
     }
     if (request.action == "list") {
-        if (auto refused = a.refuse({.json = true, .positional = 1})) return *refused;
+        if (const auto fits = a.check({.json = true, .positional = 1}); !fits) return fits.failure();
         request.json = a.json();
         return request;
     }
@@ -80,7 +80,7 @@ Result<Request> parseList(const ControlArguments& a) {
 
 Result<Request> parseStore(const ControlArguments& a) {
     Request request;
-    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    if (const auto fits = a.check({.positional = 1}); !fits) return fits.failure();
     request.action = a.at(0);
     if (request.action == "connect" || request.action == "disconnect" || request.action == "status") return request;
     if (request.action.empty()) return Failure{"needs connect, disconnect or status"};
@@ -89,7 +89,7 @@ Result<Request> parseStore(const ControlArguments& a) {
 
 Result<Request> parseGnomeShortcuts(const ControlArguments& a) {
     Request request;
-    if (auto refused = a.refuse({.positional = 1})) return *refused;
+    if (const auto fits = a.check({.positional = 1}); !fits) return fits.failure();
     request.action = a.at(0);
     if (request.action == "add" || request.action == "remove" || request.action == "list") return request;
     if (request.action.empty()) return Failure{"needs add, remove or list"};

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/Log.h"
+
 namespace velko {
 
 int ControlConsole::fail(const std::string& message, int code) {
@@ -15,7 +17,7 @@ int ControlConsole::fail(const std::string& message, int code) {
 void ControlConsole::warn(const std::string& message) {
     std::string line = message;
     std::replace(line.begin(), line.end(), '\n', ' ');
-    std::fprintf(stderr, "velkoctl: %s\n", line.c_str());
+    log::warning("%s", line.c_str());
 }
 
 bool ControlConsole::print(const std::string& text) {

@@ -66,9 +66,10 @@ std::string ControlOutput::utcTime(Time time) {
     return buffer;
 }
 
-std::string ControlOutput::roundTrip(double seconds) {
+std::string ControlOutput::roundTrip(std::chrono::duration<double> time) {
     char buffer[48];
-    std::snprintf(buffer, sizeof buffer, "round trip: %.2f ms", seconds * 1000.0);
+    std::snprintf(buffer, sizeof buffer, "round trip: %.2f ms",
+                  std::chrono::duration<double, std::milli>(time).count());
     return buffer;
 }
 

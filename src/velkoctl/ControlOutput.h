@@ -22,7 +22,7 @@ public:
     // ISO 8601 in UTC with milliseconds, e.g. 2024-05-01T08:30:12.345Z.
     static std::string utcTime(Time time);
     // "round trip: 1.24 ms"
-    static std::string roundTrip(double seconds);
+    static std::string roundTrip(std::chrono::duration<double> time);
 
     // Each ends with a line break; an empty list prints nothing in plain form and [] as JSON.
     static std::string notification(const std::string& name, const std::string& object, Time time, bool json);

@@ -1,4 +1,5 @@
 #pragma once
+#include <chrono>
 #include <string>
 
 namespace velko {
@@ -6,8 +7,10 @@ namespace velko {
 // One velkoctl invocation as its command line asked for it; checked before anything is posted
 // or written.
 struct ControlRequest {
-    static constexpr double defaultTimeout = 2.0;
-    static constexpr double maxTimeout = 3600.0;
+    // As typed: seconds, fractions included.
+    using Seconds = std::chrono::duration<double>;
+    static constexpr Seconds defaultTimeout{2.0};
+    static constexpr Seconds maxTimeout{3600.0};
 
     enum class Kind { run, help, version };
     Kind kind = Kind::run;
@@ -15,7 +18,7 @@ struct ControlRequest {
     std::string command;
     // The subcommand or argument as given: "set", "plain", "open_popover"; empty when there is none.
     std::string action;
-    double timeout = defaultTimeout;
+    Seconds timeout = defaultTimeout;
     bool json = false;
     // For set: a path, or "-" for standard input.
     std::string input;

@@ -14,6 +14,7 @@
 #include "dbus/DBusNotificationCenter.h"
 #include "dbus/HelperStatusService.h"
 #include "dbus/SingleInstance.h"
+#include "platform/Log.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
 #include "qt/UnixSignalWatcher.h"
@@ -29,13 +30,13 @@ namespace {
 using Code = ControlCommandLine::ExitCode;
 using Console = ControlConsole;
 
-std::string secondsText(double seconds) {
+std::string secondsText(ControlRequest::Seconds seconds) {
     char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%g s", seconds);
+    std::snprintf(buffer, sizeof buffer, "%g s", seconds.count());
     return buffer;
 }
 
-int noAnswer(double timeout) {
+int noAnswer(ControlRequest::Seconds timeout) {
     return Console::fail(
         "no helper answered within " + secondsText(timeout) + "; is velko-helper running on this session bus?",
         Code::noHelper);
@@ -148,7 +149,7 @@ int ControlRunnerLink::watch(const ControlRequest& request) {
             QCoreApplication::exit(Code::failed);
     });
     if (!link->sync()) return Console::fail("lost the session bus before the watch was in place", Code::noHelper);
-    std::fputs("velkoctl: watching the link; Ctrl+C stops\n", stderr);
+    log::info("watching the link; Ctrl+C stops");
     return QCoreApplication::exec();
 }
 
@@ -160,7 +161,8 @@ int ControlRunnerLink::status(const ControlRequest& request) {
             bus.call(QDBusMessage::createMethodCall(
                          QString::fromLatin1(SingleInstance::busName), QString::fromLatin1(HelperStatusService::path),
                          QString::fromLatin1(HelperStatusService::interface), QStringLiteral("Backends")),
-                     QDBus::Block, static_cast<int>(request.timeout * 1000));
+                     QDBus::Block,
+                     static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(request.timeout).count()));
         code = backendsAnswer(reply, request);
         // A round trip drains what the bus still has for us (a quick error leaves its signals
         // queued), which Qt's bus thread would otherwise handle while the program is ending.

@@ -73,26 +73,20 @@ int ControlRunnerLists::set(List list, const ControlRequest& request) {
     const auto bytes = readInput(request.input);
     if (!bytes) return Console::fail("cannot read " + source + ": " + bytes.error());
 
-    std::size_t count = 0;
-    bool valid = false;
-    std::string why;
-    if (list == List::snippets) {
-        std::vector<SharedDataReader::SnippetTrigger> triggers;
-        valid = SharedDataReader::decodeTriggers(*bytes, triggers, why);
-        count = triggers.size();
-    } else {
-        std::vector<AutoPasteRuleEngine::PasteRule> rules;
-        valid = AutoPasteRuleEngine::decodeRules(*bytes, rules, why);
-        count = rules.size();
-    }
-    if (!valid) return Console::fail(source + ": " + why + "; nothing was written");
+    const auto counted = [](const auto& decoded) -> Result<std::size_t> {
+        if (!decoded) return decoded.failure();
+        return decoded->size();
+    };
+    const auto count = list == List::snippets ? counted(SharedDataReader::decodeTriggers(*bytes))
+                                              : counted(AutoPasteRuleEngine::decodeRules(*bytes));
+    if (!count) return Console::fail(source + ": " + count.error() + "; nothing was written");
 
     // Stored as given, so the helper reads exactly the bytes that were checked.
     if (!writeSuiteData(keyOf(list), *bytes)) return ControlCommandLine::failed;
 
-    std::string out = "stored " + std::to_string(count) + " " +
-                      (list == List::snippets ? plural(count, "snippet trigger", "snippet triggers")
-                                              : plural(count, "auto-paste rule", "auto-paste rules")) +
+    std::string out = "stored " + std::to_string(*count) + " " +
+                      (list == List::snippets ? plural(*count, "snippet trigger", "snippet triggers")
+                                              : plural(*count, "auto-paste rule", "auto-paste rules")) +
                       " in " + container_.suitePath() + "; the helper reads them when it starts\n";
     struct stat st {};
     if (list == List::snippets && ::stat(container_.storePath().c_str(), &st) != 0)
@@ -135,17 +129,15 @@ int ControlRunnerLists::show(List list, const ControlRequest& request) {
     const auto bytes = suite.data(keyOf(list));
     const std::string unusable = std::string("the stored ") +
                                  (list == List::snippets ? "snippet triggers" : "auto-paste rules") + " are unusable (";
-    std::string why;
     if (list == List::snippets) {
-        std::vector<SharedDataReader::SnippetTrigger> triggers;
-        if (bytes && !SharedDataReader::decodeTriggers(*bytes, triggers, why))
-            return Console::fail(unusable + why + "); the helper ignores them all");
-        return Console::printed(ControlOutput::triggers(triggers, request.json));
+        const auto triggers =
+            bytes ? SharedDataReader::decodeTriggers(*bytes) : std::vector<SharedDataReader::SnippetTrigger>{};
+        if (!triggers) return Console::fail(unusable + triggers.error() + "); the helper ignores them all");
+        return Console::printed(ControlOutput::triggers(*triggers, request.json));
     }
-    std::vector<AutoPasteRuleEngine::PasteRule> rules;
-    if (bytes && !AutoPasteRuleEngine::decodeRules(*bytes, rules, why))
-        return Console::fail(unusable + why + "); the helper ignores them all");
-    return Console::printed(ControlOutput::rules(rules, request.json));
+    const auto rules = bytes ? AutoPasteRuleEngine::decodeRules(*bytes) : std::vector<AutoPasteRuleEngine::PasteRule>{};
+    if (!rules) return Console::fail(unusable + rules.error() + "); the helper ignores them all");
+    return Console::printed(ControlOutput::rules(*rules, request.json));
 }
 
 }  // namespace velko

@@ -24,14 +24,14 @@ struct LinkClient::Exchange {
         if (!done) return;
         auto callback = std::move(done);
         done = nullptr;
-        callback(Answer{kind, std::move(object), clock.now() - postedAt});
+        callback(Answer{kind, std::move(object), Seconds(clock.now() - postedAt)});
     }
 };
 
 LinkClient::LinkClient(NotificationCenter& center, MainQueue& queue, Clock& clock)
     : center_(center), queue_(queue), clock_(clock) {}
 
-void LinkClient::ping(double timeout, Done done) {
+void LinkClient::ping(Seconds timeout, Done done) {
     auto exchange = std::make_shared<Exchange>(clock_, std::move(done));
     center_.observe(Names::pong, [exchange](const std::string& pong) { exchange->finish(Answer::Kind::pong, pong); });
     exchange->postedAt = clock_.now();
@@ -39,7 +39,7 @@ void LinkClient::ping(double timeout, Done done) {
     await(exchange, timeout);
 }
 
-void LinkClient::paste(const std::string& request, double timeout, Done done) {
+void LinkClient::paste(const std::string& request, Seconds timeout, Done done) {
     auto exchange = std::make_shared<Exchange>(clock_, std::move(done));
     center_.observe(Names::helperDegraded, [exchange](const std::string& reason) {
         if (!exchange->done || exchange->degraded) return;
@@ -58,8 +58,8 @@ void LinkClient::paste(const std::string& request, double timeout, Done done) {
     await(exchange, timeout);
 }
 
-void LinkClient::await(const std::shared_ptr<Exchange>& exchange, double timeout) {
-    queue_.asyncAfter(timeout, [exchange] {
+void LinkClient::await(const std::shared_ptr<Exchange>& exchange, Seconds timeout) {
+    queue_.asyncAfter(timeout.count(), [exchange] {
         // A degraded notice without the pong that should follow it still tells the outcome.
         if (exchange->degraded)
             exchange->finish(Answer::Kind::degraded, exchange->reason);

@@ -1,15 +1,16 @@
 // Writes velkoctl's manual page and shell completions into a folder, at build time.
-#include <cstdio>
 #include <fstream>
 #include <string>
 #include <utility>
 
+#include "platform/Log.h"
 #include "velkoctl/ControlCompletion.h"
 #include "velkoctl/ControlManPage.h"
 
 int main(int argc, char** argv) {
+    velko::log::programName() = "velkoctl-docs";
     if (argc != 3) {
-        std::fprintf(stderr, "usage: velkoctl-docs FOLDER VERSION\n");
+        velko::log::error("usage: velkoctl-docs FOLDER VERSION");
         return 2;
     }
     const std::string folder = argv[1];
@@ -21,7 +22,7 @@ int main(int argc, char** argv) {
     for (const auto& [name, text] : files) {
         std::ofstream out(folder + name, std::ios::binary | std::ios::trunc);
         if (!(out << text) || !out.flush()) {
-            std::fprintf(stderr, "velkoctl-docs: cannot write %s%s\n", folder.c_str(), name);
+            velko::log::error("cannot write %s%s", folder.c_str(), name);
             return 1;
         }
     }

@@ -6,18 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 namespace velko {
-namespace {
-
-std::int64_t nowMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
-
-}  // namespace
 
 struct WaylandConnection::Listeners {
     static void global(void* data, wl_registry*, std::uint32_t name, const char* interface, std::uint32_t) {
@@ -30,27 +20,23 @@ struct WaylandConnection::Listeners {
     static constexpr wl_callback_listener sync{done};
 };
 
-std::unique_ptr<WaylandConnection> WaylandConnection::open(int timeoutMs, std::string& reason) {
+Result<std::unique_ptr<WaylandConnection>> WaylandConnection::open(std::chrono::milliseconds timeout) {
     std::unique_ptr<WaylandConnection> self(new WaylandConnection);
     self->display_ = wl_display_connect(nullptr);
     if (!self->display_) {
+        const int cause = errno;
         const char* name = std::getenv("WAYLAND_DISPLAY");
-        reason = std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(errno);
-        return nullptr;
+        return Failure{
+            std::string("no Wayland compositor at ") + (name ? name : "wayland-0") + ": " + std::strerror(cause),
+            cause};
     }
     self->alive_ = true;
     self->registry_ = wl_display_get_registry(self->display_);
     wl_registry_add_listener(self->registry_, &Listeners::registry, self.get());
-    if (!self->roundtrip(timeoutMs)) {
-        reason = "the compositor did not answer: " + self->errorText();
-        return nullptr;
-    }
+    if (!self->roundtrip(timeout)) return Failure{"the compositor did not answer: " + self->errorText()};
     // Compositors with several seats are rare and put new devices on the first.
     self->seat_ = static_cast<wl_seat*>(self->bind(wl_seat_interface, 1));
-    if (!self->seat_) {
-        reason = "the compositor has no seat";
-        return nullptr;
-    }
+    if (!self->seat_) return Failure{"the compositor has no seat"};
     return self;
 }
 
@@ -71,12 +57,12 @@ void* WaylandConnection::bind(const wl_interface& interface, std::uint32_t versi
     return nullptr;
 }
 
-bool WaylandConnection::pump(int timeoutMs) {
+bool WaylandConnection::pump(std::chrono::milliseconds timeout) {
     if (!alive_) return false;
     while (wl_display_prepare_read(display_) != 0)
         if (wl_display_dispatch_pending(display_) < 0) return lost();
     pollfd readable{wl_display_get_fd(display_), POLLIN, 0};
-    if (poll(&readable, 1, timeoutMs) > 0) {
+    if (poll(&readable, 1, static_cast<int>(timeout.count())) > 0) {
         // An error or end of file marks the display as failed.
         if (wl_display_read_events(display_) < 0) return lost();
     } else {
@@ -86,26 +72,28 @@ bool WaylandConnection::pump(int timeoutMs) {
     return alive_ = wl_display_get_error(display_) == 0;
 }
 
-bool WaylandConnection::flush(int timeoutMs) {
+bool WaylandConnection::flush(std::chrono::milliseconds timeout) {
     if (!alive_) return false;
     while (wl_display_flush(display_) < 0) {
         // A full socket drains as the compositor reads; any other error means it is gone.
         if (errno != EAGAIN) return lost();
         pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
-        if (poll(&writable, 1, timeoutMs) <= 0) return false;
+        if (poll(&writable, 1, static_cast<int>(timeout.count())) <= 0) return false;
     }
     return true;
 }
 
-bool WaylandConnection::roundtrip(int timeoutMs) {
+bool WaylandConnection::roundtrip(std::chrono::milliseconds timeout) {
     if (!alive_) return false;
     bool done = false;
     wl_callback* callback = wl_display_sync(display_);
     wl_callback_add_listener(callback, &Listeners::sync, &done);
-    const std::int64_t deadline = nowMs() + timeoutMs;
-    if (flush(timeoutMs)) {
-        for (std::int64_t left = timeoutMs; !done && left > 0; left = deadline - nowMs())
-            if (!pump(static_cast<int>(left))) break;
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + timeout;
+    if (flush(timeout)) {
+        for (auto left = timeout; !done && left.count() > 0;
+             left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()))
+            if (!pump(left)) break;
     }
     // An answer that comes later goes to a destroyed proxy, which drops it.
     wl_callback_destroy(callback);

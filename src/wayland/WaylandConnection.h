@@ -1,9 +1,12 @@
 #pragma once
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "platform/Result.h"
 
 struct wl_display;
 struct wl_interface;
@@ -17,8 +20,8 @@ namespace velko {
 // answering costs a timeout, not a frozen helper. Main thread only.
 class WaylandConnection {
 public:
-    // nullptr with the why in `reason`: no compositor, no answer within timeoutMs, or no seat.
-    static std::unique_ptr<WaylandConnection> open(int timeoutMs, std::string& reason);
+    // Fails without a compositor, without its answer within timeout, or without a seat.
+    static Result<std::unique_ptr<WaylandConnection>> open(std::chrono::milliseconds timeout);
     // Flushes what is queued, so the compositor drops our objects now rather than on noticing the closed socket.
     ~WaylandConnection();
     WaylandConnection(const WaylandConnection&) = delete;
@@ -32,12 +35,12 @@ public:
 
     // The first global of the interface the compositor announced, bound at `version`; nullptr when it has none.
     void* bind(const wl_interface& interface, std::uint32_t version);
-    // Reads what arrives within timeoutMs (0: only what is there) and handles the queue; false once gone.
-    bool pump(int timeoutMs);
-    // Sends what is queued, waiting up to timeoutMs for room on a full socket; false when gone or too slow.
-    bool flush(int timeoutMs);
-    // Waits up to timeoutMs for the compositor to have handled every request sent so far.
-    bool roundtrip(int timeoutMs);
+    // Reads what arrives within timeout (0: only what is there) and handles the queue; false once gone.
+    bool pump(std::chrono::milliseconds timeout);
+    // Sends what is queued, waiting up to timeout for room on a full socket; false when gone or too slow.
+    bool flush(std::chrono::milliseconds timeout);
+    // Waits up to timeout for the compositor to have handled every request sent so far.
+    bool roundtrip(std::chrono::milliseconds timeout);
     // The connection's error as text, a protocol error naming its interface.
     std::string errorText() const;
 

@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "wayland/WaylandConnection.h"
 #include "wayland/wlr-data-control-unstable-v1-client-protocol.h"
@@ -24,13 +23,12 @@ namespace {
 // Asked for in this order: the ones that say UTF-8 first.
 constexpr const char* textTypes[] = {"text/plain;charset=utf-8", "UTF8_STRING", "text/plain"};
 
-std::int64_t nowMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-// Writes all of bytes unless the reader stops taking them for sendStallTimeoutMs, then closes fd.
+milliseconds leftUntil(Clock::time_point deadline) { return std::chrono::ceil<milliseconds>(deadline - Clock::now()); }
+
+// Writes all of bytes unless the reader stops taking them for sendStallTimeout, then closes fd.
 void writeAndClose(int fd, const Bytes& bytes) {
     const int flags = fcntl(fd, F_GETFL);
     if (flags >= 0) fcntl(fd, F_SETFL, flags | O_NONBLOCK);
@@ -49,7 +47,7 @@ void writeAndClose(int fd, const Bytes& bytes) {
             written += static_cast<std::size_t>(n);
         } else if (n < 0 && errno == EAGAIN) {
             pollfd writable{fd, POLLOUT, 0};
-            if (poll(&writable, 1, WaylandDataControlPasteboard::sendStallTimeoutMs) <= 0) {
+            if (poll(&writable, 1, static_cast<int>(WaylandDataControlPasteboard::sendStallTimeout.count())) <= 0) {
                 log::warning("a program pasting stopped reading; it got %zu of %zu bytes", written, bytes.size());
                 break;
             }
@@ -112,25 +110,21 @@ struct WaylandDataControlPasteboard::Listeners {
     static constexpr zwlr_data_control_source_v1_listener source{send, cancelled};
 };
 
-std::unique_ptr<WaylandDataControlPasteboard> WaylandDataControlPasteboard::connect(std::string& reason) {
+Result<std::unique_ptr<WaylandDataControlPasteboard>> WaylandDataControlPasteboard::connect() {
     std::unique_ptr<WaylandDataControlPasteboard> self(new WaylandDataControlPasteboard);
-    self->connection_ = WaylandConnection::open(replyTimeoutMs, reason);
-    if (!self->connection_) return nullptr;
+    auto connection = WaylandConnection::open(replyTimeout);
+    if (!connection) return connection.failure();
+    self->connection_ = std::move(*connection);
     self->alive_ = true;
     // Version 1: the primary selection is not ours to keep.
     self->manager_ =
         static_cast<zwlr_data_control_manager_v1*>(self->connection_->bind(zwlr_data_control_manager_v1_interface, 1));
-    if (!self->manager_) {
-        reason = "the compositor offers no zwlr_data_control_manager_v1";
-        return nullptr;
-    }
+    if (!self->manager_) return Failure{"the compositor offers no zwlr_data_control_manager_v1"};
     self->device_ = zwlr_data_control_manager_v1_get_data_device(self->manager_, self->connection_->seat());
     zwlr_data_control_device_v1_add_listener(self->device_, &Listeners::device, self.get());
     // The device reports the clipboard as it is now: the state counting starts from.
-    if (!self->roundtrip()) {
-        reason = "the compositor refused a clipboard device: " + self->connection_->errorText();
-        return nullptr;
-    }
+    if (!self->roundtrip())
+        return Failure{"the compositor refused a clipboard device: " + self->connection_->errorText()};
     self->count_ = 0;
     return self;
 }
@@ -147,16 +141,18 @@ WaylandDataControlPasteboard::~WaylandDataControlPasteboard() {
 
 int WaylandDataControlPasteboard::fd() const { return connection_ ? connection_->fd() : -1; }
 
-bool WaylandDataControlPasteboard::dispatch() { return pump(0); }
+bool WaylandDataControlPasteboard::dispatch() { return pump(milliseconds(0)); }
 
-bool WaylandDataControlPasteboard::pump(int timeoutMs) { return alive_ && (connection_->pump(timeoutMs) || lost()); }
+bool WaylandDataControlPasteboard::pump(milliseconds timeout) {
+    return alive_ && (connection_->pump(timeout) || lost());
+}
 
 bool WaylandDataControlPasteboard::roundtrip() {
-    return alive_ && (connection_->roundtrip(replyTimeoutMs) || (!connection_->isAlive() && lost()));
+    return alive_ && (connection_->roundtrip(replyTimeout) || (!connection_->isAlive() && lost()));
 }
 
 bool WaylandDataControlPasteboard::flush() {
-    return alive_ && (connection_->flush(replyTimeoutMs) || (!connection_->isAlive() && lost()));
+    return alive_ && (connection_->flush(replyTimeout) || (!connection_->isAlive() && lost()));
 }
 
 bool WaylandDataControlPasteboard::lost() {
@@ -191,9 +187,9 @@ int WaylandDataControlPasteboard::ask(const std::string& type) {
     return fds[0];
 }
 
-WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::drain(int fd, Bytes& bytes, std::int64_t timeoutMs,
+WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::drain(int fd, Bytes& bytes, milliseconds timeout,
                                                                        std::size_t limit) {
-    const std::int64_t deadline = nowMs() + timeoutMs;
+    const auto deadline = Clock::now() + timeout;
     std::uint8_t buffer[65536];
     for (;;) {
         const ssize_t n = read(fd, buffer, sizeof buffer);
@@ -205,10 +201,10 @@ WaylandDataControlPasteboard::Read WaylandDataControlPasteboard::drain(int fd, B
         } else if (errno != EINTR && errno != EAGAIN) {
             return Read::failed;
         } else if (errno == EAGAIN) {
-            const std::int64_t left = deadline - nowMs();
-            if (left <= 0) return Read::silent;
+            const milliseconds left = leftUntil(deadline);
+            if (left.count() <= 0) return Read::silent;
             pollfd readable{fd, POLLIN, 0};
-            poll(&readable, 1, static_cast<int>(left));
+            poll(&readable, 1, static_cast<int>(left.count()));
         }
     }
 }
@@ -241,16 +237,16 @@ WaylandDataControlPasteboard::Gathered WaylandDataControlPasteboard::gather(Requ
     gathered.count = requested.count;
     PasteboardItem item;
     std::size_t kept = 0;
-    const std::int64_t start = nowMs();
+    const auto end = Clock::now() + snapshotBudget;
     for (auto& [type, fd] : requested.pipes) {
-        const std::int64_t left = snapshotBudgetMs - (nowMs() - start);
+        const milliseconds left = leftUntil(end);
         if (fd < 0) continue;
-        if (left <= 0 || gathered.silent) {
+        if (left.count() <= 0 || gathered.silent) {
             if (!gathered.silent) gathered.late.push_back(type);
             close(fd);
             continue;
         }
-        const std::int64_t timeout = std::min<std::int64_t>(typeTimeoutMs, left);
+        const milliseconds timeout = std::min(typeTimeout, left);
         Bytes bytes;
         const Read read = drain(fd, bytes, timeout, maxSnapshotBytes - kept);
         close(fd);
@@ -260,7 +256,7 @@ WaylandDataControlPasteboard::Gathered WaylandDataControlPasteboard::gather(Requ
         } else if (read == Read::tooLarge) {
             log::warning("the clipboard's %s is too large to keep", type.c_str());
         } else if (read == Read::silent) {
-            if (item.types.empty() && timeout == typeTimeoutMs)
+            if (item.types.empty() && timeout == typeTimeout)
                 gathered.silent = true;
             else
                 gathered.late.push_back(type);
@@ -297,7 +293,7 @@ std::optional<std::string> WaylandDataControlPasteboard::string() {
         const int fd = ask(text);
         if (fd < 0) return std::nullopt;
         Bytes bytes;
-        const Read read = flush() ? drain(fd, bytes, typeTimeoutMs, maxSnapshotBytes) : Read::failed;
+        const Read read = flush() ? drain(fd, bytes, typeTimeout, maxSnapshotBytes) : Read::failed;
         close(fd);
         if (read == Read::done) return std::string(bytes.begin(), bytes.end());
         if (read == Read::silent) settle({std::nullopt, {}, count_, true});

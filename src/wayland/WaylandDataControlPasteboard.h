@@ -1,4 +1,5 @@
 #pragma once
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "platform/Pasteboard.h"
+#include "platform/Result.h"
 
 struct zwlr_data_control_manager_v1;
 struct zwlr_data_control_device_v1;
@@ -24,8 +26,8 @@ class WaylandConnection;
 // caller's loop calls dispatch() when fd() is readable. Main thread only.
 class WaylandDataControlPasteboard : public Pasteboard {
 public:
-    // A clipboard on $WAYLAND_DISPLAY; nullptr with the why in `reason` (no compositor, no protocol, no seat).
-    static std::unique_ptr<WaylandDataControlPasteboard> connect(std::string& reason);
+    // A clipboard on $WAYLAND_DISPLAY; fails without a compositor, its data-control protocol or a seat.
+    static Result<std::unique_ptr<WaylandDataControlPasteboard>> connect();
     ~WaylandDataControlPasteboard() override;
     WaylandDataControlPasteboard(const WaylandDataControlPasteboard&) = delete;
     WaylandDataControlPasteboard& operator=(const WaylandDataControlPasteboard&) = delete;
@@ -37,7 +39,7 @@ public:
     std::optional<std::vector<PasteboardItem>> items() override;
     // items() in three steps, so that the waiting can happen off the main thread: request() asks the owner
     // for every type at once (main thread), gather() reads the answers (any thread), settle() takes the
-    // outcome in (main thread). Each type must end within typeTimeoutMs and all within snapshotBudgetMs.
+    // outcome in (main thread). Each type must end within typeTimeout and all within snapshotBudget.
     struct Requested {
         std::vector<std::pair<std::string, int>> pipes;  // each type asked for, and where its bytes come
         std::int64_t count = 0;
@@ -73,15 +75,15 @@ public:
     bool dispatch();
 
     // How long the compositor may take to answer before a call gives up on it.
-    static constexpr int replyTimeoutMs = 1000;
+    static constexpr std::chrono::milliseconds replyTimeout{1000};
     // An owner that sends no end to one type within this long counts as not answering.
-    static constexpr int typeTimeoutMs = 1000;
+    static constexpr std::chrono::milliseconds typeTimeout{1000};
     // Reading stops once this much time went into one snapshot; the types read by then are kept.
-    static constexpr int snapshotBudgetMs = 2000;
+    static constexpr std::chrono::milliseconds snapshotBudget{2000};
     // A snapshot keeps at most this many bytes; a type that would pass it is left out whole.
     static constexpr std::size_t maxSnapshotBytes = std::size_t{64} << 20;
     // A reader of what we offer that takes nothing for this long gets what was written by then.
-    static constexpr int sendStallTimeoutMs = 1000;
+    static constexpr std::chrono::milliseconds sendStallTimeout{1000};
 
 private:
     using Types = std::vector<std::pair<std::string, Bytes>>;
@@ -96,14 +98,14 @@ private:
     WaylandDataControlPasteboard();
     // Waits for the compositor to have handled every request sent so far; false when gone or too slow.
     bool roundtrip();
-    // Reads into the queue and dispatches it, waiting up to timeoutMs for the socket; false when gone.
-    bool pump(int timeoutMs);
+    // Reads into the queue and dispatches it, waiting up to timeout for the socket; false when gone.
+    bool pump(std::chrono::milliseconds timeout);
     bool flush();
     bool lost();
     void offer(Types types);
     // Asks the owner for one type; the pipe its bytes come through, or -1.
     int ask(const std::string& type);
-    static Read drain(int fd, Bytes& bytes, std::int64_t timeoutMs, std::size_t limit);
+    static Read drain(int fd, Bytes& bytes, std::chrono::milliseconds timeout, std::size_t limit);
     void serve(zwlr_data_control_source_v1* source, const char* type, int fd);
     void select(zwlr_data_control_offer_v1* proxy);
     bool ownsSelection() const { return ownSource_ != nullptr; }

@@ -50,7 +50,7 @@ std::uint32_t nowMs() {
 }
 
 // How long the compositor may take to answer while the keyboard is made.
-constexpr int replyTimeoutMs = 1000;
+constexpr std::chrono::milliseconds replyTimeout{1000};
 
 }  // namespace
 
@@ -75,8 +75,12 @@ std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
 
 std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::string& reason) {
     std::unique_ptr<WaylandVirtualKeyboard> self(new WaylandVirtualKeyboard);
-    self->connection_ = WaylandConnection::open(replyTimeoutMs, reason);
-    if (!self->connection_) return nullptr;
+    auto connection = WaylandConnection::open(replyTimeout);
+    if (!connection) {
+        reason = connection.error();
+        return nullptr;
+    }
+    self->connection_ = std::move(*connection);
     self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
         self->connection_->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
     if (!self->manager_) {
@@ -101,7 +105,7 @@ std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::str
                                    static_cast<std::uint32_t>(keymap.size() + 1));
     close(fd);
     // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
-    if (!self->connection_->roundtrip(replyTimeoutMs)) {
+    if (!self->connection_->roundtrip(replyTimeout)) {
         reason = "the compositor refused a virtual keyboard: " + self->connection_->errorText();
         return nullptr;
     }
@@ -134,11 +138,11 @@ bool WaylandVirtualKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, boo
                                 keyDown ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
     // Nothing stays held on this keyboard between strokes.
     if (!keyDown) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
-    return alive_ && connection_->flush(replyTimeoutMs) && dispatch();
+    return alive_ && connection_->flush(replyTimeout) && dispatch();
 }
 
 int WaylandVirtualKeyboard::fd() const { return connection_ ? connection_->fd() : -1; }
 
-bool WaylandVirtualKeyboard::dispatch() { return alive_ && (alive_ = connection_->pump(0)); }
+bool WaylandVirtualKeyboard::dispatch() { return alive_ && (alive_ = connection_->pump(std::chrono::milliseconds(0))); }
 
 }  // namespace velko

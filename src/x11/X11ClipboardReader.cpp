@@ -5,7 +5,6 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <string_view>
 
@@ -152,11 +151,8 @@ private:
     bool waitFor(Clock::time_point deadline, const std::function<bool(const xcb_generic_event_t*)>& wanted) {
         pollfd fd{xcb_get_file_descriptor(c_), POLLIN, 0};
         for (;;) {
-            while (xcb_generic_event_t* event = xcb_poll_for_event(c_)) {
-                const bool found = wanted(event);
-                std::free(event);
-                if (found) return true;
-            }
+            while (const xcb::Event event{xcb_poll_for_event(c_)})
+                if (wanted(event.get())) return true;
             if (xcb_connection_has_error(c_)) return false;
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
             if (left <= 0) return false;
@@ -175,14 +171,14 @@ private:
 X11ClipboardReader::Result X11ClipboardReader::read(std::chrono::milliseconds perType,
                                                     std::chrono::milliseconds total) {
     Result result;
-    xcb_connection_t* c = xcb::connect();
-    if (!c) return result;
+    const xcb::Connection connection{xcb::connect()};
+    if (!connection) return result;
+    xcb_connection_t* c = connection.get();
     const auto end = Clock::now() + total;
     const auto deadline = [&] { return std::min(end, Clock::now() + perType); };
     Session session(c);
     if (!session.ownerPresent()) {
         result.items.emplace();
-        xcb_disconnect(c);
         return result;
     }
 
@@ -191,7 +187,6 @@ X11ClipboardReader::Result X11ClipboardReader::read(std::chrono::milliseconds pe
     const auto listing = session.convert(xcb::internAtom(c, "TARGETS"), targetsProperty, deadline(), perType, listed);
     if (listing != Session::Outcome::read) {
         if (listing == Session::Outcome::late) result.late.emplace_back("TARGETS");
-        xcb_disconnect(c);
         return result;
     }
     const auto targets = session.atoms(listed);
@@ -235,7 +230,6 @@ X11ClipboardReader::Result X11ClipboardReader::read(std::chrono::milliseconds pe
     }
     result.items.emplace();
     if (!wanted.empty()) result.items->push_back(std::move(item));
-    xcb_disconnect(c);
     return result;
 }
 

@@ -7,18 +7,16 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace velko {
 
 X11Connection::~X11Connection() { close(); }
 
 void X11Connection::close() {
-    if (connection_ && !xcb_connection_has_error(connection_)) {
-        // The server discards what it has not read from a closing client, synthetic key-ups included.
-        std::free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
-    }
-    if (connection_) xcb_disconnect(connection_);
-    connection_ = nullptr;
+    // The server discards what it has not read from a closing client, synthetic key-ups included.
+    if (connection_ && !xcb_connection_has_error(connection_.get())) xcb::roundTrip(connection_.get());
+    connection_.reset();
     root_ = 0;
 }
 
@@ -28,23 +26,21 @@ xcb_connection_t* X11Connection::get() {
         close();
         return nullptr;
     }
-    if (connection_ && !xcb_connection_has_error(connection_) && displayName_ == display) return connection_;
+    if (connection_ && !xcb_connection_has_error(connection_.get()) && displayName_ == display)
+        return connection_.get();
 
     close();
     int screenNumber = 0;
-    xcb_connection_t* c = xcb::connect(display, &screenNumber);
+    xcb::Connection c{xcb::connect(display, &screenNumber)};
     if (!c) return nullptr;
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c.get()));
     for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
-    if (!screens.rem) {
-        xcb_disconnect(c);
-        return nullptr;
-    }
-    connection_ = c;
+    if (!screens.rem) return nullptr;
+    connection_ = std::move(c);
     displayName_ = display;
     root_ = screens.data->root;
     ++generation_;
-    return connection_;
+    return connection_.get();
 }
 
 std::uint32_t X11Connection::rootWindow() { return get() ? root_ : 0; }
@@ -61,10 +57,9 @@ bool X11Connection::hasInputExtensions() {
         bool answered = true;
         bool present = true;
         for (const auto& cookie : cookies) {
-            xcb_query_extension_reply_t* reply = xcb_query_extension_reply(c, cookie, nullptr);
+            const xcb::Reply<xcb_query_extension_reply_t> reply{xcb_query_extension_reply(c, cookie, nullptr)};
             answered = answered && reply;
             present = present && reply && reply->present;
-            std::free(reply);
         }
         if (answered) return present;
         if (!xcb_connection_has_error(c)) return false;

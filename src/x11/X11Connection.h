@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-struct xcb_connection_t;
+#include "x11/Xcb.h"
 
 namespace velko {
 
@@ -29,7 +29,7 @@ public:
 private:
     void close();
 
-    xcb_connection_t* connection_ = nullptr;
+    xcb::Connection connection_;
     std::string displayName_;
     std::uint32_t root_ = 0;
     std::uint64_t generation_ = 0;

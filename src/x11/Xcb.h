@@ -13,9 +13,10 @@ namespace velko::xcb {
 struct FreeReply {
     void operator()(void* reply) const { std::free(reply); }
 };
-// xcb replies and errors are malloc'ed and the caller's to free.
+// xcb replies, errors and events are malloc'ed and the caller's to free.
 template <typename T>
 using Reply = std::unique_ptr<T, FreeReply>;
+using Event = Reply<xcb_generic_event_t>;
 
 struct Disconnect {
     void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
@@ -38,6 +39,11 @@ inline xcb_atom_t internAtom(xcb_connection_t* c, std::string_view name, bool on
     Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
         c, xcb_intern_atom(c, onlyIfExists, static_cast<std::uint16_t>(name.size()), name.data()), nullptr)};
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+// Waits until the server has handled every request sent before; false when it does not answer.
+inline bool roundTrip(xcb_connection_t* c) {
+    return Reply<xcb_get_input_focus_reply_t>{xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr)} != nullptr;
 }
 
 // Qt's own connection to the X server; null on any other platform.

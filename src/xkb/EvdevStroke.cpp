@@ -7,6 +7,7 @@
 
 #include "xkb/KeyTable.h"
 #include "xkb/LayoutKeys.h"
+#include "xkb/XkbHandles.h"
 
 namespace velko {
 namespace {
@@ -37,13 +38,10 @@ void EvdevStroke::setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t ac
 
 std::shared_ptr<xkb_keymap> EvdevStroke::compile(const std::string& text) {
     if (text.empty()) return nullptr;
-    xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
+    const xkb::Context context(xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
     if (!context) return nullptr;
-    xkb_keymap* keymap =
-        xkb_keymap_new_from_string(context, text.c_str(), XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS);
-    xkb_context_unref(context);
-    if (!keymap) return nullptr;
-    return {keymap, xkb_keymap_unref};
+    return xkb::Keymap(xkb_keymap_new_from_string(context.get(), text.c_str(), XKB_KEYMAP_FORMAT_TEXT_V1,
+                                                  XKB_KEYMAP_COMPILE_NO_FLAGS));
 }
 
 void EvdevStroke::forget() {

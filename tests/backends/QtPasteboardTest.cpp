@@ -106,7 +106,7 @@ TEST_F(QtPasteboardTest, OwnerThatDoesNotAnswerIsUnreadableAfterAShortWaitNotQts
     timer.start();
     EXPECT_EQ(pasteboard->items(), std::nullopt);
     EXPECT_EQ(pasteboard->string(), std::nullopt);  // not asked twice
-    EXPECT_LT(timer.elapsed(), 2 * QtPasteboard::probeTimeoutMs);
+    EXPECT_LT(timer.elapsed(), 2 * QtPasteboard::probeTimeout.count());
 
     ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
     // Awake again and copying anew: asked again.
@@ -163,8 +163,8 @@ TEST_F(QtPasteboardTest, AnotherOwnersTypesAreReadOffTheLoopLargeOnesInPiecesLat
     ASSERT_TRUE(PrivateDisplay::waitUntil([&] { return owner.readAllStandardOutput().contains("owned"); }));
     read = readWhileLooping(*pasteboard);
     EXPECT_EQ(read.items, std::optional(std::optional(std::vector<PasteboardItem>{{}})));
-    EXPECT_LT(read.ms, QtPasteboard::snapshotBudgetMs + 500);
-    EXPECT_GT(read.loopTurns, QtPasteboard::snapshotBudgetMs / 20 / 2);
+    EXPECT_LT(read.ms, QtPasteboard::snapshotBudget.count() + 500);
+    EXPECT_GT(read.loopTurns, QtPasteboard::snapshotBudget.count() / 20 / 2);
     owner.kill();
     owner.waitForFinished();
 }

@@ -141,4 +141,10 @@ check_eq "every staged file is private" "" "$(find "$STAGING" -type f ! -perm 60
 check_eq "no temporary copy is left" "" "$(find "$STAGING" -name '.*' -type f)"
 check_eq "every record has its data" "$(find "$STAGING" -name '*.json' | wc -l)" "$(find "$STAGING" -name '*.data' | wc -l)"
 check "the helper keeps running" helper_alive
+
+# --- velko-ocr's own line names it and, when stderr is the journal, carries its priority
+ocr_log="$WORK/ocr.log"
+: >"$ocr_log"
+JOURNAL_STREAM="$(stat -c %d:%i "$ocr_log")" "$VELKO_BIN_DIR/velko-ocr" <<<'not a request' 2>"$ocr_log"
+check "velko-ocr's warning reaches the journal as one" grep -qx '<4>velko-ocr: a request that is not one; ignored' "$ocr_log"
 finish

@@ -54,11 +54,11 @@ TEST(ControlCommandLineTest, EveryCommandHasItsHelpItsOverviewLineAndItsWordInMi
 // The velkoctl integration tests run every command with its usual options; here, the other spellings.
 TEST(ControlCommandLineTest, CommandsParseWithTheirOptions) {
     EXPECT_EQ(accepted({"ping"}).timeout, ControlRequest::defaultTimeout);
-    EXPECT_EQ(accepted({"ping", "--timeout=3"}).timeout, 3.0);
-    EXPECT_EQ(accepted({"status", "-t", "1", "--json"}).timeout, 1.0);
+    EXPECT_EQ(accepted({"ping", "--timeout=3"}).timeout.count(), 3.0);
+    EXPECT_EQ(accepted({"status", "-t", "1", "--json"}).timeout.count(), 1.0);
     const auto plain = accepted({"paste", "--timeout", "5", "plain"});
     EXPECT_EQ(plain.notification + " " + plain.keys, "velko.paste.plain Ctrl+Alt+Shift+V");
-    EXPECT_EQ(plain.timeout, 5.0);
+    EXPECT_EQ(plain.timeout.count(), 5.0);
     const auto match = accepted({"paste", "match"});
     EXPECT_EQ(match.notification + " " + match.keys, "velko.paste.match Ctrl+Shift+V");
     // After --, a file whose name starts with a dash is still a file.
@@ -94,8 +94,8 @@ TEST(ControlCommandLineTest, MistakesAreRefusedWithTheCommandAndWhereToLook) {
 TEST(ControlCommandLineTest, TimeoutsMustBeAPositiveFiniteNumberOfSeconds) {
     for (const std::string bad : {"0", "-1", "abc", "2s", "", "nan", "inf", "1e9", "0x10", " 1"})
         EXPECT_NE(refused({"ping", "--timeout=" + bad}).find("--timeout wants seconds"), std::string::npos) << bad;
-    EXPECT_EQ(accepted({"paste", "--timeout", "3600"}).timeout, 3600.0);
-    EXPECT_EQ(accepted({"paste", "--timeout", "0.001"}).timeout, 0.001);
+    EXPECT_EQ(accepted({"paste", "--timeout", "3600"}).timeout.count(), 3600.0);
+    EXPECT_EQ(accepted({"paste", "--timeout", "0.001"}).timeout.count(), 0.001);
 }
 
 // Shell completion is generated from the table's completion fields; they must offer exactly what

@@ -38,18 +38,18 @@ TEST(ControlOutputTest, ListsShowOneEscapedLineEachAndListedRulesAreAcceptedBack
     const std::string triggers =
         R"([{"abbreviation":";sig","expansion":"Best,\n\tAda","format":"plain","appScope":["a","b"]},)"
         R"({"abbreviation":";x","expansion":"","format":"rtf","appScope":[]}])";
-    std::vector<SharedDataReader::SnippetTrigger> decoded;
-    std::string error;
-    ASSERT_TRUE(SharedDataReader::decodeTriggers(bytes(triggers), decoded, error));
-    EXPECT_EQ(ControlOutput::triggers(decoded, false), ";sig\tBest,\\n\\tAda\tplain\ta,b\n;x\t\trtf\t\n");
+    const auto decoded = SharedDataReader::decodeTriggers(bytes(triggers));
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(ControlOutput::triggers(*decoded, false), ";sig\tBest,\\n\\tAda\tplain\ta,b\n;x\t\trtf\t\n");
 
     const std::string rules = R"([{"bundleId":"com.apple.Safari","action":"prettyPrintJSON"},)"
                               R"({"bundleId":"org.gnome.Terminal","action":"lowercase"}])";
-    std::vector<AutoPasteRuleEngine::PasteRule> r1, r2;
-    ASSERT_TRUE(AutoPasteRuleEngine::decodeRules(bytes(rules), r1, error));
-    ASSERT_TRUE(AutoPasteRuleEngine::decodeRules(bytes(ControlOutput::rules(r1, true)), r2, error));
-    EXPECT_EQ(r1, r2);
-    EXPECT_EQ(ControlOutput::rules(r1, false), "com.apple.Safari\tprettyPrintJSON\norg.gnome.Terminal\tlowercase\n");
+    const auto r1 = AutoPasteRuleEngine::decodeRules(bytes(rules));
+    ASSERT_TRUE(r1);
+    const auto r2 = AutoPasteRuleEngine::decodeRules(bytes(ControlOutput::rules(*r1, true)));
+    ASSERT_TRUE(r2);
+    EXPECT_EQ(*r1, *r2);
+    EXPECT_EQ(ControlOutput::rules(*r1, false), "com.apple.Safari\tprettyPrintJSON\norg.gnome.Terminal\tlowercase\n");
     EXPECT_EQ(ControlOutput::rules({}, true), "[]\n");
     EXPECT_EQ(ControlOutput::rules({}, false), "");
 }

@@ -23,8 +23,8 @@ struct LinkClientTest : ::testing::Test {
 
 // Listening starts before the post, or a fast helper's answer would be missed.
 TEST_F(LinkClientTest, ListensBeforePosting) {
-    client.ping(1.0, [](const LinkClient::Answer&) {});
-    client.paste("velko.paste.plain", 1.0, [](const LinkClient::Answer&) {});
+    client.ping(LinkClient::Seconds(1.0), [](const LinkClient::Answer&) {});
+    client.paste("velko.paste.plain", LinkClient::Seconds(1.0), [](const LinkClient::Answer&) {});
     EXPECT_EQ(log, (Log{"observe velko.helper.pong", "post velko.helper.ping", "observe velko.helper.degraded",
                         "observe velko.helper.pong", "post velko.paste.plain", "post velko.helper.ping"}));
 }
@@ -54,7 +54,8 @@ TEST_F(LinkClientTest, EachExchangeIsAnsweredOnceByWhatTheHelperSaysFirstOrByThe
         auto& got = answers.emplace_back();
         const auto done = [&got](const LinkClient::Answer& a) { got.push_back(a); };
         const double posted = clock.now();
-        c.request.empty() ? client.ping(1.0, done) : client.paste(c.request, 1.0, done);
+        c.request.empty() ? client.ping(LinkClient::Seconds(1.0), done)
+                          : client.paste(c.request, LinkClient::Seconds(1.0), done);
         for (const auto& [at, name] : c.heard) {
             clock.advance(posted + at - clock.now());
             center.deliver(name, name == pongName ? pong : "accessibility_revoked");
@@ -63,7 +64,7 @@ TEST_F(LinkClientTest, EachExchangeIsAnsweredOnceByWhatTheHelperSaysFirstOrByThe
         ASSERT_EQ(got.size(), 1u);
         EXPECT_EQ(got[0].kind, c.kind);
         EXPECT_EQ(got[0].object, c.kind == Kind::pong ? pong : c.kind == Kind::none ? "" : "accessibility_revoked");
-        EXPECT_NEAR(got[0].roundTrip, c.answeredAt, 1e-9);
+        EXPECT_NEAR(got[0].roundTrip.count(), c.answeredAt, 1e-9);
     }
 }
 

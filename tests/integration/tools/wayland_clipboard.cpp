@@ -69,12 +69,12 @@ std::string answer(WaylandDataControlPasteboard& clipboard, const std::string& l
 }  // namespace
 
 int main() {
-    std::string reason;
-    const auto clipboard = WaylandDataControlPasteboard::connect(reason);
-    if (!clipboard) {
-        std::printf("unavailable: %s\n", reason.c_str());
+    const auto connected = WaylandDataControlPasteboard::connect();
+    if (!connected) {
+        std::printf("unavailable: %s\n", connected.error().c_str());
         return 1;
     }
+    const auto& clipboard = *connected;
     std::printf("connected\n");
     std::fflush(stdout);
     std::optional<std::vector<PasteboardItem>> snapshot;
