@@ -20,7 +20,9 @@ void GlobalHotkeyManager::start() {
     registerDefaultBindings();
 
     std::vector<FilteringKeyTap::Combination> combinations;
-    for (const auto& binding : bindings) combinations.push_back({binding.keyCode, binding.modifiers});
+    // Ctrl+Shift+V stays a terminal's paste key.
+    for (const auto& binding : bindings)
+        combinations.push_back({binding.keyCode, binding.modifiers, binding.keyCode == KeyCodes::v});
     const bool created =
         tap_.create(combinations, [this](KeyCode keyCode, EventFlags flags) { return handleKeyDown(keyCode, flags); });
     if (!created) {
