@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # In headless sway the helper knows the active window from the compositor's list of windows: a
 # paste request into a native Wayland terminal (xfce4-terminal) arrives as its paste key, into wev
-# as Ctrl+V; velkoctl status and the log say which window kind has the focus.
+# as Ctrl+V; velkoctl status and the log say which window kind has the focus, and that it is
+# unknown once the compositor has gone.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/sway_session.sh"
 
@@ -37,4 +38,8 @@ wait_for "a V in wev" bash -c "[ \$(grep -c 'key: 55;' '$WORK/wev.log') -gt $fir
 # The modifiers wev was told of last before the press.
 last_press_modifiers() { awk '/depressed:/ {held = $2} /key: 55; state: 1/ {at = held} END {print at}' "$WORK/wev.log"; }
 check_eq "wev got it with Ctrl alone" "00000004:" "$(last_press_modifiers)"
+
+stop_sway_session
+wait_for "the focus to be unknown without the compositor" grep -q 'Focus: unknown now' "$HELPER_LOG"
+ping_answered
 finish
