@@ -136,7 +136,6 @@ void X11FilteringKeyTap::stopReading() {
 }
 
 void X11FilteringKeyTap::read(xcb_connection_t* c, std::vector<std::uint8_t> held) {
-    std::uint64_t presses = 0;
     while (xcb_generic_event_t* event = xcb_wait_for_event(c)) {
         // Key releases, mapping changes and errors of unchecked requests need nothing: key
         // codes are positional and every modifier state is grabbed.
@@ -146,7 +145,7 @@ void X11FilteringKeyTap::read(xcb_connection_t* c, std::vector<std::uint8_t> hel
             const EventFlags flags = KeyTable::eventFlags(press->state);
             Verdict verdict = Verdict::drop;
             if (keyCode && std::find(held.begin(), held.end(), press->detail) != held.end())
-                verdict = await(++presses, *keyCode, flags);
+                verdict = await(*keyCode, flags);
             else if (keyCode)  // taken already: the core is told, not asked
                 QMetaObject::invokeMethod(&mainThread_, [this, key = *keyCode, flags] { decide(0, key, flags); });
             if (verdict == Verdict::pass) {
@@ -173,8 +172,10 @@ void X11FilteringKeyTap::read(xcb_connection_t* c, std::vector<std::uint8_t> hel
     });
 }
 
-FilteringKeyTap::Verdict X11FilteringKeyTap::await(std::uint64_t press, KeyCode keyCode, EventFlags flags) {
+FilteringKeyTap::Verdict X11FilteringKeyTap::await(KeyCode keyCode, EventFlags flags) {
     std::unique_lock lock(mutex_);
+    // Numbered across readers, so that an answer meant for an earlier tap's press is never taken for this one.
+    const std::uint64_t press = ++lastPress_;
     awaited_ = press;
     verdict_.reset();
     QMetaObject::invokeMethod(&mainThread_, [this, press, keyCode, flags] { decide(press, keyCode, flags); });

@@ -49,7 +49,7 @@ private:
     void startReading();
     void stopReading();
     void read(xcb_connection_t* c, std::vector<std::uint8_t> held);  // on the reading thread
-    Verdict await(std::uint64_t press, KeyCode keyCode, EventFlags flags);
+    Verdict await(KeyCode keyCode, EventFlags flags);
     void decide(std::uint64_t press, KeyCode keyCode, EventFlags flags);  // on the main thread
     void releaseGrabs();
 
@@ -66,6 +66,7 @@ private:
     std::mutex mutex_;
     std::condition_variable answered_;
     std::uint64_t awaited_ = 0;  // the press the reader waits on, 0 for none
+    std::uint64_t lastPress_ = 0;
     std::optional<Verdict> verdict_;
     bool stopping_ = false;
 };
