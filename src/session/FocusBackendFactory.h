@@ -16,15 +16,15 @@ public:
         std::unique_ptr<FocusTracker> tracker;
         BackendChoice choice;
     };
-    // changed, when set, is told the backend name when the source comes or goes while the helper
-    // runs (a window manager that publishes the active window started later, a compositor gone).
-    static Choice choose(const DesktopSession& session, std::function<void(const std::string&)> changed = {});
+    using Changed = std::function<void(const std::string& backend, const std::string& note)>;
+    // changed, when set, is told the backend name and the note under it when the source comes or
+    // goes while the helper runs (a window manager that publishes the active window started
+    // later, a compositor gone).
+    static Choice choose(const DesktopSession& session, Changed changed = {});
 
     static inline const std::string unknown = "unknown";
-    // Under the line when the focus is unknown.
-    static inline const std::string unknownNote =
-        "Terminals are not recognised: a paste or an expansion into one sends Ctrl+V, and the "
-        "Ctrl+Shift+V hotkey takes the terminal's own paste key.";
+    // Under the line when the focus is unknown: why, and what it means.
+    static std::string unknownNote(const std::string& why);
 };
 
 }  // namespace velko

@@ -109,9 +109,9 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     keyEventTap_ = std::move(keys.tap);
     layoutWatch_ = std::move(keys.layoutWatch);
     chose(keys.choice);
-    auto focus = FocusBackendFactory::choose(session_, [this](const std::string& backend) {
+    auto focus = FocusBackendFactory::choose(session_, [this](const std::string& backend, const std::string& note) {
         changed("Focus", backend);
-        noted("Focus", backend == FocusBackendFactory::unknown ? FocusBackendFactory::unknownNote : "");
+        noted("Focus", note);
     });
     focus_ = std::move(focus.tracker);
     chose(focus.choice);
