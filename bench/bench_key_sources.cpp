@@ -2,7 +2,9 @@
 // records read from a keyboard (a FIFO here, written by another process as the kernel would) and
 // X RECORD on a real X server (XTEST keys sent by another process). Both feed the real expansion
 // engine on the Qt loop; what is measured is this process's CPU time, its reader thread included,
-// and the wall time per key of a burst. Run through bench/run-key-source-bench.
+// and the wall time per key of a burst. With "focus", the X11 focus tracker runs too and every key
+// asks it, as a key that must not be watched in a password field will. Run through
+// bench/run-key-source-bench.
 #include <fcntl.h>
 #include <linux/input.h>
 #include <sys/stat.h>
@@ -28,6 +30,7 @@
 #include "fakes/TempDir.h"
 #include "posix/SteadyClock.h"
 #include "qt/QtMainQueue.h"
+#include "x11/X11FocusTracker.h"
 #include "x11/X11KeyEventTap.h"
 
 namespace {
@@ -50,13 +53,15 @@ class CountingTap : public KeyEventTap {
 public:
     bool start(Handler handler) override {
         return source->start([this, handler = std::move(handler)](const KeyEvent& e) {
+            if (focus && focus->focus()) ++focused;
             handler(e);
             ++count;
             if (onKey) onKey();
         });
     }
     KeyEventTap* source = nullptr;
-    long count = 0;
+    FocusTracker* focus = nullptr;
+    long count = 0, focused = 0;
     std::function<void()> onKey;
 };
 
@@ -152,9 +157,14 @@ int benchEvdev(long keys) {
     return 0;
 }
 
-int benchX11(long keys) {
+int benchX11(long keys, bool withFocus) {
     Rig rig;
     X11KeyEventTap source(rig.clock);
+    X11FocusTracker focus;
+    if (withFocus) {
+        if (!focus.start()) return 1;
+        rig.tap.focus = &focus;
+    }
     if (!start(rig, source)) return 1;
     if (const pid_t child = ::fork(); child == 0) {
         xcb_connection_t* c = xcb_connect(nullptr, nullptr);
@@ -173,7 +183,7 @@ int benchX11(long keys) {
     const Drained drained = drain(rig, keys);
     ::wait(nullptr);
     if (drained.arrived == 0) return 1;
-    report("X11 RECORD", keys, drained, rig);
+    report(withFocus ? "X11 + focus" : "X11 RECORD", keys, drained, rig);
     return 0;
 }
 
@@ -184,7 +194,7 @@ int main(int argc, char** argv) {
     const std::string source = argc > 1 ? argv[1] : "";
     const long keys = argc > 2 ? std::atol(argv[2]) : 20000;
     if (source == "evdev") return benchEvdev(keys);
-    if (source == "x11") return benchX11(keys);
-    std::fprintf(stderr, "usage: bench_key_sources evdev|x11 [keys]\n");
+    if (source == "x11") return benchX11(keys, argc > 3 && std::string(argv[3]) == "focus");
+    std::fprintf(stderr, "usage: bench_key_sources evdev|x11 [keys [focus]]\n");
     return 2;
 }

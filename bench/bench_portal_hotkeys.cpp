@@ -19,6 +19,7 @@
 #include "dbus/DBusNotificationCenter.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "qt/QtMainQueue.h"
+#include "session/NoFocusTracker.h"
 
 namespace {
 
@@ -55,7 +56,8 @@ int main(int argc, char** argv) {
     velko::DBusNotificationCenter center;
     velko::PortalGlobalShortcuts shortcuts(
         QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("velko-shortcuts")));
-    velko::GlobalHotkeyManager hotkeys(shortcuts, queue, center);
+    velko::NoFocusTracker focus;
+    velko::GlobalHotkeyManager hotkeys(shortcuts, queue, center, focus);
     hotkeys.start();
     if (!waitFor([&] { return shortcuts.state().state != velko::PortalGlobalShortcuts::State::starting; }, 10000) ||
         shortcuts.state().state != velko::PortalGlobalShortcuts::State::ready) {

@@ -6,11 +6,13 @@
 
 #include "Core/HelperConstants.h"
 #include "Core/HelperIPCManager.h"
+#include "platform/FocusTracker.h"
 
 namespace velko {
 
-GlobalHotkeyManager::GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center)
-    : tap_(tap), mainQueue_(mainQueue), center_(center) {}
+GlobalHotkeyManager::GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center,
+                                         FocusTracker& focus)
+    : tap_(tap), mainQueue_(mainQueue), center_(center), focus_(focus) {}
 
 GlobalHotkeyManager& GlobalHotkeyManager::shared() { return *HelperServices::current().hotkeys; }
 
@@ -18,7 +20,9 @@ void GlobalHotkeyManager::start() {
     registerDefaultBindings();
 
     std::vector<FilteringKeyTap::Combination> combinations;
-    for (const auto& binding : bindings) combinations.push_back({binding.keyCode, binding.modifiers});
+    // Ctrl+Shift+V stays a terminal's paste key.
+    for (const auto& binding : bindings)
+        combinations.push_back({binding.keyCode, binding.modifiers, binding.keyCode == KeyCodes::v});
     const bool created =
         tap_.create(combinations, [this](KeyCode keyCode, EventFlags flags) { return handleKeyDown(keyCode, flags); });
     if (!created) {
@@ -53,6 +57,10 @@ bool GlobalHotkeyManager::takes(KeyCode keyCode, EventFlags flags) const {
 FilteringKeyTap::Verdict GlobalHotkeyManager::handleKeyDown(KeyCode keyCode, EventFlags flags) {
     const HotkeyBinding* binding = match(keyCode, flags);
     if (!binding) return FilteringKeyTap::Verdict::pass;
+    if (binding->keyCode == KeyCodes::v) {
+        const auto focus = focus_.focus();
+        if (focus && focus->terminal) return FilteringKeyTap::Verdict::pass;
+    }
     // The tap holds the keyboard until it returns: the action runs after, on its own turn.
     mainQueue_.async(binding->action);
     return FilteringKeyTap::Verdict::drop;

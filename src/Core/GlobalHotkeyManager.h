@@ -9,11 +9,12 @@
 
 namespace velko {
 
+class FocusTracker;
 class MainQueue;
 class NotificationCenter;
 
 // Answers three fixed key combinations: the key-down never reaches the focused window, and the
-// main application is told which one was pressed.
+// main application is told which one was pressed. A terminal keeps Ctrl+Shift+V, its paste key.
 class GlobalHotkeyManager {
 public:
     struct HotkeyBinding {
@@ -23,7 +24,7 @@ public:
         std::function<void()> action;
     };
 
-    GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center);
+    GlobalHotkeyManager(FilteringKeyTap& tap, MainQueue& mainQueue, NotificationCenter& center, FocusTracker& focus);
     static GlobalHotkeyManager& shared();
 
     // Once per process. Registers the defaults whatever happens; when the tap cannot be made it
@@ -50,6 +51,7 @@ private:
     FilteringKeyTap& tap_;
     MainQueue& mainQueue_;
     NotificationCenter& center_;
+    FocusTracker& focus_;
 };
 
 }  // namespace velko

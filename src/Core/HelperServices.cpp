@@ -20,9 +20,9 @@ HelperServices* installed = nullptr;
 
 HelperServices::HelperServices(const Platform& p)
     : reader(std::make_unique<SharedDataReader>(*p.fileSystem, *p.defaults)),
-      injector(std::make_unique<KeystrokeInjector>(*p.clock, *p.keyboard)),
+      injector(std::make_unique<KeystrokeInjector>(*p.clock, *p.keyboard, *p.focus)),
       link(std::make_unique<HelperIPCManager>(*p.notifications, *p.trust, *injector, *p.workspace)),
-      hotkeys(std::make_unique<GlobalHotkeyManager>(*p.filteringTap, *p.mainQueue, link->dnc())),
+      hotkeys(std::make_unique<GlobalHotkeyManager>(*p.filteringTap, *p.mainQueue, link->dnc(), *p.focus)),
       expansion(std::make_unique<TextExpansionEngine>(*p.trust, *reader, *p.keyEventTap, *hotkeys, *p.pasteboard,
                                                       *p.userSession, *injector, *p.mainQueue)),
       screenshots(std::make_unique<ScreenshotWatcher>(ScreenshotWatcher::Environment{

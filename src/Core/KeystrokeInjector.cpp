@@ -1,10 +1,12 @@
 #include "Core/KeystrokeInjector.h"
 
 #include "Core/HelperServices.h"
+#include "platform/FocusTracker.h"
 
 namespace velko {
 
-KeystrokeInjector::KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard) : clock_(clock), keyboard_(keyboard) {}
+KeystrokeInjector::KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard, FocusTracker& focus)
+    : clock_(clock), keyboard_(keyboard), focus_(focus) {}
 
 KeystrokeInjector& KeystrokeInjector::shared() { return *HelperServices::current().injector; }
 
@@ -16,6 +18,12 @@ void KeystrokeInjector::injectKeystroke(KeyCode keyCode, EventFlags flags, bool 
         lastInjection_ = now;
     }
     if (!keyboard_.hasFrontmostApplication()) return;
+    // Every V with Ctrl is a paste, the plain-text variant (Ctrl+Alt+Shift+V) included, which
+    // terminals do not know.
+    if (keyCode == KeyCodes::v && (flags & Flags::command) != 0) {
+        const auto focus = focus_.focus();
+        if (focus && focus->terminal) flags = Flags::command | Flags::shift;
+    }
     if (!keyboard_.postKeyEvent(keyCode, flags, true)) return;
     keyboard_.postKeyEvent(keyCode, flags, false);
 }

@@ -6,12 +6,15 @@
 namespace velko {
 
 class Clock;
+class FocusTracker;
 class SyntheticKeyboard;
 
-// The one place that posts synthetic strokes, at most one rate-limited stroke per 0.2 s.
+// The one place that posts synthetic strokes, at most one rate-limited stroke per 0.2 s. A paste
+// stroke into a terminal goes out as the terminal's own paste key, Ctrl+Shift+V: Ctrl+V there
+// inserts the next key literally.
 class KeystrokeInjector {
 public:
-    KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard);
+    KeystrokeInjector(Clock& clock, SyntheticKeyboard& keyboard, FocusTracker& focus);
     static KeystrokeInjector& shared();
 
     // Key-down then key-up, both with exactly `flags`. Drops the stroke silently when rate
@@ -23,6 +26,7 @@ public:
 private:
     Clock& clock_;
     SyntheticKeyboard& keyboard_;
+    FocusTracker& focus_;
     double lastInjection_ = -std::numeric_limits<double>::infinity();
 };
 

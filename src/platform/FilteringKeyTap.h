@@ -9,13 +9,16 @@ namespace velko {
 // Key-downs of chosen keys, each of which the core either drops or lets through to the focused window.
 class FilteringKeyTap {
 public:
-    // pass reaches the focused window only where the backend holds the press until asked; one
-    // that never holds up the keyboard (X11's grabs) has already taken it, so list only what is taken.
+    // pass reaches the focused window only where the backend holds the press until asked, and
+    // only when asked in time (X11's grabs wait a moment; a desktop's shortcuts never ask).
     enum class Verdict { pass, drop };
     // A key and the modifiers that must all be held; presses with more modifiers are delivered too.
     struct Combination {
         KeyCode keyCode;
         EventFlags modifiers;
+        // The core may let its presses through. A backend that holds the keyboard to ask holds it
+        // for these only: every other press is taken without waiting.
+        bool mayPass = false;
     };
     using Callback = std::function<Verdict(KeyCode keyCode, EventFlags flags)>;
 

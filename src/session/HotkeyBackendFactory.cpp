@@ -50,7 +50,11 @@ HotkeyBackendFactory::Choice HotkeyBackendFactory::choose(const DesktopSession& 
         changed(status.state == PortalGlobalShortcuts::State::ready ? "desktop portal" : "off");
     });
     portal->addTriggersHandler([shortcuts = portal.get(), noted] {
-        if (noted) noted(shortcuts->triggersText());
+        // The desktop fires a shortcut without asking whether a window wants the press.
+        if (noted)
+            noted(shortcuts->triggersText() +
+                  "\nThe desktop takes these keys in every window: where one is Ctrl+Shift+V, terminals lose "
+                  "their own paste key.");
     });
     c.portal = portal.get();
     c.tap = std::move(portal);

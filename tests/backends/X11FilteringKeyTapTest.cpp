@@ -1,6 +1,6 @@
 // The grabs against a real X server (a private Xvfb): what they take never reaches the focused
-// window, the keyboard never waits for the helper, and the helper's own strokes get through. A combination
-// another client holds is the hotkeys integration test's.
+// window, what they pass does, the keyboard never waits long for the helper, and the helper's own
+// strokes get through. A combination another client holds is the hotkeys integration test's.
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -110,6 +110,35 @@ TEST_F(X11FilteringKeyTapTest, TakenPressesNeverReachTheFocusNorFreezeTheKeyboar
     type(xV, true);
     type(xB, false);
     EXPECT_EQ(windowPressesUntil(xB, 22), (std::vector<Press>{{xB, 0}}));
+}
+
+// A terminal's own paste key: the press the core passes on is replayed to the focused window.
+TEST_F(X11FilteringKeyTapTest, APassedPressReachesTheFocusedWindowAndTheNextIsAskedAgain) {
+    Verdict verdict = Verdict::pass;
+    ASSERT_TRUE(tap.create({{9, Flags::command, true}}, [&](KeyCode key, EventFlags flags) {
+        seen.push_back({key, flags});
+        return verdict;
+    }));
+    type(xV, true);
+    EXPECT_EQ(windowPressesUntil(xV, 1), (std::vector<Press>{{xV, 0x4}}));
+    verdict = Verdict::drop;
+    type(xV, true);
+    type(xB, false);
+    EXPECT_EQ(windowPressesUntil(xB, 2), (std::vector<Press>{{xB, 0}}));
+
+    // A verdict that does not come in time: the press is taken and typing goes on.
+    verdict = Verdict::pass;
+    type(xV, true);
+    type(xB, false);
+    std::vector<Press> presses;
+    EXPECT_TRUE(test::PrivateDisplay::waitWithoutLoop([&] {
+        presses = windowPresses();
+        return !presses.empty();
+    }));
+    EXPECT_EQ(presses, (std::vector<Press>{{xB, 0}}));
+    test::PrivateDisplay::pump(100);
+    EXPECT_EQ(seen.size(), 3u) << "the core still hears of the late press";
+    EXPECT_EQ(windowPresses(), std::vector<Press>{});
 }
 
 }  // namespace

@@ -99,7 +99,8 @@ template <class Queue, class Tap = FakeKeyEventTap>
 struct ExpansionRig {
     Queue clock;
     FakeKeyboard keyboard;
-    KeystrokeInjector injector{clock, keyboard};
+    FakeFocusTracker focus;
+    KeystrokeInjector injector{clock, keyboard, focus};
     FakeTrust trust{true};
     FakeFileSystem fs;
     FakeDefaults defaults;
@@ -107,7 +108,7 @@ struct ExpansionRig {
     Tap tap;
     FakeFilteringKeyTap grabs;
     FakeNotificationCenter center;
-    GlobalHotkeyManager hotkeys{grabs, clock, center};
+    GlobalHotkeyManager hotkeys{grabs, clock, center, focus};
     FakePasteboard pasteboard;
     FakeUserSession session;
     TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock};

@@ -184,6 +184,21 @@ private:
     Callback callback_;
 };
 
+// The focus as a test sets it; set() tells the subscriber as a backend would.
+class FakeFocusTracker : public FocusTracker {
+public:
+    std::optional<Focus> focus() const override { return focus_; }
+    void onChange(std::function<void()> changed) override { changed_ = std::move(changed); }
+    void set(std::optional<Focus> focus) {
+        focus_ = std::move(focus);
+        if (changed_) changed_();
+    }
+
+private:
+    std::optional<Focus> focus_;
+    std::function<void()> changed_;
+};
+
 // Windows that only record what was asked of them; a test closes one by clearing `visible`.
 class FakeWindowSystem : public WindowSystem {
 public:

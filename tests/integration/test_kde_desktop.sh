@@ -17,6 +17,8 @@ wait_for "the portal's keyboard" grep -q 'Input: desktop portal now' "$HELPER_LO
 # The keyboard became usable only after launch: it counts as access at launch all the same.
 wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
 wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
+check "KWin lists no windows to other clients: the focus is unknown, and the log says why" \
+  grep -q 'Focus: unknown (.*the compositor offers no zwlr_foreign_toplevel_manager_v1)' "$HELPER_LOG"
 first_paste
 check_pastes 10 Mod1
 check_eq "no degraded notice while the portal serves" 0 "$(count velko.helper.degraded)"

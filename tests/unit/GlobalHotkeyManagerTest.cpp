@@ -16,7 +16,8 @@ struct GlobalHotkeyManagerTest : ::testing::Test {
     VirtualClock queue;
     FakeFilteringKeyTap tap;
     FakeNotificationCenter center;
-    GlobalHotkeyManager manager{tap, queue, center};
+    FakeFocusTracker focus;
+    GlobalHotkeyManager manager{tap, queue, center, focus};
 
     std::vector<std::string> activations() const {
         return center.postedObjects(HelperConstants::Notification::hotkeyActivated);
@@ -34,7 +35,11 @@ TEST_F(GlobalHotkeyManagerTest, MatchingNeedsTheKeyAndAtLeastTheBindingsModifier
     manager.isActive.subscribe([&](bool active) { told.push_back(active); });
     manager.start();
     EXPECT_EQ(told, std::vector<bool>{true});
-    EXPECT_EQ(tap.combinations.size(), 3u);
+    ASSERT_EQ(tap.combinations.size(), 3u);
+    EXPECT_EQ(
+        std::vector<bool>({tap.combinations[0].mayPass, tap.combinations[1].mayPass, tap.combinations[2].mayPass}),
+        std::vector<bool>({true, false, false}))
+        << "only Ctrl+Shift+V may be passed on";
     struct Case {
         KeyCode key;
         EventFlags flags;
@@ -81,6 +86,19 @@ TEST_F(GlobalHotkeyManagerTest, AFailedTapPrintsTheLineAndStaysInactive) {
     EXPECT_EQ(told, 0);
     EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::pass);
     EXPECT_TRUE(center.posts.empty());
+}
+
+// Ctrl+Shift+V is how terminals paste: they keep it, and only it, while they have the focus.
+TEST_F(GlobalHotkeyManagerTest, ATerminalKeepsItsPasteKey) {
+    manager.start();
+    focus.set(Focus{"xfce4-terminal", true});
+    EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::pass);
+    EXPECT_EQ(press(KeyCodes::space, commandShift), Verdict::drop);
+    focus.set(Focus{"zenity"});
+    EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::drop);
+    focus.set(std::nullopt);
+    EXPECT_EQ(press(KeyCodes::v, commandShift), Verdict::drop);
+    EXPECT_EQ(activations(), (std::vector<std::string>{"spotlight_launcher", "open_popover", "open_popover"}));
 }
 
 }  // namespace

@@ -26,7 +26,8 @@ struct HelperAppDelegateTest : ::testing::Test {
     FakeApplication application;
     FakeStatusBar statusBar;
     FakeWindowSystem windows;
-    KeystrokeInjector injector{clock, keyboard};
+    FakeFocusTracker focus;
+    KeystrokeInjector injector{clock, keyboard, focus};
     std::unique_ptr<SharedDataReader> reader;
     std::unique_ptr<HelperIPCManager> link;
     std::unique_ptr<AutoPasteRuleEngine> rules;

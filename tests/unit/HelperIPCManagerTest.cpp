@@ -18,7 +18,8 @@ struct HelperIPCManagerTest : ::testing::Test {
     FakeTrust trust;
     FakeKeyboard keyboard;
     FakeWorkspace workspace;
-    KeystrokeInjector injector{clock, keyboard};
+    FakeFocusTracker focus;
+    KeystrokeInjector injector{clock, keyboard, focus};
     HelperIPCManager link{center, trust, injector, workspace};
 
     void SetUp() override { link.start(); }

@@ -11,7 +11,8 @@ namespace {
 struct KeystrokeInjectorTest : ::testing::Test {
     VirtualClock clock;
     FakeKeyboard keyboard;
-    KeystrokeInjector injector{clock, keyboard};
+    FakeFocusTracker focus;
+    KeystrokeInjector injector{clock, keyboard, focus};
 };
 
 TEST_F(KeystrokeInjectorTest, RateLimitMeasuresFromTheLastLimitedStrokeThatPassedTheLimit) {
@@ -44,6 +45,33 @@ TEST_F(KeystrokeInjectorTest, KeyUpCarriesTheKeyDownsFlagsAndFollowsOnlyAKeyDown
     keyboard.failPosting = true;
     injector.injectKeystroke(KeyCodes::v, Flags::command, false);
     EXPECT_EQ(keyboard.events.size(), 2u);
+}
+
+// Ctrl+V in a terminal inserts the next key literally; its paste key is Ctrl+Shift+V.
+TEST_F(KeystrokeInjectorTest, PastesIntoATerminalGoOutAsItsPasteKeyAndNothingElseChanges) {
+    constexpr EventFlags plain = Flags::command | Flags::option | Flags::shift;
+    const auto strokes = [&](std::optional<Focus> focused) {
+        focus.set(std::move(focused));
+        keyboard.events.clear();
+        injector.injectKeystroke(KeyCodes::v, Flags::command, false);
+        injector.injectKeystroke(KeyCodes::v, plain, false);
+        injector.injectKeystroke(KeyCodes::backspace, 0, false);
+        injector.injectKeystroke(KeyCodes::v, Flags::shift, false);
+        std::vector<std::pair<KeyCode, EventFlags>> downs;
+        for (const auto& event : keyboard.events)
+            if (event.down) downs.push_back({event.keyCode, event.flags});
+        return downs;
+    };
+    constexpr EventFlags terminalPaste = Flags::command | Flags::shift;
+    EXPECT_EQ(strokes(Focus{"kitty", true}),
+              (std::vector<std::pair<KeyCode, EventFlags>>{{KeyCodes::v, terminalPaste},
+                                                           {KeyCodes::v, terminalPaste},
+                                                           {KeyCodes::backspace, 0},
+                                                           {KeyCodes::v, Flags::shift}}));
+    const std::vector<std::pair<KeyCode, EventFlags>> unchanged{
+        {KeyCodes::v, Flags::command}, {KeyCodes::v, plain}, {KeyCodes::backspace, 0}, {KeyCodes::v, Flags::shift}};
+    EXPECT_EQ(strokes(Focus{"zenity"}), unchanged);
+    EXPECT_EQ(strokes(std::nullopt), unchanged);
 }
 
 }  // namespace

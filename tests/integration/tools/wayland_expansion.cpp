@@ -28,6 +28,7 @@
 #include "qt/QtMainQueue.h"
 #include "session/ClipboardBackendFactory.h"
 #include "session/NoFilteringKeyTap.h"
+#include "session/NoFocusTracker.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace {
@@ -112,14 +113,15 @@ int main(int argc, char** argv) {
     SharedDataReader reader(files, *defaults);
     reader.initialize();
     SteadyClock clock;
-    KeystrokeInjector injector(clock, *keyboard);
+    NoFocusTracker focus;
+    KeystrokeInjector injector(clock, *keyboard, focus);
     QtMainQueue mainQueue;
     PosixUserSession session;
     ScriptedKeyTap tap(*keyboard);
     Granted trust;
     NoFilteringKeyTap noHotkeys;
     Unposted unposted;
-    GlobalHotkeyManager hotkeys(noHotkeys, mainQueue, unposted);
+    GlobalHotkeyManager hotkeys(noHotkeys, mainQueue, unposted, focus);
     TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue);
     engine.start();
     return app.exec();
