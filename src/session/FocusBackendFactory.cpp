@@ -50,11 +50,11 @@ FocusBackendFactory::Choice FocusBackendFactory::choose(const DesktopSession& se
     if (!session.isWayland()) return none(session.reason, "No graphical session");
     // wlroots compositors (sway, Hyprland, labwc, ...) list their windows for taskbars; GNOME and
     // KDE do not.
-    std::string reason;
-    auto toplevels = WaylandToplevelFocus::open(reason);
+    auto toplevels = WaylandToplevelFocus::open();
     if (!toplevels)
-        return none(session.reason + "; " + reason, "This desktop does not tell other programs which window is active");
-    auto tracker = std::make_unique<PumpedWaylandFocus>(std::move(toplevels), [changed] {
+        return none(session.reason + "; " + toplevels.error(),
+                    "This desktop does not tell other programs which window is active");
+    auto tracker = std::make_unique<PumpedWaylandFocus>(std::move(*toplevels), [changed] {
         if (changed) changed(unknown, unknownNote("The compositor stopped telling which window is active"));
     });
     return {std::move(tracker), {"Focus", "Wayland foreign toplevels", session.reason + "; activated window's app_id"}};

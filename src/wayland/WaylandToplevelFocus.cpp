@@ -14,7 +14,7 @@ namespace velko {
 namespace {
 
 // A compositor answers a local client in milliseconds; the helper must not hang on one that does not.
-constexpr int replyTimeoutMs = 2000;
+constexpr std::chrono::milliseconds replyTimeout{2000};
 
 }  // namespace
 
@@ -58,27 +58,20 @@ struct WaylandToplevelFocus::Listeners {
                                                                      state, done,  closed, parent};
 };
 
-std::unique_ptr<WaylandToplevelFocus> WaylandToplevelFocus::open(std::string& reason) {
+Result<std::unique_ptr<WaylandToplevelFocus>> WaylandToplevelFocus::open() {
     std::unique_ptr<WaylandToplevelFocus> self(new WaylandToplevelFocus);
-    self->connection_ = WaylandConnection::open(replyTimeoutMs, reason);
-    if (!self->connection_) return nullptr;
+    auto connection = WaylandConnection::open(replyTimeout);
+    if (!connection) return connection.failure();
+    self->connection_ = std::move(*connection);
     // Version 1 has all that is needed: app_id and the activated state.
     self->manager_ = static_cast<zwlr_foreign_toplevel_manager_v1*>(
         self->connection_->bind(zwlr_foreign_toplevel_manager_v1_interface, 1));
-    if (!self->manager_) {
-        reason = "the compositor offers no zwlr_foreign_toplevel_manager_v1";
-        return nullptr;
-    }
+    if (!self->manager_) return Failure{"the compositor offers no zwlr_foreign_toplevel_manager_v1"};
     zwlr_foreign_toplevel_manager_v1_add_listener(self->manager_, &Listeners::manager, self.get());
     // The windows that exist now, each with its done, come before the answer.
-    if (!self->connection_->roundtrip(replyTimeoutMs)) {
-        reason = "the compositor did not list its windows: " + self->connection_->errorText();
-        return nullptr;
-    }
-    if (!self->manager_) {
-        reason = "the compositor stopped listing its windows at once";
-        return nullptr;
-    }
+    if (!self->connection_->roundtrip(replyTimeout))
+        return Failure{"the compositor did not list its windows: " + self->connection_->errorText()};
+    if (!self->manager_) return Failure{"the compositor stopped listing its windows at once"};
     self->focus_ = Focus{};
     self->update();
     return self;
@@ -94,7 +87,7 @@ int WaylandToplevelFocus::fd() const { return connection_ ? connection_->fd() : 
 
 bool WaylandToplevelFocus::dispatch() {
     if (!manager_) return false;
-    if (!connection_->pump(0)) {
+    if (!connection_->pump(std::chrono::milliseconds{0})) {
         lost("lost the compositor connection that follows the focus");
         return false;
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/FocusTracker.h"
+#include "platform/Result.h"
 
 struct zwlr_foreign_toplevel_handle_v1;
 struct zwlr_foreign_toplevel_manager_v1;
@@ -19,8 +20,8 @@ class WaylandConnection;
 // dispatch() when it is readable. Main thread only.
 class WaylandToplevelFocus : public FocusTracker {
 public:
-    // nullptr with the why in `reason`: no compositor, no answer, or no toplevel list offered.
-    static std::unique_ptr<WaylandToplevelFocus> open(std::string& reason);
+    // Fails with the why: no compositor, no answer, or no toplevel list offered.
+    static Result<std::unique_ptr<WaylandToplevelFocus>> open();
     ~WaylandToplevelFocus() override;
 
     // Nothing activated (the desktop, a locked screen) is a focus with no application.
