@@ -1,0 +1,51 @@
+#pragma once
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velko {
+
+// The languages screenshots are read in: the person's, as their locale and keyboard layouts say,
+// in Tesseract's language codes ("deu"), English always and first. Each language read costs
+// recognition time, so only a few are.
+class RecognitionLanguages {
+public:
+    using Environment = std::function<const char*(const char*)>;
+    using Installed = std::function<bool(const std::string& code)>;
+
+    struct Choice {
+        std::vector<std::string> used;     // English first
+        std::vector<std::string> missing;  // wanted, within the cap, but without Tesseract data here
+        // "eng+deu", as Tesseract takes them.
+        std::string tesseract() const;
+        // "English, German"
+        std::string names() const;
+        // What the person can do about the missing ones; empty without any.
+        std::string note() const;
+    };
+
+    // English and two more: a third language read costs as much again as the second.
+    static constexpr std::size_t maxLanguages = 3;
+
+    // The code for a locale ("de_DE.UTF-8", "pt_BR", "zh_TW", "sr@latin"); nullopt for "C",
+    // "POSIX" and a language not in the table.
+    static std::optional<std::string> forLocale(std::string_view locale);
+    // The code for an XKB layout ("de", "ua", "latam", "us"); nullopt for one not in the table.
+    static std::optional<std::string> forLayout(std::string_view layout);
+
+    // The codes of LANGUAGE's list, then of the first of LC_ALL, LC_MESSAGES and LANG that is
+    // set, then of the layouts; in that order, once each, English not among them.
+    static std::vector<std::string> wanted(const Environment& environment, const std::vector<std::string>& layouts);
+    // English, then as many of wanted as the cap leaves room for.
+    static Choice choose(const std::vector<std::string>& wanted, const Installed& installed);
+
+    // "German" for "deu"; the code itself for one not in the table.
+    static std::string name(std::string_view code);
+    // Debian's package of the code's model: "tesseract-ocr-chi-sim" for "chi_sim".
+    static std::string package(std::string_view code);
+};
+
+}  // namespace velko
