@@ -116,7 +116,9 @@ struct Totals {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: bench_recognition DIR [runs] [--keep-text]\n");
+        std::fprintf(stderr,
+                     "usage: bench_recognition DIR [runs] [--keep-text]\n"
+                     "  VELKO_OCR_LANGUAGES: Tesseract's language list (eng)\n");
         return 2;
     }
     const std::filesystem::path dir = argv[1];
@@ -139,7 +141,8 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    velko::TesseractRecognizer recognizer;
+    const char* languages = std::getenv("VELKO_OCR_LANGUAGES");
+    velko::TesseractRecognizer recognizer(languages && *languages ? languages : "eng");
     const auto recognize = [&](const std::string& image) {
         std::promise<std::string> text;
         recognizer.recognizeText(image, [&](std::optional<std::vector<velko::TextObservation>> observations) {

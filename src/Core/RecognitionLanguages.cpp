@@ -65,8 +65,7 @@ const Language* byCode(std::string_view code) {
 }
 
 void addOnce(std::vector<std::string>& codes, std::optional<std::string> code) {
-    if (code && *code != "eng" && std::find(codes.begin(), codes.end(), *code) == codes.end())
-        codes.push_back(std::move(*code));
+    if (code && std::find(codes.begin(), codes.end(), *code) == codes.end()) codes.push_back(std::move(*code));
 }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
@@ -127,14 +126,16 @@ std::vector<std::string> RecognitionLanguages::wanted(const Environment& environ
 
 RecognitionLanguages::Choice RecognitionLanguages::choose(const std::vector<std::string>& wanted,
                                                           const Installed& installed) {
-    // Without English's data nothing can be read at all; it is named like any other missing one.
+    std::vector<std::string> order;
+    for (const auto& code : wanted)
+        if (std::find(order.begin(), order.end(), code) == order.end()) order.push_back(code);
+    if (std::find(order.begin(), order.end(), "eng") == order.end()) order.push_back("eng");
+    // English keeps its place whatever the cap; without its data nothing can be read at all, so
+    // it is named like any other missing one.
     Choice choice;
-    (installed("eng") ? choice.used : choice.missing).push_back("eng");
-    for (const auto& code : wanted) {
-        if (code == "eng" || std::find(choice.used.begin(), choice.used.end(), code) != choice.used.end() ||
-            std::find(choice.missing.begin(), choice.missing.end(), code) != choice.missing.end())
-            continue;
-        if (choice.used.size() + choice.missing.size() >= maxLanguages) break;
+    std::size_t others = 0;
+    for (const auto& code : order) {
+        if (code != "eng" && ++others >= maxLanguages) continue;
         (installed(code) ? choice.used : choice.missing).push_back(code);
     }
     return choice;

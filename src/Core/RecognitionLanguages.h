@@ -9,7 +9,9 @@
 namespace velko {
 
 // The languages screenshots are read in: the person's, as their locale and keyboard layouts say,
-// in Tesseract's language codes ("deu"), English always and first. Each language read costs
+// in Tesseract's language codes ("deu"), in their order, and English always. Tesseract tries the
+// languages in order on a word until one reads it well, so the first is the one most text is in;
+// English, on every desktop, comes last unless the person put it first. Each language read costs
 // recognition time, so only a few are.
 class RecognitionLanguages {
 public:
@@ -17,11 +19,11 @@ public:
     using Installed = std::function<bool(const std::string& code)>;
 
     struct Choice {
-        std::vector<std::string> used;     // English first
+        std::vector<std::string> used;
         std::vector<std::string> missing;  // wanted, within the cap, but without Tesseract data here
         // "eng+deu", as Tesseract takes them.
         std::string tesseract() const;
-        // "English, German"
+        // "German, English"
         std::string names() const;
         // What the person can do about the missing ones; empty without any.
         std::string note() const;
@@ -37,9 +39,10 @@ public:
     static std::optional<std::string> forLayout(std::string_view layout);
 
     // The codes of LANGUAGE's list, then of the first of LC_ALL, LC_MESSAGES and LANG that is
-    // set, then of the layouts; in that order, once each, English not among them.
+    // set, then of the layouts; in that order, once each.
     static std::vector<std::string> wanted(const Environment& environment, const std::vector<std::string>& layouts);
-    // English, then as many of wanted as the cap leaves room for.
+    // As many of wanted as the cap leaves room for beside English, which is added last if it is
+    // not among them.
     static Choice choose(const std::vector<std::string>& wanted, const Installed& installed);
 
     // "German" for "deu"; the code itself for one not in the table.

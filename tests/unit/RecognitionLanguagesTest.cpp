@@ -46,31 +46,32 @@ TEST(RecognitionLanguages, LocalesAndLayoutsNameTesseractsCodes) {
         EXPECT_EQ(RecognitionLanguages::forLayout(layout), code) << layout;
 }
 
-// LANGUAGE's list first, then only the first locale variable that is set; English and repeats left out.
+// LANGUAGE's list first, then only the first locale variable that is set; repeats left out.
 TEST(RecognitionLanguages, WantedFollowsLanguageThenTheLocaleThenTheLayouts) {
     EXPECT_EQ(RecognitionLanguages::wanted(environment({{"LANGUAGE", "fr_CA:en:de::fr"},
                                                         {"LC_ALL", ""},
                                                         {"LC_MESSAGES", "pl_PL.UTF-8"},
                                                         {"LANG", "it_IT.UTF-8"}}),
                                            {"us", "ru", "de", "ua"}),
-              (Codes{"fra", "deu", "pol", "rus", "ukr"}));
+              (Codes{"fra", "eng", "deu", "pol", "rus", "ukr"}));
     EXPECT_EQ(RecognitionLanguages::wanted(environment({{"LANG", "C.UTF-8"}}), {}), Codes{});
     EXPECT_EQ(RecognitionLanguages::wanted(environment({}), {"ru"}), Codes{"rus"});
 }
 
-// English always and first; what is not installed is named, not read, and counts towards the cap
-// so that installing it never pushes out a language read today.
+// English always, last unless the person put it before; what is not installed is named, not read,
+// and counts towards the cap so that installing it never pushes out a language read today.
 TEST(RecognitionLanguages, ChoiceKeepsEnglishCapsAndNamesTheMissingPackages) {
     const std::set<std::string> installed{"eng", "deu", "rus", "chi_sim"};
     const auto has = [&](const std::string& code) { return installed.count(code) > 0; };
 
     auto choice = RecognitionLanguages::choose({"deu", "rus", "chi_sim"}, has);
-    EXPECT_EQ(choice.tesseract(), "eng+deu+rus");
-    EXPECT_EQ(choice.names(), "English, German, Russian");
+    EXPECT_EQ(choice.tesseract(), "deu+rus+eng");
+    EXPECT_EQ(choice.names(), "German, Russian, English");
     EXPECT_EQ(choice.note(), "");
+    EXPECT_EQ(RecognitionLanguages::choose({"eng", "deu", "eng"}, has).tesseract(), "eng+deu");
 
     choice = RecognitionLanguages::choose({"chi_tra", "chi_sim", "deu"}, has);
-    EXPECT_EQ(choice.tesseract(), "eng+chi_sim");
+    EXPECT_EQ(choice.tesseract(), "chi_sim+eng");
     EXPECT_EQ(choice.missing, Codes{"chi_tra"});
     EXPECT_EQ(choice.note(),
               "Not read in Chinese (traditional) (tesseract-ocr-chi-tra): install the package, then restart the "
@@ -78,9 +79,9 @@ TEST(RecognitionLanguages, ChoiceKeepsEnglishCapsAndNamesTheMissingPackages) {
 
     choice = RecognitionLanguages::choose({"pol", "fra"}, [](const std::string&) { return false; });
     EXPECT_EQ(choice.tesseract(), "");
-    EXPECT_EQ(choice.missing, (Codes{"eng", "pol", "fra"}));
-    EXPECT_NE(choice.note().find("English (tesseract-ocr-eng), Polish (tesseract-ocr-pol), French "
-                                 "(tesseract-ocr-fra): install the packages"),
+    EXPECT_EQ(choice.missing, (Codes{"pol", "fra", "eng"}));
+    EXPECT_NE(choice.note().find("Polish (tesseract-ocr-pol), French (tesseract-ocr-fra), English "
+                                 "(tesseract-ocr-eng): install the packages"),
               std::string::npos);
 }
 
