@@ -53,6 +53,26 @@ TEST(TextRecognitionProcess, AnswersEveryRequestOnceWithItsOwnImage) {
     EXPECT_EQ(nothing.get(), std::nullopt);
 }
 
+// Languages velko-ocr cannot load, or a list that is none, never leave it unable to read: it
+// reads English and says so once.
+TEST(TextRecognitionProcess, ReadsEnglishWhenItCannotReadInTheLanguagesGiven) {
+    const std::string reference = VELKO_SOURCE_DIR "/tests/reference/preferences-granted.png";
+    for (const std::string languages : {"xyz", "../deu"}) {
+        TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", languages, 10s, 60s);
+        testing::internal::CaptureStderr();
+        auto first = recognize(recognizer, reference);
+        auto second = recognize(recognizer, reference);
+        ASSERT_EQ(first.wait_for(60s), std::future_status::ready);
+        ASSERT_EQ(second.wait_for(60s), std::future_status::ready);
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(hasLine(first.get(), "Velko Helper"));
+        EXPECT_TRUE(hasLine(second.get(), "Velko Helper"));
+        const std::regex said("velko-ocr: Tesseract cannot read in [^\\n]*; reading in English");
+        const auto count = std::distance(std::sregex_iterator(log.begin(), log.end(), said), std::sregex_iterator());
+        EXPECT_EQ(count, 1) << log;
+    }
+}
+
 // A PNG of a few kilobytes that declares more pixels than are read is refused by its header, and
 // velko-ocr runs under the memory limit it was given. What is not read is named in the log, and
 // the next image is read.
