@@ -11,6 +11,7 @@ struct Language {
     std::string_view layouts;  // XKB layouts people who write it type with, space-separated
     std::string_view code;     // Tesseract's
     std::string_view name;
+    bool latin = true;  // written in the Latin alphabet
 };
 
 // Locales and layouts whose language has a Tesseract model packaged by Debian. Chinese is in
@@ -19,9 +20,9 @@ constexpr std::array languages{
     Language{"en", "us gb au ca ie nz za in", "eng", "English"},
     Language{"de", "de at ch", "deu", "German"},
     Language{"fr", "fr be", "fra", "French"},
-    Language{"ru", "ru", "rus", "Russian"},
-    Language{"uk", "ua", "ukr", "Ukrainian"},
-    Language{"be", "by", "bel", "Belarusian"},
+    Language{"ru", "ru", "rus", "Russian", false},
+    Language{"uk", "ua", "ukr", "Ukrainian", false},
+    Language{"be", "by", "bel", "Belarusian", false},
     Language{"es", "es latam", "spa", "Spanish"},
     Language{"pt", "pt br", "por", "Portuguese"},
     Language{"it", "it", "ita", "Italian"},
@@ -36,20 +37,20 @@ constexpr std::array languages{
     Language{"fi", "fi", "fin", "Finnish"},
     Language{"hu", "hu", "hun", "Hungarian"},
     Language{"ro", "ro", "ron", "Romanian"},
-    Language{"bg", "bg", "bul", "Bulgarian"},
-    Language{"sr", "rs", "srp", "Serbian"},
+    Language{"bg", "bg", "bul", "Bulgarian", false},
+    Language{"sr", "rs", "srp", "Serbian", false},
     Language{"hr", "hr", "hrv", "Croatian"},
     Language{"sl", "si", "slv", "Slovenian"},
-    Language{"el", "gr", "ell", "Greek"},
+    Language{"el", "gr", "ell", "Greek", false},
     Language{"tr", "tr", "tur", "Turkish"},
-    Language{"he", "il", "heb", "Hebrew"},
-    Language{"ar", "ara", "ara", "Arabic"},
-    Language{"ja", "jp", "jpn", "Japanese"},
-    Language{"ko", "kr", "kor", "Korean"},
-    Language{"th", "th", "tha", "Thai"},
+    Language{"he", "il", "heb", "Hebrew", false},
+    Language{"ar", "ara", "ara", "Arabic", false},
+    Language{"ja", "jp", "jpn", "Japanese", false},
+    Language{"ko", "kr", "kor", "Korean", false},
+    Language{"th", "th", "tha", "Thai", false},
     Language{"vi", "vn", "vie", "Vietnamese"},
-    Language{"zh", "cn", "chi_sim", "Chinese (simplified)"},
-    Language{"", "tw", "chi_tra", "Chinese (traditional)"},
+    Language{"zh", "cn", "chi_sim", "Chinese (simplified)", false},
+    Language{"", "tw", "chi_tra", "Chinese (traditional)", false},
     Language{"", "", "srp_latn", "Serbian (Latin)"},
 };
 
@@ -126,18 +127,23 @@ std::vector<std::string> RecognitionLanguages::wanted(const Environment& environ
 
 RecognitionLanguages::Choice RecognitionLanguages::choose(const std::vector<std::string>& wanted,
                                                           const Installed& installed) {
-    std::vector<std::string> order;
+    std::vector<std::string> capped;
     for (const auto& code : wanted)
-        if (std::find(order.begin(), order.end(), code) == order.end()) order.push_back(code);
-    if (std::find(order.begin(), order.end(), "eng") == order.end()) order.push_back("eng");
-    // English keeps its place whatever the cap; without its data nothing can be read at all, so
-    // it is named like any other missing one.
+        if (code != "eng" && capped.size() + 1 < maxLanguages &&
+            std::find(capped.begin(), capped.end(), code) == capped.end())
+            capped.push_back(code);
+    // Tesseract keeps the first reading of a word that is good enough: English read first takes
+    // "Ça" for "Ca", while a language of another script read first takes English words for
+    // look-alikes of its own. So the Latin ones go before English, the others after it.
+    const auto latin = [](const std::string& code) {
+        const Language* language = byCode(code);
+        return !language || language->latin;
+    };
+    std::stable_partition(capped.begin(), capped.end(), latin);
+    capped.insert(std::find_if_not(capped.begin(), capped.end(), latin), std::string("eng"));
+    // Without English's data nothing can be read at all; it is named like any other missing one.
     Choice choice;
-    std::size_t others = 0;
-    for (const auto& code : order) {
-        if (code != "eng" && ++others >= maxLanguages) continue;
-        (installed(code) ? choice.used : choice.missing).push_back(code);
-    }
+    for (const auto& code : capped) (installed(code) ? choice.used : choice.missing).push_back(code);
     return choice;
 }
 

@@ -9,9 +9,7 @@
 namespace velko {
 
 // The languages screenshots are read in: the person's, as their locale and keyboard layouts say,
-// in Tesseract's language codes ("deu"), in their order, and English always. Tesseract tries the
-// languages in order on a word until one reads it well, so the first is the one most text is in;
-// English, on every desktop, comes last unless the person put it first. Each language read costs
+// in Tesseract's language codes ("deu"), and English always. Each language read costs
 // recognition time, so only a few are.
 class RecognitionLanguages {
 public:
@@ -41,8 +39,8 @@ public:
     // The codes of LANGUAGE's list, then of the first of LC_ALL, LC_MESSAGES and LANG that is
     // set, then of the layouts; in that order, once each.
     static std::vector<std::string> wanted(const Environment& environment, const std::vector<std::string>& layouts);
-    // As many of wanted as the cap leaves room for beside English, which is added last if it is
-    // not among them.
+    // English and as many of wanted as the cap leaves room for: those in the Latin alphabet first,
+    // in their order, then English, then the others.
     static Choice choose(const std::vector<std::string>& wanted, const Installed& installed);
 
     // "German" for "deu"; the code itself for one not in the table.

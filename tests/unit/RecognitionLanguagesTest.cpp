@@ -58,20 +58,21 @@ TEST(RecognitionLanguages, WantedFollowsLanguageThenTheLocaleThenTheLayouts) {
     EXPECT_EQ(RecognitionLanguages::wanted(environment({}), {"ru"}), Codes{"rus"});
 }
 
-// English always, last unless the person put it before; what is not installed is named, not read,
-// and counts towards the cap so that installing it never pushes out a language read today.
+// English always, after the Latin alphabet's languages and before the others; what is not installed
+// is named, not read, and counts towards the cap so that installing it never pushes out a language
+// read today.
 TEST(RecognitionLanguages, ChoiceKeepsEnglishCapsAndNamesTheMissingPackages) {
     const std::set<std::string> installed{"eng", "deu", "rus", "chi_sim"};
     const auto has = [&](const std::string& code) { return installed.count(code) > 0; };
 
     auto choice = RecognitionLanguages::choose({"deu", "rus", "chi_sim"}, has);
-    EXPECT_EQ(choice.tesseract(), "deu+rus+eng");
-    EXPECT_EQ(choice.names(), "German, Russian, English");
+    EXPECT_EQ(choice.tesseract(), "deu+eng+rus");
+    EXPECT_EQ(choice.names(), "German, English, Russian");
     EXPECT_EQ(choice.note(), "");
-    EXPECT_EQ(RecognitionLanguages::choose({"eng", "deu", "eng"}, has).tesseract(), "eng+deu");
+    EXPECT_EQ(RecognitionLanguages::choose({"eng", "rus", "deu", "eng"}, has).tesseract(), "deu+eng+rus");
 
     choice = RecognitionLanguages::choose({"chi_tra", "chi_sim", "deu"}, has);
-    EXPECT_EQ(choice.tesseract(), "chi_sim+eng");
+    EXPECT_EQ(choice.tesseract(), "eng+chi_sim");
     EXPECT_EQ(choice.missing, Codes{"chi_tra"});
     EXPECT_EQ(choice.note(),
               "Not read in Chinese (traditional) (tesseract-ocr-chi-tra): install the package, then restart the "
