@@ -94,6 +94,21 @@ std::optional<std::string> RecognitionLanguages::forLocale(std::string_view loca
 
 std::optional<std::string> RecognitionLanguages::forLayout(std::string_view layout) {
     if (layout.empty()) return std::nullopt;
+    // Input methods for scripts no keyboard layout has.
+    if (layout.starts_with("ibus:")) {
+        const std::string_view engine = layout.substr(5);
+        for (const auto& [name, code] : {std::pair{"anthy", "jpn"},
+                                         {"mozc-jp", "jpn"},
+                                         {"kkc", "jpn"},
+                                         {"libpinyin", "chi_sim"},
+                                         {"pinyin", "chi_sim"},
+                                         {"rime", "chi_sim"},
+                                         {"chewing", "chi_tra"},
+                                         {"cangjie", "chi_tra"},
+                                         {"hangul", "kor"}})
+            if (engine == name) return code;
+        return std::nullopt;
+    }
     return codeWhere([&](const Language& l) {
         for (std::string_view rest = l.layouts; !rest.empty();) {
             const auto space = rest.find(' ');

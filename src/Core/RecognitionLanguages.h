@@ -34,7 +34,8 @@ public:
     // The code for a locale ("de_DE.UTF-8", "pt_BR", "zh_TW", "sr@latin"); nullopt for "C",
     // "POSIX" and a language not in the table.
     static std::optional<std::string> forLocale(std::string_view locale);
-    // The code for an XKB layout ("de", "ua", "latam", "us"); nullopt for one not in the table.
+    // The code for an XKB layout ("de", "ua", "latam", "us") or an IBus input method
+    // ("ibus:mozc-jp"); nullopt for one not in the table.
     static std::optional<std::string> forLayout(std::string_view layout);
 
     // The codes of LANGUAGE's list, then of the first of LC_ALL, LC_MESSAGES and LANG that is

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <cstdlib>
+#include <regex>
 
 #include "Core/RecognitionLanguages.h"
 #include "evdev/SessionKeymap.h"
@@ -24,14 +25,27 @@ std::vector<std::string> split(const std::string& list) {
 
 }  // namespace
 
-std::vector<std::string> TextRecognitionBackendFactory::desktopLayouts(const DesktopSession::Environment& environment) {
-    std::optional<SessionKeymap::Names> names;
-    if (DesktopSession::runs("GNOME", environment)) {
-        if (const auto sources = SessionKeymap::gnomeSources()) names = SessionKeymap::fromGnomeSources(*sources);
-    } else if (DesktopSession::runs("KDE", environment)) {
-        if (const auto settings = SessionKeymap::plasmaSettings()) names = SessionKeymap::fromPlasmaSettings(*settings);
+std::vector<std::string> TextRecognitionBackendFactory::gnomeLayouts(const std::string& sources) {
+    static const std::regex source(R"(\(\s*'(xkb|ibus)'\s*,\s*'([^']*)'\s*\))");
+    std::vector<std::string> layouts;
+    for (auto it = std::sregex_iterator(sources.begin(), sources.end(), source); it != std::sregex_iterator(); ++it) {
+        const std::string id = (*it)[2];
+        layouts.push_back((*it)[1] == "ibus" ? "ibus:" + id : id.substr(0, id.find('+')));
     }
-    return names ? split(names->layout) : std::vector<std::string>{};
+    return layouts;
+}
+
+std::vector<std::string> TextRecognitionBackendFactory::desktopLayouts(const DesktopSession::Environment& environment) {
+    if (DesktopSession::runs("GNOME", environment)) {
+        const auto sources = SessionKeymap::gnomeSources();
+        return sources ? gnomeLayouts(*sources) : std::vector<std::string>{};
+    }
+    if (DesktopSession::runs("KDE", environment)) {
+        const auto settings = SessionKeymap::plasmaSettings();
+        if (const auto names = settings ? SessionKeymap::fromPlasmaSettings(*settings) : std::nullopt)
+            return split(names->layout);
+    }
+    return {};
 }
 
 BackendChoice TextRecognitionBackendFactory::languagesChoice(const DesktopSession::Environment& environment,

@@ -44,5 +44,12 @@ TEST(TextRecognitionBackendFactory, ReadsTheLanguagesWhoseModelsAreInTesseractsF
     EXPECT_NE(none.note.find("English (tesseract-ocr-eng)"), std::string::npos) << none.note;
 }
 
+TEST(TextRecognitionBackendFactory, GnomesInputSourcesGiveTheirLayoutsAndInputMethodsInOrder) {
+    EXPECT_EQ(TextRecognitionBackendFactory::gnomeLayouts(
+                  "[('xkb', 'us+dvorak'), ('ibus', 'mozc-jp'), ('xkb', 'ua'), ('ibus', 'm17n:ru:kbd')]"),
+              (std::vector<std::string>{"us", "ibus:mozc-jp", "ua", "ibus:m17n:ru:kbd"}));
+    EXPECT_TRUE(TextRecognitionBackendFactory::gnomeLayouts("@a(ss) []").empty());
+}
+
 }  // namespace
 }  // namespace velko::test

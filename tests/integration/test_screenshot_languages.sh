@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Screenshots of real GTK dialogs in German, French and Russian are read with their accents,
-# umlauts and Cyrillic when the locale or the keyboard layouts name those languages; a language
-# whose Tesseract package is missing is named with the package to install.
+# umlauts and Cyrillic when the locale or the keyboard layouts (Plasma's, GNOME's) name those
+# languages; a language whose Tesseract package is missing is named with the package to install.
 source "$(dirname "$0")/lib.sh"
 SHOTS="$HOME/Pictures/Screenshots"
 STAGING="$GROUP/pending_screenshots"
@@ -72,4 +72,12 @@ check_eq "the missing package is named once" 1 \
   "$(grep -cF 'Not read in Polish (tesseract-ocr-pol): install the package' "$HELPER_LOG")"
 SHOTS="$(sed -n 's/.*watching \(.*\) for screenshots.*/\1/p' "$HELPER_LOG" | head -1)"
 reads ru.png сохранён папке Документы Пожалуйста закройте окна продолжением ещё мягких французских булок
+stop_helper
+
+# --- GNOME's input sources, read with the real gsettings: Ukrainian, whose package is missing
+export GSETTINGS_BACKEND=keyfile
+gsettings set org.gnome.desktop.input-sources sources "[('xkb', 'us'), ('xkb', 'ua')]"
+XDG_CURRENT_DESKTOP=GNOME LANG=C.UTF-8 launch_helper
+check_eq "status names English alone" "Text recognition: Tesseract $version (English)" "$(status_line)"
+check "the note names Ukrainian's package" grep -qF 'Not read in Ukrainian (tesseract-ocr-ukr)' "$HELPER_LOG"
 finish
