@@ -100,7 +100,15 @@ Card makeBackendsCard(double y, const BackendChoices& backends) {
                         NamedColor::secondaryLabelColor,
                         TextAlignment::natural};
         const NamedColor color = choice.backend == "off" ? NamedColor::tertiaryLabelColor : NamedColor::labelColor;
-        r.status = Label{choice.backend, {124, top, 210, 18}, {11, FontWeight::medium}, color, TextAlignment::right};
+        // About 32 characters fit beside the capability; a longer name (an engine and its
+        // languages) gets the card's width on the line under it.
+        const bool own = choice.backend.size() > 32;
+        if (own) top += pitch - 4;
+        r.status = Label{choice.backend,
+                         own ? Rect{14, top, cardWidth - 28, 18} : Rect{124, top, 210, 18},
+                         {11, FontWeight::medium},
+                         color,
+                         own ? TextAlignment::natural : TextAlignment::right};
         rows.push_back(std::move(r));
         top += pitch;
         if (choice.note.empty()) continue;

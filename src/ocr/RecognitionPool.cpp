@@ -59,8 +59,8 @@ namespace {
 constexpr int utilityNice = 10;
 
 // Each thread's own engine, loaded by its first job and gone with the thread.
-TesseractEngine& threadEngine() {
-    thread_local TesseractEngine engine;
+TesseractEngine& threadEngine(const std::string& languages) {
+    thread_local TesseractEngine engine(languages);
     return engine;
 }
 
@@ -73,10 +73,11 @@ void startRecognizerThread() {
 
 }  // namespace
 
-RecognitionPool::RecognitionPool(std::size_t maxThreads) : threads_("velko-ocr", maxThreads, startRecognizerThread) {}
+RecognitionPool::RecognitionPool(std::size_t maxThreads, std::string languages)
+    : languages_(std::move(languages)), threads_("velko-ocr", maxThreads, startRecognizerThread) {}
 
 void RecognitionPool::post(std::uint64_t ticket, Job job) {
-    threads_.post(ticket, [job = std::move(job)] { job(threadEngine()); });
+    threads_.post(ticket, [this, job = std::move(job)] { job(threadEngine(languages_)); });
 }
 
 }  // namespace velko

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include "ocr/TesseractEngine.h"
 #include "posix/JobThreads.h"
@@ -17,7 +18,8 @@ class RecognitionPool {
 public:
     using Job = std::function<void(TesseractEngine&)>;
 
-    explicit RecognitionPool(std::size_t maxThreads);
+    // languages: what every engine reads, in Tesseract's words ("eng+deu").
+    RecognitionPool(std::size_t maxThreads, std::string languages);
 
     std::size_t size() const { return threads_.maxThreads(); }
     // A ticket later than every one handed out before.
@@ -27,6 +29,7 @@ public:
     void post(std::uint64_t ticket, Job job);
 
 private:
+    const std::string languages_;
     JobThreads threads_;
 };
 

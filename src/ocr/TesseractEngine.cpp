@@ -13,20 +13,60 @@ namespace {
 
 bool stopRequested(void* stop, int) { return static_cast<const std::atomic<bool>*>(stop)->load(); }
 
+// Codes of letters, digits and '_' joined by '+': a path or an option never reaches Tesseract.
+bool isLanguageList(const std::string& languages) {
+    bool code = false;
+    for (const char c : languages) {
+        if (c == '+' && code) {
+            code = false;
+        } else if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_') {
+            code = true;
+        } else {
+            return false;
+        }
+    }
+    return code;
+}
+
+// The list of what was loaded, "eng+deu".
+std::string loaded(tesseract::TessBaseAPI& api) {
+    std::vector<std::string> languages;
+    api.GetLoadedLanguagesAsVector(&languages);
+    std::string out;
+    for (const auto& language : languages) out += (out.empty() ? "" : "+") + language;
+    return out;
+}
+
 }  // namespace
 
-TesseractEngine::TesseractEngine() = default;
+TesseractEngine::TesseractEngine(std::string languages) : languages_(std::move(languages)) {}
 TesseractEngine::~TesseractEngine() = default;
 
 bool TesseractEngine::ready() {
     if (api_ || failed_) return !failed_;
     auto api = std::make_unique<tesseract::TessBaseAPI>();
-    if (api->Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) {
-        static std::once_flag said;
-        std::call_once(
-            said, [] { log::warning("Tesseract has no English LSTM model; screenshots are staged without text"); });
-        failed_ = true;
-        return false;
+    static std::once_flag saidLanguages, saidEnglish;
+    const bool valid = isLanguageList(languages_);
+    if (valid && api->Init(nullptr, languages_.c_str(), tesseract::OEM_LSTM_ONLY) == 0) {
+        // A model it cannot load is left out of the list, not an error.
+        if (const std::string read = loaded(*api); read != languages_)
+            std::call_once(saidLanguages, [&] {
+                log::warning("Tesseract has no model for some of %s; reading in %s", languages_.c_str(), read.c_str());
+            });
+    } else {
+        if (languages_ != "eng")
+            std::call_once(saidLanguages, [&] {
+                log::warning("Tesseract cannot read in %s%s; reading in English", valid ? "" : "the bad language list ",
+                             languages_.c_str());
+            });
+        api = std::make_unique<tesseract::TessBaseAPI>();
+        if (api->Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) {
+            std::call_once(saidEnglish, [] {
+                log::warning("Tesseract has no English LSTM model; screenshots are staged without text");
+            });
+            failed_ = true;
+            return false;
+        }
     }
     api->SetVariable("debug_file", "/dev/null");  // its chatter is not the user's concern
     // Prepared images are dark on light everywhere; reading a doubtful line again inverted only

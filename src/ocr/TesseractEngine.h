@@ -21,16 +21,18 @@ struct ReadWord {
     std::size_t line = 0;
 };
 
-// One Tesseract (LSTM engine, English) for one thread at a time: layout of a whole screen, and
-// recognition of a few lines of it.
+// One Tesseract (LSTM engine) for one thread at a time: layout of a whole screen, and recognition
+// of a few lines of it.
 class TesseractEngine {
 public:
-    TesseractEngine();
+    // languages: Tesseract's list, "eng+deu".
+    explicit TesseractEngine(std::string languages = "eng");
     ~TesseractEngine();
     TesseractEngine(const TesseractEngine&) = delete;
     TesseractEngine& operator=(const TesseractEngine&) = delete;
 
-    // Loads the model on first use; false when it cannot be loaded (said once per process).
+    // Loads the models on first use; those that cannot be loaded are left out, and English is read
+    // when none of them can (said once per process); false when not even English can be loaded.
     bool ready();
     // Boxes of the pieces of text lines that layout finds in a 1-bpp image (ink set), in no
     // particular order; empty when there is no text or the engine is not ready.
@@ -40,6 +42,7 @@ public:
     std::optional<std::vector<ReadWord>> readWords(Pix* image, const std::atomic<bool>& stop);
 
 private:
+    const std::string languages_;
     std::unique_ptr<tesseract::TessBaseAPI> api_;
     bool failed_ = false;
 };

@@ -27,7 +27,8 @@ struct TesseractRecognizer::Screenshot {
     std::atomic<std::size_t> unread{0};
 };
 
-TesseractRecognizer::TesseractRecognizer(std::size_t maxRecognizers) : pool_(maxRecognizers) {
+TesseractRecognizer::TesseractRecognizer(std::string languages, std::size_t maxRecognizers)
+    : pool_(maxRecognizers, std::move(languages)) {
     // Decoding failures are reported once, in the helper's own words.
     setMsgSeverity(L_SEVERITY_NONE);
 }

@@ -10,14 +10,15 @@
 
 namespace velko {
 
-// Tesseract (LSTM engine, English) on screenshots as people take them. Each screenshot is
+// Tesseract (LSTM engine) on screenshots as people take them. Each screenshot is
 // prepared (ScreenPreparation), laid out once (PageLayout, its halves on two recognisers), and
 // its areas of a few lines are read by every recogniser of the pool at once; the lines come back
 // in reading order. Engines
 // load with their thread's first job, so a helper that never sees a screenshot never pays for one.
 class TesseractRecognizer : public TextRecognizer {
 public:
-    explicit TesseractRecognizer(std::size_t maxRecognizers = defaultPoolSize());
+    // languages: Tesseract's list ("eng+deu"); English when it cannot read in them.
+    explicit TesseractRecognizer(std::string languages = "eng", std::size_t maxRecognizers = defaultPoolSize());
     // Cancels running recognitions (their completions are not called), drops queued ones.
     ~TesseractRecognizer() override;
 

@@ -33,9 +33,13 @@ long seconds(Clock::duration d) {
 
 }  // namespace
 
-TextRecognitionProcess::TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime,
-                                               std::uint64_t memoryLimit)
-    : program_(std::move(program)), idleTime_(idleTime), stallTime_(stallTime), memoryLimit_(memoryLimit) {}
+TextRecognitionProcess::TextRecognitionProcess(std::string program, std::string languages, Duration idleTime,
+                                               Duration stallTime, std::uint64_t memoryLimit)
+    : program_(std::move(program)),
+      languages_(std::move(languages)),
+      idleTime_(idleTime),
+      stallTime_(stallTime),
+      memoryLimit_(memoryLimit) {}
 
 TextRecognitionProcess::~TextRecognitionProcess() {
     std::unique_lock lock(mutex_);
@@ -79,7 +83,8 @@ bool TextRecognitionProcess::start() {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    char* argv[] = {const_cast<char*>(program_.c_str()), nullptr};
+    char* argv[] = {const_cast<char*>(program_.c_str()), const_cast<char*>("--languages"),
+                    const_cast<char*>(languages_.c_str()), nullptr};
     pid_t pid = -1;
     const int error = ::posix_spawn(&pid, program_.c_str(), &actions, nullptr, argv, environ);
     posix_spawn_file_actions_destroy(&actions);
@@ -96,7 +101,7 @@ bool TextRecognitionProcess::start() {
         if (::prlimit(pid, RLIMIT_AS, &limit, nullptr) != 0)
             log::warning("velko-ocr runs without a memory limit: %s", std::strerror(errno));
     }
-    log::info("text recognition started (velko-ocr, pid %d)", static_cast<int>(pid));
+    log::info("text recognition started (velko-ocr, pid %d, %s)", static_cast<int>(pid), languages_.c_str());
     socket_ = ends[0];
     running_.insert(pid);
     ++readers_;

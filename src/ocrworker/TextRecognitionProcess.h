@@ -21,10 +21,12 @@ class TextRecognitionProcess : public TextRecognizer {
 public:
     using Duration = std::chrono::steady_clock::duration;
 
+    // languages: Tesseract's list ("eng+deu"), given to each program started.
     // stallTime: how long a program with work may go without answering before it is ended.
     // memoryLimit: the address space each program may take, in bytes (0: no limit); an image that
     // needs more gets no text, or ends the program and the next image starts another.
-    TextRecognitionProcess(std::string program, Duration idleTime, Duration stallTime, std::uint64_t memoryLimit = 0);
+    TextRecognitionProcess(std::string program, std::string languages, Duration idleTime, Duration stallTime,
+                           std::uint64_t memoryLimit = 0);
     // Ends the programs at once; completions still pending are not called.
     ~TextRecognitionProcess() override;
 
@@ -43,6 +45,7 @@ private:
     int checkTimers(int socket, pid_t pid);
 
     const std::string program_;
+    const std::string languages_;
     const Duration idleTime_;
     const Duration stallTime_;
     const std::uint64_t memoryLimit_;

@@ -1,23 +1,33 @@
 // velko-ocr: reads the text of the images the helper names on standard input, one request a line,
 // and answers each on standard output as its recognition ends (not necessarily in order). At the
-// end of its input it finishes what it was given and exits. Started by the helper, never by a user.
+// end of its input it finishes what it was given and exits. Started by the helper, never by a user:
+// velko-ocr [--languages eng+deu]
 #include <condition_variable>
 #include <cstdio>
 #include <iostream>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "ocr/TesseractRecognizer.h"
 #include "ocrworker/RecognitionMessages.h"
 #include "platform/Log.h"
 
-int main() {
+int main(int argc, char** argv) {
     velko::log::programName() = "velko-ocr";
+    // Whatever it is given, it reads: in English when the languages are wrong.
+    std::string languages = "eng";
+    for (int i = 1; i < argc; ++i) {
+        if (std::string_view(argv[i]) == "--languages" && i + 1 < argc)
+            languages = argv[++i];
+        else
+            velko::log::warning("ignoring the argument \"%s\"", argv[i]);
+    }
     std::mutex mutex;
     std::condition_variable finished;
     int running = 0;
     {
-        velko::TesseractRecognizer recognizer;
+        velko::TesseractRecognizer recognizer(languages);
         for (std::string line; std::getline(std::cin, line);) {
             const auto request = velko::RecognitionMessages::readRequest(line);
             if (!request) {

@@ -29,7 +29,7 @@ std::string read(TesseractRecognizer& recognizer, const std::string& path) {
 
 TEST(TesseractRecognizer, ReadsADarkPageAndATableInTheOrderAPersonDoes) {
     TempDir dir;
-    TesseractRecognizer recognizer(2);
+    TesseractRecognizer recognizer("eng", 2);
 
     // Light text on a dark page under a blue bar; a short column beside a longer one whose lines
     // do not line up with it.

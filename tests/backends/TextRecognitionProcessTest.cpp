@@ -39,7 +39,7 @@ TEST(TextRecognitionProcess, AnswersEveryRequestOnceWithItsOwnImage) {
     TempDir dir;
     const std::string odd = dir / "shot \xff\n.png";
     std::filesystem::copy_file(VELKO_SOURCE_DIR "/tests/reference/preferences-granted.png", odd);
-    TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", 10s, 60s);
+    TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", "eng", 10s, 60s);
     auto missing = recognize(recognizer, dir / "missing.png");
     auto image = recognize(recognizer, odd);
     ASSERT_EQ(image.wait_for(60s), std::future_status::ready);
@@ -47,10 +47,30 @@ TEST(TextRecognitionProcess, AnswersEveryRequestOnceWithItsOwnImage) {
     EXPECT_TRUE(hasLine(image.get(), "Velko Helper"));
     EXPECT_EQ(missing.get(), std::nullopt);
 
-    TextRecognitionProcess absent(dir / "velko-ocr", 10s, 60s);
+    TextRecognitionProcess absent(dir / "velko-ocr", "eng", 10s, 60s);
     auto nothing = recognize(absent, odd);
     ASSERT_EQ(nothing.wait_for(1s), std::future_status::ready);
     EXPECT_EQ(nothing.get(), std::nullopt);
+}
+
+// Languages velko-ocr cannot load, or a list that is none, never leave it unable to read: it
+// reads English and says so once.
+TEST(TextRecognitionProcess, ReadsEnglishWhenItCannotReadInTheLanguagesGiven) {
+    const std::string reference = VELKO_SOURCE_DIR "/tests/reference/preferences-granted.png";
+    for (const std::string languages : {"xyz", "../deu"}) {
+        TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", languages, 10s, 60s);
+        testing::internal::CaptureStderr();
+        auto first = recognize(recognizer, reference);
+        auto second = recognize(recognizer, reference);
+        ASSERT_EQ(first.wait_for(60s), std::future_status::ready);
+        ASSERT_EQ(second.wait_for(60s), std::future_status::ready);
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(hasLine(first.get(), "Velko Helper"));
+        EXPECT_TRUE(hasLine(second.get(), "Velko Helper"));
+        const std::regex said("velko-ocr: Tesseract cannot read in [^\\n]*; reading in English");
+        const auto count = std::distance(std::sregex_iterator(log.begin(), log.end(), said), std::sregex_iterator());
+        EXPECT_EQ(count, 1) << log;
+    }
 }
 
 // A PNG of a few kilobytes that declares more pixels than are read is refused by its header, and
@@ -61,7 +81,7 @@ TEST(TextRecognitionProcess, WhatIsNotReadIsNamedInTheLogAndTheNextImageIsRead) 
     const PixPtr huge(pixCreate(10000, 10000, 1));  // one bit a pixel here, a hundred million to read
     ASSERT_EQ(pixWrite((dir / "huge.png").c_str(), huge.get(), IFF_PNG), 0);
     const std::uint64_t limit = 1ull << 30;
-    TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", 10s, 60s, limit);
+    TextRecognitionProcess recognizer(VELKO_BINARY_DIR "/velko-ocr", "eng", 10s, 60s, limit);
     testing::internal::CaptureStderr();
     auto refused = recognize(recognizer, dir / "huge.png", "Screenshot huge \xff.png");
     const std::string reference = VELKO_SOURCE_DIR "/tests/reference/preferences-granted.png";

@@ -222,12 +222,21 @@ TEST_F(HelperAppDelegateTest, WhyScreenshotsAreNotPickedUpIsSaidInTheMenuAndUnde
 TEST_F(HelperAppDelegateTest, TheWindowListsTheBackendsBelowEverythingElse) {
     // What joining a group grants, say: three lines; the keys a desktop gave: one line each.
     const std::string advice(150, 'x'), keys = "CTRL+SHIFT+V: Open\nCTRL+SHIFT+space: Search\nno keys: Save";
-    backends = {{"Typed keys", "off", "", advice}, {"Hotkeys", "desktop portal", "", keys}, {"Input", "off", ""}};
+    backends = {{"Typed keys", "off", "", advice},
+                {"Hotkeys", "desktop portal", "", keys},
+                {"Input", "off", ""},
+                {"Text recognition", "Tesseract 5.3.0 (German, French, English)", ""}};
     launchWithWindows();
     delegate->showPreferences();
     const auto& m = window(0).model;
-    ASSERT_EQ(m.backendsCard.rows.size(), 5u);
+    ASSERT_EQ(m.backendsCard.rows.size(), 6u);
     EXPECT_EQ(m.backendsCard.rows[4].title.text + ": " + m.backendsCard.rows[4].status.text, "Input: off");
+    // A name too long to sit beside its capability is shown whole under it.
+    const Label& title = m.backendsCard.rows[5].title;
+    const Label& engine = m.backendsCard.rows[5].status;
+    EXPECT_GE(engine.frame.y, title.frame.y + title.frame.height);
+    EXPECT_GE(engine.frame.width, 300);
+    EXPECT_GE(m.backendsCard.frame.height, engine.frame.y + engine.frame.height);
     EXPECT_GT(m.backendsCard.frame.y, m.buttonRow.frame.y + m.buttonRow.frame.height);
     EXPECT_GE(m.window.documentHeight, m.backendsCard.frame.y + m.backendsCard.frame.height);
     // Each note sits under its capability, wrapped, and the next capability below all of it.
