@@ -110,7 +110,8 @@ struct ExpansionRig {
     GlobalHotkeyManager hotkeys{grabs, clock, center};
     FakePasteboard pasteboard;
     FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock};
+    FakeFocusTracker focus;
+    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock, focus};
 };
 
 }  // namespace velko::test

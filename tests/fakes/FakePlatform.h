@@ -220,3 +220,22 @@ public:
 };
 
 }  // namespace velko::test
+
+namespace velko::test {
+
+// A focus a test sets; each set() tells the listener, as a backend does on the main thread.
+class FakeFocusTracker : public FocusTracker {
+public:
+    std::optional<Focus> focus() const override { return current; }
+    void onChange(std::function<void()> changed) override { changed_ = std::move(changed); }
+    void set(std::optional<Focus> focus) {
+        current = std::move(focus);
+        if (changed_) changed_();
+    }
+    std::optional<Focus> current;
+
+private:
+    std::function<void()> changed_;
+};
+
+}  // namespace velko::test

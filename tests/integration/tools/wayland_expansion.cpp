@@ -28,6 +28,7 @@
 #include "qt/QtMainQueue.h"
 #include "session/ClipboardBackendFactory.h"
 #include "session/NoFilteringKeyTap.h"
+#include "session/NoFocusTracker.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace {
@@ -120,7 +121,8 @@ int main(int argc, char** argv) {
     NoFilteringKeyTap noHotkeys;
     Unposted unposted;
     GlobalHotkeyManager hotkeys(noHotkeys, mainQueue, unposted);
-    TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue);
+    NoFocusTracker focus;
+    TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue, focus);
     engine.start();
     return app.exec();
 }
