@@ -24,9 +24,9 @@
 #include "qt/QtWindowSystem.h"
 #include "qt/QtWorkspace.h"
 #include "session/ClipboardBackendFactory.h"
+#include "session/FocusBackendFactory.h"
 #include "session/HotkeyBackendFactory.h"
 #include "session/KeyWatchBackendFactory.h"
-#include "session/NoFocusTracker.h"
 #include "session/ScreenshotLocationBackendFactory.h"
 #include "session/StrokeBackendFactory.h"
 #include "session/TextRecognitionBackendFactory.h"
@@ -86,7 +86,6 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
       statusBar_(std::make_unique<QtStatusBar>(notifications_->bus())),
       userSession_(std::make_unique<PosixUserSession>()),
       windows_(std::make_unique<QtWindowSystem>()),
-      focus_(std::make_unique<NoFocusTracker>()),
       captureFiles_(std::make_unique<PosixCaptureFiles>()),
       captureJournal_(std::make_unique<PosixCaptureJournal>(PosixFileSystem::currentHomeDirectory())),
       directoryMonitor_(std::make_unique<InotifyDirectoryMonitor>()),
@@ -110,6 +109,11 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     keyEventTap_ = std::move(keys.tap);
     layoutWatch_ = std::move(keys.layoutWatch);
     chose(keys.choice);
+    auto focus = FocusBackendFactory::choose(
+        session_, [this](const std::string& backend) { changed("Focus", backend); },
+        [this](const std::string& note) { noted("Focus", note); });
+    focus_ = std::move(focus.tracker);
+    chose(focus.choice);
     auto clipboard = ClipboardBackendFactory::choose(session_);
     pasteboard_ = std::move(clipboard.pasteboard);
     chose(clipboard.choice);
