@@ -117,7 +117,7 @@ void AtspiFocusTracker::attach(const QString& name) {
         call << QString::fromLatin1(kind);
         whenAnswered(bus_.asyncCall(call), this, [kind](QDBusPendingCallWatcher& w) {
             if (w.isError())
-                log::warning("the accessibility registry refused %s: %s", kind, qPrintable(w.error().message()));
+                log::info("the accessibility registry refused %s: %s", kind, qPrintable(w.error().message()));
         });
     }
     reach(true, "");
@@ -230,7 +230,7 @@ void AtspiFocusTracker::reach(bool reached, const std::string& why) {
     if (reached)
         log::info("following the focus on the accessibility bus");
     else
-        log::warning("the focused widget is not known: %s", why.c_str());
+        log::info("the focused widget is not known: %s", why.c_str());
     if (stateChanged_) stateChanged_(reached, why);
 }
 
