@@ -38,8 +38,8 @@ void whenAnswered(const QDBusPendingCall& call, QObject* context, Answered answe
 AtspiFocusTracker::AtspiFocusTracker(StateHandler stateChanged, QObject* parent)
     : QObject(parent),
       stateChanged_(std::move(stateChanged)),
-      session_(std::make_unique<SessionBusConnection>(QStringLiteral("a11y"), nullptr, false)),
-      bus_(QStringLiteral("velko-a11y-unconnected")) {
+      session_(std::make_unique<SessionBusConnection>(QStringLiteral("focus"), nullptr, false)),
+      bus_(QStringLiteral("velko-accessibility-bus-unconnected")) {
     session_->whenConnected([this](QDBusConnection& session) {
         // The launcher may come later than the helper, or again after it quit.
         auto* watcher = new QDBusServiceWatcher(launcherName, session, QDBusServiceWatcher::WatchForOwnerChange, this);
@@ -75,8 +75,10 @@ void AtspiFocusTracker::askAddress(QDBusConnection& session) {
 
 void AtspiFocusTracker::connectTo(const QString& address) {
     lost("");  // a new bus: nothing of the old one holds
-    const QString name = QStringLiteral("velko-a11y-%1").arg(++generation_);
-    // Qt waits for the bus's greeting on the thread that connects: not on the main loop.
+    log::info("the accessibility bus is at %s", qPrintable(address));
+    const QString name = QStringLiteral("velko-accessibility-bus-%1").arg(++generation_);
+    // Qt waits for the bus's greeting on the thread that connects: not on the main loop. The name
+    // must differ from every SessionBusConnection's (velko-<purpose>-<n>), or Qt hands that one back.
     QThreadPool::globalInstance()->start([address, name, self = QPointer<AtspiFocusTracker>(this)] {
         QDBusConnection::connectToBus(address, name);
         QMetaObject::invokeMethod(
@@ -92,7 +94,8 @@ void AtspiFocusTracker::connectTo(const QString& address) {
 }
 
 void AtspiFocusTracker::attach(const QString& name) {
-    if (name != QStringLiteral("velko-a11y-%1").arg(generation_)) return QDBusConnection::disconnectFromBus(name);
+    if (name != QStringLiteral("velko-accessibility-bus-%1").arg(generation_))
+        return QDBusConnection::disconnectFromBus(name);
     QDBusConnection bus(name);
     if (!bus.isConnected()) {
         log::info("the accessibility bus refused the connection: %s", qPrintable(bus.lastError().message()));
@@ -105,11 +108,18 @@ void AtspiFocusTracker::attach(const QString& name) {
                  SLOT(onStateChanged(QDBusMessage)));
     bus_.connect({}, {}, QStringLiteral("org.a11y.atspi.Event.Focus"), QStringLiteral("Focus"), this,
                  SLOT(onFocusEvent(QDBusMessage)));
-    bus_.connect({}, {}, QStringLiteral("org.a11y.atspi.Event.Window"), QStringLiteral("Deactivate"), this,
-                 SLOT(onWindowDeactivated(QDBusMessage)));
+    // GTK 3 and Qt name it Deactivate, GTK 4 deactivate.
+    for (const char* member : {"Deactivate", "deactivate"})
+        bus_.connect({}, {}, QStringLiteral("org.a11y.atspi.Event.Window"), QString::fromLatin1(member), this,
+                     SLOT(onWindowDeactivated(QDBusMessage)));
     bus_.connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
                  QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"), this,
                  SLOT(onNameOwnerChanged(QString, QString, QString)));
+    registerEvents();
+    reach(true, "");
+}
+
+void AtspiFocusTracker::registerEvents() {
     for (const char* kind : eventKinds) {
         auto call =
             QDBusMessage::createMethodCall(registryName, QStringLiteral("/org/a11y/atspi/registry"),
@@ -120,12 +130,11 @@ void AtspiFocusTracker::attach(const QString& name) {
                 log::info("the accessibility registry refused %s: %s", kind, qPrintable(w.error().message()));
         });
     }
-    reach(true, "");
 }
 
 void AtspiFocusTracker::lost(const std::string& why) {
     if (!busName_.isEmpty()) QDBusConnection::disconnectFromBus(std::exchange(busName_, {}));
-    bus_ = QDBusConnection(QStringLiteral("velko-a11y-unconnected"));
+    bus_ = QDBusConnection(QStringLiteral("velko-accessibility-bus-unconnected"));
     ++request_;
     focusedService_.clear();
     focusedPath_.clear();
@@ -148,6 +157,9 @@ void AtspiFocusTracker::onFocusEvent(const QDBusMessage& message) { focused(mess
 void AtspiFocusTracker::onWindowDeactivated(const QDBusMessage& message) { unfocused(message.service()); }
 
 void AtspiFocusTracker::onNameOwnerChanged(const QString& name, const QString&, const QString& newOwner) {
+    // A registry started after us (or again) knows nothing of our events, and applications send
+    // only those some listener registered.
+    if (name == registryName && !newOwner.isEmpty()) return registerEvents();
     if (!newOwner.isEmpty()) return;
     applicationNames_.erase(name);
     unfocused(name);

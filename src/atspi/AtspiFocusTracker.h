@@ -45,6 +45,7 @@ private:
     void askAddress(QDBusConnection& session);
     void connectTo(const QString& address);
     void attach(const QString& connectionName);
+    void registerEvents();
     void lost(const std::string& why);
     void focused(const QString& service, const QString& path);
     // The widget at service/path lost the focus, or its application went away.

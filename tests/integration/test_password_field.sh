@@ -22,10 +22,12 @@ wait_for "expansion to start" grep -q 'text expansion on' "$HELPER_LOG"
 wait_for "the accessibility bus" grep -q 'following the focus on the accessibility bus' "$HELPER_LOG"
 check_eq "velkoctl status names the accessibility bus" "Focus: accessibility bus (AT-SPI)" "$(focus_line)"
 
+watch_focus  # reported to it, reported to the helper
 open_password velko-password
-sleep 0.5  # the focus report, as a person takes that long to start typing
+focus_window velko-password "zenity password"
 xdotool type --delay 40 ';sig;si'
 open_field velko-after
+focus_window velko-after zenity
 xdotool type --delay 40 'g'
 sleep 1
 close_field
@@ -36,6 +38,7 @@ wait_for "the password field to close" bash -c "! kill -0 $PASSWORD_PID 2>/dev/n
 check_eq "the password field kept what was typed" ";sig;si" "$(cat "$WORK/velko-password.out")"
 
 open_field velko-normal
+focus_window velko-normal zenity
 xdotool type --delay 40 ';sig'
 sleep 1
 close_field
