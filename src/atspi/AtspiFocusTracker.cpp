@@ -8,6 +8,7 @@
 #include <QPointer>
 #include <QThreadPool>
 #include <QTimer>
+#include <chrono>
 
 #include "dbus/SessionBusConnection.h"
 #include "platform/Log.h"
@@ -20,6 +21,8 @@ const QString registryName = QStringLiteral("org.a11y.atspi.Registry");
 const QString accessibleInterface = QStringLiteral("org.a11y.atspi.Accessible");
 const QString rootPath = QStringLiteral("/org/a11y/atspi/accessible/root");
 constexpr unsigned focusedState = 12;  // ATSPI_STATE_FOCUSED
+constexpr int describeAttempts = 5;
+constexpr std::chrono::milliseconds describeRetry{400};
 
 // Applications send events only of the kinds some listener registered.
 const char* const eventKinds[] = {"object:state-changed:focused", "focus:", "window:deactivate"};
@@ -182,11 +185,12 @@ void AtspiFocusTracker::unfocused(const QString& service, const QString& path) {
     set(std::nullopt);
 }
 
-void AtspiFocusTracker::describe(std::uint64_t request, const QString& service, const QString& path) {
+void AtspiFocusTracker::describe(std::uint64_t request, const QString& service, const QString& path, int attempt) {
     struct Answers {
         std::optional<unsigned> role;
         std::optional<bool> focused;
         std::optional<std::string> application;
+        bool failed = false;
     };
     auto answers = std::make_shared<Answers>();
     const auto settle = [this, request, service, answers] {
@@ -196,23 +200,30 @@ void AtspiFocusTracker::describe(std::uint64_t request, const QString& service, 
         applicationNames_[service] = *answers->application;
         set(Focus{*answers->application, *answers->role == terminalRole, *answers->role == passwordTextRole});
     };
+    // GTK 4 reports its first focus before it serves its objects: asked again a little later. An
+    // application that never answers tells nothing about this widget: it stays unknown.
+    const auto fail = [this, request, service, path, attempt, answers] {
+        if (std::exchange(answers->failed, true) || attempt >= describeAttempts) return;
+        QTimer::singleShot(describeRetry, this, [=, this] {
+            if (request == request_) describe(request, service, path, attempt + 1);
+        });
+    };
     const auto ask = [&](const QString& at, const QString& interface, const QString& method, QVariantList args) {
         auto call = QDBusMessage::createMethodCall(service, at, interface, method);
         call.setArguments(args);
         return bus_.asyncCall(call);
     };
-    // An application that does not answer tells nothing about this widget: it stays unknown.
     whenAnswered(ask(path, accessibleInterface, QStringLiteral("GetRole"), {}), this,
-                 [answers, settle](QDBusPendingCallWatcher& w) {
+                 [answers, settle, fail](QDBusPendingCallWatcher& w) {
                      const QDBusPendingReply<uint> reply = w;
-                     if (reply.isError()) return;
+                     if (reply.isError()) return fail();
                      answers->role = reply.value();
                      settle();
                  });
     whenAnswered(ask(path, accessibleInterface, QStringLiteral("GetState"), {}), this,
-                 [answers, settle](QDBusPendingCallWatcher& w) {
+                 [answers, settle, fail](QDBusPendingCallWatcher& w) {
                      const QDBusPendingReply<QList<uint>> reply = w;
-                     if (reply.isError() || reply.value().isEmpty()) return;
+                     if (reply.isError() || reply.value().isEmpty()) return fail();
                      answers->focused = (reply.value()[0] & (1u << focusedState)) != 0;
                      settle();
                  });
@@ -222,10 +233,10 @@ void AtspiFocusTracker::describe(std::uint64_t request, const QString& service, 
     }
     whenAnswered(ask(rootPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
                      {accessibleInterface, QStringLiteral("Name")}),
-                 this, [answers, settle](QDBusPendingCallWatcher& w) {
+                 this, [answers, settle, fail](QDBusPendingCallWatcher& w) {
                      const QDBusPendingReply<QDBusVariant> reply = w;
-                     answers->application =
-                         reply.isError() ? std::string() : reply.value().variant().toString().toStdString();
+                     if (reply.isError()) return fail();
+                     answers->application = reply.value().variant().toString().toStdString();
                      settle();
                  });
 }

@@ -50,7 +50,7 @@ private:
     void focused(const QString& service, const QString& path);
     // The widget at service/path lost the focus, or its application went away.
     void unfocused(const QString& service, const QString& path = {});
-    void describe(std::uint64_t request, const QString& service, const QString& path);
+    void describe(std::uint64_t request, const QString& service, const QString& path, int attempt = 1);
     void set(std::optional<Focus> focus);
     void reach(bool reached, const std::string& why);
 
