@@ -75,6 +75,9 @@ bool start(Rig& rig, KeyEventTap& source) {
     rig.tap.source = &source;
     rig.reader.snippetTriggers = {{";sig", "expansion", "plain", {}}};
     rig.engine.start();
+    // A known focus, not a password field, with a name too long for the string's own storage:
+    // every key asks for it and copies it.
+    rig.focus.set(Focus{"org.gnome.TextEditor"});
     return rig.engine.isActive.get();
 }
 

@@ -1,4 +1,6 @@
 // Entry point: pick the backends for this session, build the services, launch, run the loop.
+#include <sys/prctl.h>
+
 #include <QApplication>
 #include <QEventLoop>
 #include <QTimer>
@@ -19,6 +21,10 @@
 #include "session/LinuxPlatform.h"
 
 int main(int argc, char** argv) {
+    // The helper holds typed keys, passwords among them until a field is known as one: no core
+    // file of it, whatever the core pattern, and no reading its memory through /proc or ptrace by
+    // the user's other programs.
+    if (::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) != 0) velko::log::warning("core dumps stay on: %m");
     // First of all: the display and the bus may both keep a second helper waiting.
     std::optional<velko::InstanceLock> instance;
     if (!velko::SingleInstance::lock(instance)) return 0;

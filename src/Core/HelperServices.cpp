@@ -24,7 +24,7 @@ HelperServices::HelperServices(const Platform& p)
       link(std::make_unique<HelperIPCManager>(*p.notifications, *p.trust, *injector, *p.workspace)),
       hotkeys(std::make_unique<GlobalHotkeyManager>(*p.filteringTap, *p.mainQueue, link->dnc(), *p.focus)),
       expansion(std::make_unique<TextExpansionEngine>(*p.trust, *reader, *p.keyEventTap, *hotkeys, *p.pasteboard,
-                                                      *p.userSession, *injector, *p.mainQueue)),
+                                                      *p.userSession, *injector, *p.mainQueue, *p.focus)),
       screenshots(std::make_unique<ScreenshotWatcher>(ScreenshotWatcher::Environment{
           *p.mainQueue, link->dnc(), *p.fileSystem, *p.screenshotLocation, *p.directoryMonitor, *p.captureFiles,
           *p.backgroundQueue, *p.textRecognizer, *p.captureJournal})),

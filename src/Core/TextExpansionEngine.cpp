@@ -13,6 +13,7 @@
 #include "Core/KeystrokeInjector.h"
 #include "Core/LocaleDateFormatter.h"
 #include "Core/UUIDGenerator.h"
+#include "platform/FocusTracker.h"
 
 namespace velko {
 namespace {
@@ -46,7 +47,8 @@ std::string plainText(const TextExpansionEngine::Snapshot& snapshot) {
 
 TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
                                          const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard,
-                                         UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue)
+                                         UserSession& session, KeystrokeInjector& injector, MainQueue& mainQueue,
+                                         FocusTracker& focus)
     : trust_(trust),
       reader_(reader),
       tap_(tap),
@@ -54,7 +56,8 @@ TextExpansionEngine::TextExpansionEngine(AccessibilityTrust& trust, SharedDataRe
       pasteboard_(pasteboard),
       session_(session),
       injector_(injector),
-      mainQueue_(mainQueue) {}
+      mainQueue_(mainQueue),
+      focus_(focus) {}
 
 TextExpansionEngine& TextExpansionEngine::shared() { return *HelperServices::current().expansion; }
 
@@ -69,6 +72,7 @@ void TextExpansionEngine::start() {
         mainQueue_.async([this, characters = *event.characters] { handleCharacter(characters); });
     });
     if (!tapped) return;
+    focus_.onChange([this] { focusChanged(); });
     isActive = true;
     log::info("text expansion on, %zu abbreviations", triggers_.size());
 }
@@ -88,7 +92,20 @@ bool TextExpansionEngine::acceptsStroke(const std::string& characters) {
     return (U_GET_GC_MASK(first) & punctuation) != 0;
 }
 
+bool TextExpansionEngine::inPasswordField() const {
+    const auto focus = focus_.focus();
+    return focus && focus->passwordField;
+}
+
+void TextExpansionEngine::focusChanged() {
+    if (!inPasswordField()) return;
+    // The report may come a few keys late: those went in before it and must go as well.
+    buffer_.clear();
+    if (waiting_) drop("a password field took the focus");
+}
+
 void TextExpansionEngine::handleCharacter(const std::string& characters) {
+    if (inPasswordField()) return;
     if (waiting_) {
         if (!noteTypedMeanwhile(characters)) drop("a key that cannot be typed again was pressed meanwhile");
         return;

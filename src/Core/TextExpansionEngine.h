@@ -14,6 +14,7 @@
 namespace velko {
 
 class AccessibilityTrust;
+class FocusTracker;
 class GlobalHotkeyManager;
 class KeyEventTap;
 class KeystrokeInjector;
@@ -29,9 +30,10 @@ public:
     using Snapshot = std::optional<std::vector<PasteboardItem>>;
 
     // Key-downs that `hotkeys` takes never reach a window, so they leave the typed text alone.
+    // Keys typed while `focus` reports a password field are neither kept nor matched.
     TextExpansionEngine(AccessibilityTrust& trust, SharedDataReader& reader, KeyEventTap& tap,
                         const GlobalHotkeyManager& hotkeys, Pasteboard& pasteboard, UserSession& session,
-                        KeystrokeInjector& injector, MainQueue& mainQueue);
+                        KeystrokeInjector& injector, MainQueue& mainQueue, FocusTracker& focus);
     static TextExpansionEngine& shared();
 
     // Once, at launch: without input access nothing happens; a tap that cannot be made leaves
@@ -77,6 +79,8 @@ private:
     void paste(const std::string& text, std::int64_t savedChangeCount, Snapshot snapshot);
     void restore(std::int64_t savedChangeCount, const Snapshot& snapshot);
     static bool acceptsStroke(const std::string& characters);
+    bool inPasswordField() const;
+    void focusChanged();
 
     AccessibilityTrust& trust_;
     SharedDataReader& reader_;
@@ -86,6 +90,7 @@ private:
     UserSession& session_;
     KeystrokeInjector& injector_;
     MainQueue& mainQueue_;
+    FocusTracker& focus_;
 
     KeystrokeBuffer buffer_{maxBufferLength};
     AbbreviationIndex triggers_;

@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "Core/LayeredFocusTracker.h"
+#include "atspi/AtspiFocusTracker.h"
 #include "session/NoFocusTracker.h"
 #include "session/PumpedWaylandFocus.h"
 #include "wayland/WaylandToplevelFocus.h"
@@ -21,7 +23,65 @@ FocusBackendFactory::Choice none(std::string reason, const std::string& why) {
 
 const std::string noActiveWindow = "The window manager does not publish the active window (EWMH)";
 
+// The two sources and the one line they make, kept as each comes and goes.
+struct Sources {
+    std::string window;  // its backend, or unknown
+    std::string windowNote;
+    std::string widgetWhy = "waiting for the accessibility bus";  // empty once the bus answers
+
+    std::string backend() const {
+        const bool windowKnown = window != FocusBackendFactory::unknown;
+        if (windowKnown && widgetWhy.empty()) return window + " + " + FocusBackendFactory::accessibilityBus;
+        if (windowKnown) return window;
+        if (widgetWhy.empty()) return FocusBackendFactory::accessibilityBus;
+        return FocusBackendFactory::unknown + " (" + widgetWhy + ")";
+    }
+    std::string note() const {
+        if (!widgetWhy.empty() && !windowNote.empty()) return windowNote + "\n" + FocusBackendFactory::passwordNote;
+        if (!widgetWhy.empty()) return FocusBackendFactory::passwordNote;
+        // The bus tells VTE's terminals by their role, but not every toolkit reports to it.
+        return window == FocusBackendFactory::unknown ? windowNote : std::string();
+    }
+};
+
+// The layered tracker with the two it layers: members first, so they exist before it looks at them.
+struct OwnedSources {
+    std::unique_ptr<FocusTracker> window;
+    std::unique_ptr<FocusTracker> widget;
+};
+class LayeredSources : private OwnedSources, public LayeredFocusTracker {
+public:
+    explicit LayeredSources(OwnedSources sources)
+        : OwnedSources(std::move(sources)), LayeredFocusTracker(*window, *widget) {}
+};
+
 }  // namespace
+
+const std::string FocusBackendFactory::passwordNote =
+    "Password fields are not recognised: keys typed into them are watched for abbreviations like any others.";
+
+FocusBackendFactory::Choice FocusBackendFactory::choose(const DesktopSession& session, Changed changed) {
+    auto sources = std::make_shared<Sources>();
+    auto report = [sources, changed] {
+        if (changed) changed(sources->backend(), sources->note());
+    };
+    auto window = chooseWindow(session, [sources, report](const std::string& backend, const std::string& note) {
+        sources->window = backend;
+        sources->windowNote = note;
+        report();
+    });
+    sources->window = window.choice.backend;
+    sources->windowNote = window.choice.note;
+    // GTK applications report their widgets whenever the bus is there, on X11 and Wayland alike;
+    // the helper does not switch accessibility on for the others (see docs/performance.md).
+    auto widget = std::make_unique<AtspiFocusTracker>([sources, report](bool reached, const std::string& why) {
+        sources->widgetWhy = reached ? std::string() : why;
+        report();
+    });
+    BackendChoice choice{"Focus", sources->backend(), window.choice.reason, sources->note()};
+    return {std::make_unique<LayeredSources>(OwnedSources{std::move(window.tracker), std::move(widget)}),
+            std::move(choice)};
+}
 
 std::string FocusBackendFactory::unknownNote(const std::string& why) {
     return why +
@@ -29,7 +89,7 @@ std::string FocusBackendFactory::unknownNote(const std::string& why) {
            "Ctrl+Shift+V hotkey takes the terminal's own paste key.";
 }
 
-FocusBackendFactory::Choice FocusBackendFactory::choose(const DesktopSession& session, Changed changed) {
+FocusBackendFactory::Choice FocusBackendFactory::chooseWindow(const DesktopSession& session, Changed changed) {
     if (session.kind == DesktopSession::Kind::x11) {
         // Told once before start() returns, which settles the first line; later, each change.
         auto initial = std::make_shared<std::optional<bool>>();

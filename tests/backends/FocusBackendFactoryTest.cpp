@@ -11,7 +11,7 @@ namespace velko {
 namespace {
 
 TEST(FocusBackendFactoryTest, TheFocusLineSaysUnknownAndWhyUntilAWindowManagerPublishesTheActiveWindow) {
-    const auto none = FocusBackendFactory::choose({DesktopSession::Kind::none, "no display"});
+    const auto none = FocusBackendFactory::chooseWindow({DesktopSession::Kind::none, "no display"});
     EXPECT_EQ(none.choice, (BackendChoice{"Focus", "unknown", "no display",
                                           FocusBackendFactory::unknownNote("No graphical session")}));
     EXPECT_EQ(none.tracker->focus(), std::nullopt);
@@ -26,7 +26,7 @@ TEST(FocusBackendFactoryTest, TheFocusLineSaysUnknownAndWhyUntilAWindowManagerPu
     std::free(xcb_get_input_focus_reply(c.get(), xcb_get_input_focus(c.get()), nullptr));
 
     std::vector<std::string> lines;
-    const auto x11 = FocusBackendFactory::choose(
+    const auto x11 = FocusBackendFactory::chooseWindow(
         {DesktopSession::Kind::x11, "DISPLAY=:9"},
         [&](const std::string& backend, const std::string& note) { lines.push_back(backend + note.substr(0, 14)); });
     const std::string why = "The window manager does not publish the active window (EWMH)";

@@ -111,7 +111,7 @@ struct ExpansionRig {
     GlobalHotkeyManager hotkeys{grabs, clock, center, focus};
     FakePasteboard pasteboard;
     FakeUserSession session;
-    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock};
+    TextExpansionEngine engine{trust, reader, tap, hotkeys, pasteboard, session, injector, clock, focus};
 };
 
 }  // namespace velko::test

@@ -184,21 +184,6 @@ private:
     Callback callback_;
 };
 
-// The focus as a test sets it; set() tells the subscriber as a backend would.
-class FakeFocusTracker : public FocusTracker {
-public:
-    std::optional<Focus> focus() const override { return focus_; }
-    void onChange(std::function<void()> changed) override { changed_ = std::move(changed); }
-    void set(std::optional<Focus> focus) {
-        focus_ = std::move(focus);
-        if (changed_) changed_();
-    }
-
-private:
-    std::optional<Focus> focus_;
-    std::function<void()> changed_;
-};
-
 // Windows that only record what was asked of them; a test closes one by clearing `visible`.
 class FakeWindowSystem : public WindowSystem {
 public:
@@ -232,6 +217,25 @@ public:
     }
     bool noScreen = false;
     std::vector<std::shared_ptr<State>> windows;
+};
+
+}  // namespace velko::test
+
+namespace velko::test {
+
+// A focus a test sets; each set() tells the listener, as a backend does on the main thread.
+class FakeFocusTracker : public FocusTracker {
+public:
+    std::optional<Focus> focus() const override { return current; }
+    void onChange(std::function<void()> changed) override { changed_ = std::move(changed); }
+    void set(std::optional<Focus> focus) {
+        current = std::move(focus);
+        if (changed_) changed_();
+    }
+    std::optional<Focus> current;
+
+private:
+    std::function<void()> changed_;
 };
 
 }  // namespace velko::test

@@ -362,6 +362,46 @@ TEST_F(TextExpansionEngineTest, NothingIsErasedBeforeTheSnapshotAndTextTypedMean
     }
 }
 
+TEST_F(TextExpansionEngineTest, PasswordFieldsKeepNoTypedKeysAndFireNothing) {
+    startWith(";sig");
+    const Focus field{"zenity"}, password{"zenity", false, true};
+    focus.set(field);
+    typeEach(";si");
+    focus.set(password);  // reported after the keys that went in before it
+    EXPECT_EQ(engine.keystrokeBuffer(), "");
+    typeEach("g;sig");
+    EXPECT_EQ(engine.keystrokeBuffer(), "");
+    focus.set(field);
+    type("g");
+    clock.advance(1);
+    EXPECT_EQ(backspaces(), 0);
+    typeEach(";sig");
+    clock.advance(1);
+    EXPECT_EQ(backspaces(), 4);
+
+    // Focus that moves to a password field while the clipboard is read: nothing is erased there.
+    pasteboard.slowOwner = true;
+    typeEach(";sig");
+    focus.set(password);
+    pasteboard.answerReads();
+    clock.advance(1);
+    EXPECT_EQ(backspaces(), 4);
+    EXPECT_EQ(pasted().size(), 1u);
+}
+
+TEST(KeystrokeBufferTest, WipedStringsLeaveNoByteOfTheirStorage) {
+    Character typed{std::string(40, 'p'), std::u16string(40, u'p')};
+    const char* text = typed.text.data();
+    const char16_t* decomposed = typed.decomposed.data();
+    const auto textCapacity = typed.text.capacity(), decomposedCapacity = typed.decomposed.capacity();
+    typed.text.resize(3);  // the rest of the storage still holds the longer text
+    KeystrokeBuffer::wipe(typed);
+    EXPECT_TRUE(typed.text.empty() && typed.decomposed.empty());
+    ASSERT_EQ(typed.text.data(), text);
+    EXPECT_EQ(std::string(text, textCapacity), std::string(textCapacity, '\0'));
+    EXPECT_EQ(std::u16string(decomposed, decomposedCapacity), std::u16string(decomposedCapacity, u'\0'));
+}
+
 TEST_F(TextExpansionEngineTest, QuittingWaitsForThePendingRestoreAndStartsNoNewExpansion) {
     pasteboard.contents = std::vector<PasteboardItem>{FakePasteboard::textItem("mine")};
     startWith(";sig");

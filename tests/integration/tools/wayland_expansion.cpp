@@ -122,7 +122,7 @@ int main(int argc, char** argv) {
     NoFilteringKeyTap noHotkeys;
     Unposted unposted;
     GlobalHotkeyManager hotkeys(noHotkeys, mainQueue, unposted, focus);
-    TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue);
+    TextExpansionEngine engine(trust, reader, tap, hotkeys, *clipboard.pasteboard, session, injector, mainQueue, focus);
     engine.start();
     return app.exec();
 }
