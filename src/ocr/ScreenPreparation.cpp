@@ -20,18 +20,20 @@ constexpr int regionCells = 6, regionLength = 10;
 // Light text on a dark region shows as holes in it; larger holes are light panels in a dark page.
 constexpr int textHoleWidth = 200, textHoleHeight = 80;
 // Thicker than the strokes of body text: what the flattening takes for background. Ink darker
-// than keptInkBelow stays as it is, so that headings with thicker strokes do too.
+// than keptInkBelow stays as it is, so that headings with thicker strokes do too; a level, not a
+// share of the page's contrast, which would keep a photo's shadows.
 constexpr int backgroundSize = 15;
-constexpr double keptInkBelow = 0.375;
+constexpr int keptInkBelow = 96;
 // A glyph's neighbourhood, and the share of the page's deepest ink below which ink is texture.
 constexpr int glyphSize = 9;
-constexpr double faintInk = 0.2;
+constexpr double faintInk = 0.2, dimInk = 0.5, flatShare = 0.02;
 // Ruled lines: at least this long, at most this thick, with no ink this far away on either side.
 constexpr int ruleLength = 61, ruleThickness = 4, ruleClearance = 6;
 constexpr double ruleInkBelow = 0.625;
 // Ink for layout: clearly darker than the flattened white, so that a picture's faint texture is
-// not. Dim text (grey timestamps) leaves less contrast after flattening, and its ink is lighter.
-constexpr double layoutInkBelow = 0.75;
+// not. Not a share of the page's own contrast: a photo's darkest is its grain. Dim text is as
+// dark as the rest by then.
+constexpr int layoutInkBelow = 192;
 
 PixPtr owned(Pix* pix) { return PixPtr(pix); }
 
@@ -61,9 +63,7 @@ PixPtr ScreenPreparation::prepare(Pix* screenshot) {
     return image;
 }
 
-PixPtr ScreenPreparation::ink(Pix* prepared) {
-    return owned(pixThresholdToBinary(prepared, threshold(prepared, layoutInkBelow)));
-}
+PixPtr ScreenPreparation::ink(Pix* prepared) { return owned(pixThresholdToBinary(prepared, layoutInkBelow)); }
 
 PixPtr ScreenPreparation::area(Pix* prepared, PixelRect rect, float scale) {
     BoxPtr box(boxCreate(rect.left, rect.top, rect.width(), rect.height()));
@@ -133,20 +133,22 @@ PixPtr ScreenPreparation::flattened(Pix* grey) {
     if (!hat) return nullptr;
     deepenFaintInk(hat.get());
     pixInvert(hat.get(), hat.get());
-    PixPtr ink = owned(pixThresholdToBinary(grey, threshold(grey, keptInkBelow)));
+    PixPtr ink = owned(pixThresholdToBinary(grey, keptInkBelow));
     if (ink) pixCombineMasked(hat.get(), grey, ink.get());
     return hat;
 }
 
 // Each pixel's depth is scaled by the deepest ink around it, up to the page's own: a glyph in
-// dim ink ends up as deep as one in full ink. Texture shallower than faintInk of the page's
-// deepest ink is no glyph and stays as it is.
+// dim ink (under dimInk of the page's deepest) ends up as deep as one in full ink. Grey labels
+// deeper than that are read as they are; made bolder, they change the layout. Texture shallower
+// than faintInk is no glyph and stays as it is; so does all of a page whose background is grainy.
 void ScreenPreparation::deepenFaintInk(Pix* depth) {
     PixPtr deepest = owned(pixDilateGray(depth, glyphSize, glyphSize));
     if (!deepest) return;
     const GreyLevels levels = levelsOf(depth);
-    const int full = levels.lightest(), faint = levels.level(faintInk);
-    if (full <= faint) return;
+    const int full = levels.lightest(), faint = levels.level(faintInk), dim = levels.level(dimInk);
+    // A page that is not flat around its ink (a photo's grain) has no faint glyphs to tell apart.
+    if (full <= faint || levels.background() > levels.level(flatShare)) return;
     const int width = pixGetWidth(depth), height = pixGetHeight(depth);
     const l_int32 wpl = pixGetWpl(depth), deepestWpl = pixGetWpl(deepest.get());
     l_uint32* rows = pixGetData(depth);
@@ -156,7 +158,7 @@ void ScreenPreparation::deepenFaintInk(Pix* depth) {
         const l_uint32* around = deepestRows + y * deepestWpl;
         for (int x = 0; x < width; ++x) {
             const int local = GET_DATA_BYTE(around, x);
-            if (local <= faint || local >= full) continue;
+            if (local <= faint || local > dim) continue;
             SET_DATA_BYTE(row, x, std::min(255, GET_DATA_BYTE(row, x) * full / local));
         }
     }
