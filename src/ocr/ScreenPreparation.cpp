@@ -9,8 +9,8 @@ namespace {
 
 // Rec. 709 luma: Leptonica's default weights lose part of the contrast of coloured UI text.
 constexpr float redWeight = 0.2126f, greenWeight = 0.7152f, blueWeight = 0.0722f;
-// Levels as shares of the way from an image's darkest to its lightest: darker than half way is a
-// dark background; the rest were the levels that suited black text on white.
+// Shares of the way from an image's darkest level to its lightest, so that a dim page or a strip
+// of a dark bar is judged by its own contrast: darker than half way is a dark background.
 constexpr double darkBelow = 0.5;
 // Side of the cells in which the background is judged, and how many cells of dark background a
 // dark region needs across and along: 24 by 40 px fits in a title bar 27 px high, not in the
@@ -27,7 +27,8 @@ constexpr int keptInkBelow = 96;
 // A glyph's neighbourhood, and the share of the page's deepest ink below which ink is texture.
 constexpr int glyphSize = 9;
 constexpr double faintInk = 0.2, dimInk = 0.5, flatShare = 0.02;
-// Ruled lines: at least this long, at most this thick, with no ink this far away on either side.
+// Ruled lines: at least this long, at most this thick, with no ink this far away on either side;
+// their ink is darker than ruleInkBelow of the way.
 constexpr int ruleLength = 61, ruleThickness = 4, ruleClearance = 6;
 constexpr double ruleInkBelow = 0.625;
 // Ink for layout: clearly darker than the flattened white, so that a picture's faint texture is
