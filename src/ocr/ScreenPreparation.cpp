@@ -24,8 +24,9 @@ constexpr int textHoleWidth = 200, textHoleHeight = 80;
 // share of the page's contrast, which would keep a photo's shadows.
 constexpr int backgroundSize = 15;
 constexpr int keptInkBelow = 96;
-// A glyph's neighbourhood, and the share of the page's deepest ink below which ink is texture.
-constexpr int glyphSize = 9;
+// A glyph's neighbourhood, the longest straight stroke of dim text, and the share of the page's
+// deepest ink below which ink is texture.
+constexpr int glyphSize = 9, lineLength = 19;
 constexpr double faintInk = 0.2, dimInk = 0.5, flatShare = 0.02;
 // Ruled lines: at least this long, at most this thick, with no ink this far away on either side;
 // their ink is darker than ruleInkBelow of the way.
@@ -150,16 +151,28 @@ void ScreenPreparation::deepenFaintInk(Pix* depth) {
     const int full = levels.lightest(), faint = levels.level(faintInk), dim = levels.level(dimInk);
     // A page that is not flat around its ink (a photo's grain) has no faint glyphs to tell apart.
     if (full <= faint || levels.background() > levels.level(flatShare)) return;
+    // Lines longer than a glyph's strokes (a button's outline, a cell's border) are no glyphs:
+    // deepened, they are read as brackets and bars.
+    PixPtr ink = owned(pixThresholdToBinary(depth, faint / 2 + 1));
+    if (!ink) return;
+    pixInvert(ink.get(), ink.get());
+    PixPtr lines = owned(pixOpenBrick(nullptr, ink.get(), lineLength, 1));
+    PixPtr tall = owned(pixOpenBrick(nullptr, ink.get(), 1, lineLength));
+    if (!lines || !tall) return;
+    pixOr(lines.get(), lines.get(), tall.get());
+    pixDilateBrick(lines.get(), lines.get(), 3, 3);
     const int width = pixGetWidth(depth), height = pixGetHeight(depth);
-    const l_int32 wpl = pixGetWpl(depth), deepestWpl = pixGetWpl(deepest.get());
+    const l_int32 wpl = pixGetWpl(depth), deepestWpl = pixGetWpl(deepest.get()), linesWpl = pixGetWpl(lines.get());
     l_uint32* rows = pixGetData(depth);
     const l_uint32* deepestRows = pixGetData(deepest.get());
+    const l_uint32* lineRows = pixGetData(lines.get());
     for (int y = 0; y < height; ++y) {
         l_uint32* row = rows + y * wpl;
         const l_uint32* around = deepestRows + y * deepestWpl;
+        const l_uint32* line = lineRows + y * linesWpl;
         for (int x = 0; x < width; ++x) {
             const int local = GET_DATA_BYTE(around, x);
-            if (local <= faint || local > dim) continue;
+            if (local <= faint || local > dim || GET_DATA_BIT(line, x)) continue;
             SET_DATA_BYTE(row, x, std::min(255, GET_DATA_BYTE(row, x) * full / local));
         }
     }
