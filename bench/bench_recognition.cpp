@@ -1,10 +1,14 @@
 // Recall, reading order, time and CPU of the recogniser on a set of screenshots whose text is
-// known, per kind of screen; then the whole set dropped at once, as a burst.
+// known, per kind of screen, beside the plain tesseract command (its defaults, and one thread)
+// in the same run; then the whole set dropped at once, as a burst.
 //   bench_recognition DIR [runs] [--keep-text]
-// DIR holds KIND.VARIANT.png with KIND.VARIANT.txt (bench/screens/make-screens makes them); with
-// --keep-text what was read goes to KIND.VARIANT.read beside them. Run through
-// bench/run-screenshot-bench.
+// DIR holds KIND.VARIANT.png with KIND.VARIANT.txt (bench/screens/make-screens and
+// bench/captures/make-captures make them); with --keep-text what was read goes to
+// KIND.VARIANT.read (and .tesseract) beside them. Run through bench/run-screenshot-bench.
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -71,10 +75,37 @@ std::size_t wordsInOrder(const std::vector<std::string>& known, const std::vecto
     return previous[read.size()];
 }
 
-double processCpu() {
-    timespec now{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+double seconds(const timeval& t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; }
+
+// CPU of this process, or of its waited-for children.
+double cpu(int who) {
+    rusage usage{};
+    ::getrusage(who, &usage);
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// What `tesseract IMAGE stdout` prints, with OMP_THREAD_LIMIT=1 when oneThread.
+std::string runCommand(const std::string& image, bool oneThread) {
+    int out[2];
+    if (::pipe(out) != 0) return "";
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(out[1], 1);
+        ::close(out[0]);
+        ::close(out[1]);
+        if (oneThread) ::setenv("OMP_THREAD_LIMIT", "1", 1);
+        ::freopen("/dev/null", "w", stderr);
+        ::execlp("tesseract", "tesseract", image.c_str(), "stdout", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<std::size_t>(n));
+    ::close(out[0]);
+    int status = 0;
+    if (pid > 0) ::waitpid(pid, &status, 0);
+    return text;
 }
 
 std::string loadAverage() {
@@ -89,32 +120,46 @@ std::string readFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-struct Page {
-    std::string name, kind, image;
-    std::vector<std::string> known;
+// One way of reading the set: the helper's recogniser or the tesseract command.
+struct Reading {
     std::string read;
     std::size_t found = 0, inOrder = 0;
     std::vector<double> seconds, cpu;
 };
+enum Reader { helper, command, commandOneThread, readers };
+const char* const readerNames[readers] = {"helper", "tesseract", "tesseract, one thread"};
+
+struct Page {
+    std::string name, kind, image;
+    std::vector<std::string> known;
+    Reading by[readers];
+};
+
+double percent(std::size_t part, std::size_t whole) {
+    return whole ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 100.0;
+}
 
 struct Totals {
-    std::size_t pages = 0, known = 0, found = 0, inOrder = 0, readWords = 0;
-    double seconds = 0, cpu = 0;
+    std::size_t pages = 0, known = 0, readWords = 0;
+    std::size_t found[readers] = {}, inOrder[readers] = {};
+    double seconds[readers] = {}, cpu[readers] = {};
     void add(const Page& page) {
         ++pages;
         known += page.known.size();
-        found += page.found;
-        inOrder += page.inOrder;
-        readWords += wordsOf(page.read).size();
-        seconds += velko::bench::percentile(page.seconds, 0.5);
-        cpu += velko::bench::percentile(page.cpu, 0.5);
+        readWords += wordsOf(page.by[helper].read).size();
+        for (int r = 0; r < readers; ++r) {
+            found[r] += page.by[r].found;
+            inOrder[r] += page.by[r].inOrder;
+            seconds[r] += velko::bench::percentile(page.by[r].seconds, 0.5);
+            cpu[r] += velko::bench::percentile(page.by[r].cpu, 0.5);
+        }
     }
     void print(const std::string& label) const {
-        const auto percent = [](std::size_t part, std::size_t whole) {
-            return whole ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 100.0;
-        };
-        std::printf("%-14s %5zu %6zu %8.1f %8.1f %9.2f %9.2f\n", label.c_str(), pages, known, percent(found, known),
-                    percent(inOrder, known), seconds / static_cast<double>(pages), cpu / static_cast<double>(pages));
+        const double n = static_cast<double>(pages);
+        std::printf("%-14s %5zu %6zu %7.1f %6.1f %7.3f %7.3f | %7.1f %6.1f %7.3f %7.3f | %7.3f %7.3f\n", label.c_str(),
+                    pages, known, percent(found[helper], known), percent(inOrder[helper], known), seconds[helper] / n,
+                    cpu[helper] / n, percent(found[command], known), percent(inOrder[command], known),
+                    seconds[command] / n, cpu[command] / n, seconds[commandOneThread] / n, cpu[commandOneThread] / n);
         if (known == 0) std::printf("%-14s (no text: %zu words read)\n", "", readWords);
     }
 };
@@ -160,32 +205,49 @@ int main(int argc, char** argv) {
 
     std::printf("load average at the start: %s\n", loadAverage().c_str());
     for (auto& page : pages) recognize(page.image);  // engines loaded, caches warm
+    const bool haveCommand = std::system("tesseract --version >/dev/null 2>&1") == 0;
     for (int run = 0; run < runs; ++run) {
         for (auto& page : pages) {
-            const double cpuBefore = processCpu();
-            const auto t0 = Clock::now();
-            page.read = recognize(page.image);
-            page.seconds.push_back(std::chrono::duration<double>(Clock::now() - t0).count());
-            page.cpu.push_back(processCpu() - cpuBefore);
+            for (int r = 0; r < (haveCommand ? int{readers} : 1); ++r) {
+                const int who = r == helper ? RUSAGE_SELF : RUSAGE_CHILDREN;
+                const double cpuBefore = cpu(who);
+                const auto t0 = Clock::now();
+                page.by[r].read = r == helper ? recognize(page.image) : runCommand(page.image, r == commandOneThread);
+                page.by[r].seconds.push_back(std::chrono::duration<double>(Clock::now() - t0).count());
+                page.by[r].cpu.push_back(cpu(who) - cpuBefore);
+            }
         }
     }
     for (auto& page : pages) {
-        const auto read = wordsOf(page.read);
-        page.found = wordsFound(page.known, read);
-        page.inOrder = wordsInOrder(page.known, read);
-        if (keepText) std::ofstream(dir / (page.name + ".read")) << page.read << '\n';
+        for (auto& reading : page.by) {
+            const auto read = wordsOf(reading.read);
+            reading.found = wordsFound(page.known, read);
+            reading.inOrder = wordsInOrder(page.known, read);
+        }
+        if (keepText) std::ofstream(dir / (page.name + ".read")) << page.by[helper].read << '\n';
+        if (keepText) std::ofstream(dir / (page.name + ".tesseract")) << page.by[command].read;
+    }
+    if (!haveCommand) std::printf("no tesseract command: its columns are empty (scripts/setup --bench)\n");
+
+    std::printf(
+        "\nmedian of %d runs, one screenshot at a time; recall and order in %% of the known words;\n"
+        "helper | %s | %s\n",
+        runs, readerNames[command], readerNames[commandOneThread]);
+    std::printf("%-28s %5s %6s %6s %7s %7s | %6s %6s %7s %7s | %7s %7s\n", "screenshot", "words", "recall", "order",
+                "time s", "CPU s", "recall", "order", "time s", "CPU s", "time s", "CPU s");
+    for (const auto& page : pages) {
+        const auto& [h, c, c1] = page.by;
+        std::printf("%-28s %5zu %6.1f %6.1f %7.3f %7.3f | %6.1f %6.1f %7.3f %7.3f | %7.3f %7.3f\n", page.name.c_str(),
+                    page.known.size(), percent(h.found, page.known.size()), percent(h.inOrder, page.known.size()),
+                    velko::bench::percentile(h.seconds, 0.5), velko::bench::percentile(h.cpu, 0.5),
+                    percent(c.found, page.known.size()), percent(c.inOrder, page.known.size()),
+                    velko::bench::percentile(c.seconds, 0.5), velko::bench::percentile(c.cpu, 0.5),
+                    velko::bench::percentile(c1.seconds, 0.5), velko::bench::percentile(c1.cpu, 0.5));
     }
 
-    std::printf("\nmedian of %d runs, one screenshot at a time; recall and order in %% of the known words\n", runs);
-    std::printf("%-28s %6s %8s %8s %9s %9s\n", "screenshot", "words", "recall", "order", "time s", "CPU s");
-    for (const auto& page : pages)
-        std::printf("%-28s %6zu %8.1f %8.1f %9.2f %9.2f\n", page.name.c_str(), page.known.size(),
-                    page.known.empty() ? 100.0 : 100.0 * static_cast<double>(page.found) / page.known.size(),
-                    page.known.empty() ? 100.0 : 100.0 * static_cast<double>(page.inOrder) / page.known.size(),
-                    velko::bench::percentile(page.seconds, 0.5), velko::bench::percentile(page.cpu, 0.5));
-
     std::printf("\nper kind (time and CPU per screenshot)\n");
-    std::printf("%-14s %5s %6s %8s %8s %9s %9s\n", "kind", "pages", "words", "recall", "order", "time s", "CPU s");
+    std::printf("%-14s %5s %6s %7s %6s %7s %7s | %7s %6s %7s %7s | %7s %7s\n", "kind", "pages", "words", "recall",
+                "order", "time s", "CPU s", "recall", "order", "time s", "CPU s", "time s", "CPU s");
     std::map<std::string, Totals> kinds;
     Totals all;
     for (const auto& page : pages) {

@@ -22,6 +22,7 @@ private:
     static PixPtr grey(Pix* screenshot);
     static void turnDarkRegionsLight(Pix* grey);
     static PixPtr flattened(Pix* grey);
+    static void deepenFaintInk(Pix* depth);
     static void removeRules(Pix* grey);
 };
 

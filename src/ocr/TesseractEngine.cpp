@@ -97,9 +97,12 @@ std::vector<PixelRect> TesseractEngine::lineBoxes(Pix* ink) {
     return boxes;
 }
 
-std::optional<std::vector<ReadWord>> TesseractEngine::readWords(Pix* image, const std::atomic<bool>& stop) {
+std::optional<std::vector<ReadWord>> TesseractEngine::readWords(Pix* image, const std::atomic<bool>& stop,
+                                                                Reading reading) {
     if (!ready()) return std::nullopt;
-    api_->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
+    const bool plain = reading == Reading::plain;
+    api_->SetPageSegMode(plain ? tesseract::PSM_AUTO : tesseract::PSM_SINGLE_BLOCK);
+    api_->SetVariable("tessedit_do_invert", plain ? "1" : "0");
     api_->SetImage(image);
     tesseract::ETEXT_DESC monitor;
     monitor.cancel = &stopRequested;
@@ -116,6 +119,7 @@ std::optional<std::vector<ReadWord>> TesseractEngine::readWords(Pix* image, cons
                 std::unique_ptr<char[]> text(word->GetUTF8Text(tesseract::RIL_WORD));
                 read.text = text ? text.get() : "";
                 read.line = line;
+                read.confidence = word->Confidence(tesseract::RIL_WORD);
                 if (!read.text.empty() && word->BoundingBox(tesseract::RIL_WORD, &read.box.left, &read.box.top,
                                                             &read.box.right, &read.box.bottom))
                     words->push_back(std::move(read));

@@ -14,11 +14,13 @@ class TessBaseAPI;
 
 namespace velko {
 
-// A word as read, with its box in the image it was read from and the line Tesseract put it on.
+// A word as read, with its box in the image it was read from, the line Tesseract put it on and
+// how sure it is of it (0-100).
 struct ReadWord {
     std::string text;
     PixelRect box;
     std::size_t line = 0;
+    float confidence = 0;
 };
 
 // One Tesseract (LSTM engine) for one thread at a time: layout of a whole screen, and recognition
@@ -37,9 +39,14 @@ public:
     // Boxes of the pieces of text lines that layout finds in a 1-bpp image (ink set), in no
     // particular order; empty when there is no text or the engine is not ready.
     std::vector<PixelRect> lineBoxes(Pix* ink);
-    // The words of an image of a few lines, line by line; nullopt when stop became true or
+    // How an image is read: a prepared block of a few lines, or a whole image as it is, laid out
+    // and thresholded by Tesseract itself (light text on dark read again inverted), as the
+    // tesseract command does.
+    enum class Reading { block, plain };
+    // The words of an image, line by line in Tesseract's order; nullopt when stop became true or
     // recognition failed.
-    std::optional<std::vector<ReadWord>> readWords(Pix* image, const std::atomic<bool>& stop);
+    std::optional<std::vector<ReadWord>> readWords(Pix* image, const std::atomic<bool>& stop,
+                                                   Reading reading = Reading::block);
 
 private:
     const std::string languages_;

@@ -5,12 +5,37 @@
 #include <cstdio>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ocr/PageLayout.h"
 #include "ocr/ScreenPreparation.h"
 
 namespace velko {
+namespace {
+
+// A reading whose characters Tesseract is on average less sure of than this may have lost what
+// preparation could not make out (a heading in grey too thick for a stroke): the whole image is
+// read again as it is, and the surer reading is kept.
+constexpr double doubtfulBelow = 0.75;
+
+}  // namespace
+
+// Characters read, and the same weighted by Tesseract's confidence in their words.
+struct TesseractRecognizer::Sureness {
+    double characters = 0, sure = 0;
+    void add(const std::vector<ReadWord>& words) {
+        for (const ReadWord& word : words) {
+            const auto length = static_cast<double>(word.text.size());
+            characters += length;
+            sure += length * word.confidence / 100.0;
+        }
+    }
+    bool doubtful() const { return sure < doubtfulBelow * characters || characters == 0; }
+    // Sure characters count for a reading, unsure ones against it: a line of guessed dashes is
+    // worse than a short word read well.
+    double worth() const { return sure - (characters - sure); }
+};
 
 // One screenshot being read: its prepared image and areas, shared by the jobs that read them.
 struct TesseractRecognizer::Screenshot {
@@ -24,6 +49,7 @@ struct TesseractRecognizer::Screenshot {
     int halvesToLayOut = 0;
     std::vector<TextArea> areas;
     std::vector<std::vector<std::string>> lines;  // per area, each written by the job reading it
+    std::vector<Sureness> sureness;               // per area, likewise
     std::atomic<std::size_t> unread{0};
 };
 
@@ -94,10 +120,13 @@ void TesseractRecognizer::layOutPart(const std::shared_ptr<Screenshot>& screensh
     }
     screenshot->areas = PageLayout::textAreas(screenshot->pieces, screenshot->ink.get(), pool_.size());
     if (screenshot->areas.empty()) {
-        finish(*screenshot, std::vector<TextObservation>{});
+        screenshot->prepared.reset();
+        screenshot->ink.reset();
+        finish(*screenshot, readPlainIfSurer(*screenshot, {}, Sureness{}, engine));
         return;
     }
     screenshot->lines.resize(screenshot->areas.size());
+    screenshot->sureness.resize(screenshot->areas.size());
     screenshot->unread = screenshot->areas.size();
     // Largest first, so that no recogniser is left with a big area while the others wait.
     std::vector<std::size_t> bySize(screenshot->areas.size());
@@ -120,20 +149,46 @@ void TesseractRecognizer::read(const std::shared_ptr<Screenshot>& screenshot, st
     auto words = image ? engine.readWords(image.get(), cancel_) : std::nullopt;
     if (cancel_) return;
     screenshot->lines[area] = PageLayout::lines(text, words.value_or(std::vector<ReadWord>{}));
+    if (words) screenshot->sureness[area].add(*words);
     if (--screenshot->unread != 0) return;
 
     std::vector<TextObservation> observations;
-    for (auto& areaLines : screenshot->lines) {
-        for (auto& line : areaLines) {
-            TextObservation observation;
-            // A line of nothing but spaces has no reading worth keeping.
-            if (!line.empty()) observation.candidates.push_back(std::move(line));
-            observations.push_back(std::move(observation));
-        }
+    Sureness sureness;
+    for (std::size_t a = 0; a < screenshot->lines.size(); ++a) {
+        sureness.characters += screenshot->sureness[a].characters;
+        sureness.sure += screenshot->sureness[a].sure;
+        for (auto& line : screenshot->lines[a]) observations.push_back(observation(std::move(line)));
     }
     screenshot->prepared.reset();
     screenshot->ink.reset();
-    finish(*screenshot, std::move(observations));
+    finish(*screenshot, readPlainIfSurer(*screenshot, std::move(observations), sureness, engine));
+}
+
+TextObservation TesseractRecognizer::observation(std::string line) {
+    TextObservation observation;
+    // A line of nothing but spaces has no reading worth keeping.
+    if (!line.empty()) observation.candidates.push_back(std::move(line));
+    return observation;
+}
+
+std::optional<std::vector<TextObservation>> TesseractRecognizer::readPlainIfSurer(Screenshot& screenshot,
+                                                                                  std::vector<TextObservation> prepared,
+                                                                                  const Sureness& sureness,
+                                                                                  TesseractEngine& engine) {
+    if (!sureness.doubtful() || cancel_) return prepared;
+    PixPtr image = load(screenshot.path, screenshot.name);
+    auto words = image ? engine.readWords(image.get(), cancel_, TesseractEngine::Reading::plain) : std::nullopt;
+    Sureness plain;
+    if (words) plain.add(*words);
+    if (plain.worth() <= sureness.worth()) return prepared;
+    std::vector<TextObservation> observations;
+    std::string line;
+    for (std::size_t w = 0; w < words->size(); ++w) {
+        line += (line.empty() ? "" : " ") + (*words)[w].text;
+        if (w + 1 == words->size() || (*words)[w + 1].line != (*words)[w].line)
+            observations.push_back(observation(std::exchange(line, {})));
+    }
+    return observations;
 }
 
 // Nothing is reported once the recogniser is going away.

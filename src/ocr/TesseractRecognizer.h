@@ -13,7 +13,8 @@ namespace velko {
 // Tesseract (LSTM engine) on screenshots as people take them. Each screenshot is
 // prepared (ScreenPreparation), laid out once (PageLayout, its halves on two recognisers), and
 // its areas of a few lines are read by every recogniser of the pool at once; the lines come back
-// in reading order. Engines
+// in reading order. A reading Tesseract is unsure of is compared with a plain one of the whole
+// image, as the tesseract command reads it, and the surer kept. Engines
 // load with their thread's first job, so a helper that never sees a screenshot never pays for one.
 class TesseractRecognizer : public TextRecognizer {
 public:
@@ -33,10 +34,15 @@ public:
 
 private:
     struct Screenshot;
+    struct Sureness;
 
     void layOut(const std::shared_ptr<Screenshot>& screenshot, TesseractEngine& engine);
     void layOutPart(const std::shared_ptr<Screenshot>& screenshot, int top, int bottom, TesseractEngine& engine);
     void read(const std::shared_ptr<Screenshot>& screenshot, std::size_t area, TesseractEngine& engine);
+    std::optional<std::vector<TextObservation>> readPlainIfSurer(Screenshot& screenshot,
+                                                                 std::vector<TextObservation> prepared,
+                                                                 const Sureness& sureness, TesseractEngine& engine);
+    static TextObservation observation(std::string line);
     void finish(Screenshot& screenshot, std::optional<std::vector<TextObservation>> observations);
     static PixPtr load(const std::string& imagePath, const std::string& name);
 

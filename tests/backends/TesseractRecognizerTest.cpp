@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <future>
 #include <string>
@@ -59,6 +60,40 @@ TEST(TesseractRecognizer, ReadsADarkPageAndATableInTheOrderAPersonDoes) {
          "-fill '#333333' -draw 'rectangle 0,1 1000,27' -fill white -pointsize 13 -annotate +10+19 'Quarterly notes' "
          "-fill black -font DejaVu-Sans-Bold -pointsize 96 -annotate +20+180 'Backlog'");
     EXPECT_EQ(read(recognizer, dir / "heading.png"), "Quarterly notes\nBacklog");
+}
+
+// The words of each line, letters and digits only: what a person reads, not how Tesseract spaces
+// the punctuation between them.
+std::string words(const std::string& text) {
+    std::string out;
+    char last = '\n';
+    for (const char c : text + '\n') {
+        const bool word = std::isalnum(static_cast<unsigned char>(c)) != 0;
+        if (word && !std::isalnum(static_cast<unsigned char>(last)) && !out.empty() && out.back() != '\n') out += ' ';
+        if (word) out += c;
+        if (c == '\n' && !out.empty()) out += '\n';
+        last = c;
+    }
+    return out;
+}
+
+// Crops of Chromium pages and a GTK header bar (bench/captures/make-captures): bars and strips
+// too short for a dark region of their own, dim timestamps beside bright text, a table's rows,
+// a grey heading whose strokes are thicker than preparation keeps.
+TEST(TesseractRecognizer, ReadsCropsOfBarsStripsAndTablesAsAPersonDoes) {
+    TesseractRecognizer recognizer("eng", 2);
+    const auto capture = [&](const std::string& name) {
+        return words(read(recognizer, std::string(VELKO_SOURCE_DIR) + "/tests/captures/" + name + ".png"));
+    };
+    EXPECT_EQ(capture("urlbar.dark"), words("https://docs.example.org/guide/install?step=2#linux"));
+    EXPECT_EQ(capture("titlebar.gtk").substr(0, 21), "Quarterly report pdf\n");
+    EXPECT_EQ(capture("mono.strip"), words("warn: 3 files changed, 41 insertions(+), 7 deletions(-) in src/main.rs"));
+    EXPECT_EQ(capture("tui.dark"), words("09:41:07 connected to irc.libera.chat\n09:41:12 joined #velko\n"
+                                         "09:42:30 alice: the build is green again\n09:43:05 bob: merging now"));
+    EXPECT_EQ(capture("hero.grey"), words("Sold out"));
+    EXPECT_EQ(capture("table.data"), words("Host Region Uptime Load\nweb-01 eu-west 41 days 0.42\n"
+                                           "web-02 eu-west 12 days 1.07\ndb-01 us-east 97 days 2.75\n"
+                                           "cache-01 ap-south 3 days 0.08"));
 }
 
 }  // namespace
