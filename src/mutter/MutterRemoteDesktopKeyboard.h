@@ -50,7 +50,9 @@ public:
     // or the key is unknown. A refused change releases the stroke's keys and makes it unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
     // The session's keymap, to send each key where it types its character; by position without.
-    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t active = 0) {
+        stroke_.setKeymap(std::move(keymap), active);
+    }
 
 private slots:
     void onClosed();

@@ -4,16 +4,15 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "dbus/SessionBusConnection.h"
-#include "evdev/SessionKeymap.h"
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "session/NoKeyboard.h"
+#include "session/SessionLayout.h"
 #include "session/WaylandStrokes.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
@@ -94,15 +93,15 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
         if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
     }
-    if (!backends.virtualKeyboard) {
-        // These send kernel key codes, which the compositor reads with the person's keymap.
-        const auto keymap =
-            EvdevStroke::compile(SessionKeymap::find([](const char* name) { return std::getenv(name); },
-                                                     SessionKeymap::gnomeSources, SessionKeymap::plasmaSettings)
-                                     .text);
-        if (backends.mutter) backends.mutter->setKeymap(keymap);
-        if (backends.portal) backends.portal->setKeymap(keymap);
-        if (backends.uinput) backends.uinput->setKeymap(keymap);
+    if (!backends.virtualKeyboard && needs.layout) {
+        // These send kernel key codes, which the compositor reads with the person's keymap and
+        // the layout in use at the moment.
+        needs.layout->listen([mutter = backends.mutter.get(), portal = backends.portal.get(),
+                              uinput = backends.uinput.get(), keymap = needs.layout->compiled()](std::uint32_t active) {
+            if (mutter) mutter->setKeymap(keymap, active);
+            if (portal) portal->setKeymap(keymap, active);
+            if (uinput) uinput->setKeymap(keymap, active);
+        });
     }
     // Where the desktop fires nothing for the helper's strokes, an activation after one is not its own.
     std::function<void(KeyCode, EventFlags)> posted;

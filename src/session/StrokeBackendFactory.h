@@ -12,6 +12,7 @@ namespace velko {
 
 class PlistUserDefaults;
 class PortalGlobalShortcuts;
+class SessionLayout;
 class X11Connection;
 class X11FilteringKeyTap;
 
@@ -35,6 +36,9 @@ public:
         PlistUserDefaults* defaults = nullptr;
         // Told the new backend name when a Wayland backend comes or goes while the helper runs.
         std::function<void(const std::string&)> changed;
+        // The Wayland session's keymap, followed by the backends that send kernel key codes; it
+        // must go before the keyboard. Without it those keys go by their US position.
+        SessionLayout* layout = nullptr;
     };
     static Choice choose(const DesktopSession& session, Needs needs);
 
