@@ -4,7 +4,9 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
+#include <vector>
 
 #include "dbus/SessionBusConnection.h"
 #include "mutter/MutterRemoteDesktopKeyboard.h"
@@ -14,6 +16,7 @@
 #include "session/NoKeyboard.h"
 #include "session/SessionLayout.h"
 #include "session/WaylandStrokes.h"
+#include "sway/SwayInputEvents.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 #include "x11/GrabBypassingKeyboard.h"
@@ -50,6 +53,7 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         log::info("VELKO_STROKES=portal: strokes through the desktop portal only");
     else
         backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+    if (backends.virtualKeyboard) backends.swayInputs = StrokeBackendFactory::keepOwnKeymap(*backends.virtualKeyboard);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
                          : portalOnly             ? "VELKO_STROKES=portal"
                                                   : why;
@@ -124,6 +128,23 @@ StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& 
     if (session.isWayland()) return wayland(needs);
     auto none = std::make_shared<NoKeyboard>();
     return {none, none, {"Input", "off", session.reason}};
+}
+
+std::unique_ptr<SwayInputEvents> StrokeBackendFactory::keepOwnKeymap(WaylandVirtualKeyboard& keyboard) {
+    const char* socket = std::getenv("SWAYSOCK");
+    if (!socket || !*socket) return nullptr;
+    std::string why;
+    auto events = SwayInputEvents::connect(
+        socket,
+        [&keyboard](const SwayInputEvents::KeymapChange& change) {
+            if (change.identifier.find("virtual_keyboard") == std::string::npos ||
+                change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
+                return;
+            if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
+        },
+        why);
+    if (!events) log::warning("sway's keymap changes are not followed (%s)", why.c_str());
+    return events;
 }
 
 }  // namespace velko

@@ -12,6 +12,8 @@ namespace velko {
 
 class PlistUserDefaults;
 class PortalGlobalShortcuts;
+class SwayInputEvents;
+class WaylandVirtualKeyboard;
 class SessionLayout;
 class X11Connection;
 class X11FilteringKeyTap;
@@ -41,6 +43,11 @@ public:
         SessionLayout* layout = nullptr;
     };
     static Choice choose(const DesktopSession& session, Needs needs);
+    // sway gives every keyboard, virtual ones included, the person's keymap when its keyboard
+    // settings change, and the V key would then type what that layout puts there: this uploads
+    // keyboard's own keymap again each time. Virtual keyboards share one identifier, so any of them
+    // taking another keymap counts. Null outside sway. keyboard must outlive it.
+    static std::unique_ptr<SwayInputEvents> keepOwnKeymap(WaylandVirtualKeyboard& keyboard);
 
     static inline const std::string restoreTokenKey = "remoteDesktopRestoreToken";
 };

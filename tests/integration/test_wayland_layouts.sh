@@ -3,8 +3,12 @@
 # layout in use: a paste request goes out on the key that types `v` in that layout, also after the
 # person switches layouts while the helper runs (Dvorak, Bépo, AZERTY; with Russian, on the key
 # that types `v` in a Latin layout of the keymap, where toolkits look for a shortcut's letter).
+# Under sway the virtual keyboard carries a keymap of its own, which the compositor hands to the
+# focused window with the keyboard's first key: paste requests and an expansion land in GTK fields,
+# native and on Xwayland, whatever the layout and after another keyboard typed with its own keymap.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
+source "$(dirname "$0")/sway_session.sh"
 
 start_bus
 mkdir -p "$XDG_CONFIG_HOME"
@@ -42,5 +46,48 @@ for layout in "0 v dvorak" "1 v bépo" "2 v azerty" "3 Cyrillic_yu russian" "0 v
   check_eq "a paste request on $name is Ctrl and $sym" "$sym" "$(ctrl_syms "$before" | head -1)"
 done
 check_eq "no key is left down" 00000000 "$(depressed_now)"
+check "the helper is still running" helper_alive
+stop_helper
+kill "$PORTAL_KDE_PID" "$KWIN_PID" 2>/dev/null || true
+unset XDG_CURRENT_DESKTOP
+
+sig_trigger
+start_sway_session
+XDG_SESSION_TYPE=wayland helper_up
+# The expansion engine on its own virtual keyboard, standing in for the typed-keys tap.
+mkfifo "$WORK/typed"
+"$VELKO_BIN_DIR/velko-test-wayland-expansion" <"$WORK/typed" >>"$HELPER_LOG" 2>&1 &
+pids+=($!)
+exec {TYPED}>"$WORK/typed"
+wait_for "expansion to start" grep -q 'text expansion on, 1 abbreviations' "$HELPER_LOG"
+focus_field() { swaymsg "[title=\"^$FIELD\$\"] focus" >/dev/null 2>&1; }
+wayland_clipboard_is() { [ "$(wl-paste -n 2>/dev/null)" == "$1" ]; }
+for layout in "us dvorak 0" "fr bepo 0" "fr - 0" "us,ru - 1"; do
+  read -r names variant group <<<"$layout"
+  # A comma parts sway's commands: the lists are quoted.
+  swaymsg "input type:keyboard xkb_layout \"$names\"" >/dev/null
+  swaymsg "input type:keyboard xkb_variant \"${variant#-}\"" >/dev/null
+  swaymsg "input type:keyboard xkb_switch_layout $group" >/dev/null
+  for gdk in wayland x11; do
+    printf 'pasted in %s' "$layout" | wl-copy
+    FIELD="velko-$gdk-${names//,/-}"
+    GDK_BACKEND=$gdk NO_AT_BRIDGE=1 zenity --entry --title "$FIELD" >"$WORK/$FIELD.out" 2>/dev/null &
+    FIELD_PID=$!
+    pids+=("$FIELD_PID")
+    wait_for "the $FIELD field" focus_field
+    sleep 0.5  # the entry takes keys once GTK has mapped it
+    wtype x    # another keyboard, with a keymap of its own, types first
+    sleep 0.3
+    post velko.paste.now
+    sleep 1  # Xwayland's windows take the keymap of each keyboard in turn before its keys
+    echo ' ;sig' >&"$TYPED"
+    wait_for "the snippet's paste on $FIELD" wayland_clipboard_is "$EXPANDED"
+    wait_for "the clipboard back on $FIELD" wayland_clipboard_is "pasted in $layout"
+    echo Return >&"$TYPED"
+    wait "$FIELD_PID" 2>/dev/null || true
+    check_eq "paste request and expansion in a $gdk field on $names ${variant#-} group $group" \
+      "xpasted in $layout $EXPANDED" "$(cat "$WORK/$FIELD.out")"
+  done
+done
 check "the helper is still running" helper_alive
 finish

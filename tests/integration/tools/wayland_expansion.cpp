@@ -28,6 +28,8 @@
 #include "qt/QtMainQueue.h"
 #include "session/ClipboardBackendFactory.h"
 #include "session/NoFilteringKeyTap.h"
+#include "session/StrokeBackendFactory.h"
+#include "sway/SwayInputEvents.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace {
@@ -104,6 +106,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "no virtual keyboard: %s\n", reason.c_str());
         return 1;
     }
+    const auto ownKeymap = StrokeBackendFactory::keepOwnKeymap(*keyboard);
     auto clipboard = ClipboardBackendFactory::choose(DesktopSession::detect());
     std::fprintf(stderr, "velko-helper: %s (%s)\n", clipboard.choice.line().c_str(), clipboard.choice.reason.c_str());
 
