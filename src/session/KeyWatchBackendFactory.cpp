@@ -54,7 +54,8 @@ KeyWatchBackendFactory::Choice KeyWatchBackendFactory::choose(const DesktopSessi
     std::string reason = session.reason + "; " + std::to_string(keyboards) +
                          (keyboards == 1 ? " keyboard" : " keyboards") + ", keymap: " + keymap.source;
     if (layout->followed()) reason += ", following the desktop's layout switches";
-    layout->listen([evdev = tap.get()](std::uint32_t active) { evdev->setLayout(active); });
+    // The tap keeps the keymap it was made with.
+    layout->listen([evdev = tap.get()](const auto&, std::uint32_t active) { evdev->setLayout(active); });
     return {std::move(tap), {"Typed keys", "evdev", reason}};
 }
 

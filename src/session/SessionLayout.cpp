@@ -31,22 +31,30 @@ bool severalLayouts(const std::optional<SessionKeymap::Names>& names) {
 }
 
 // GNOME and Plasma switch layouts themselves (Super+Space, Meta+Alt+K), and only the focused
-// window hears of it. Their keymaps, Xwayland's included, have their layouts in the order of
-// their settings. Keymaps from XKB_DEFAULT_* are none of theirs.
-std::unique_ptr<QObject> followLayouts(const SessionKeymap::Found& keymap, SessionLayout::Listener switched,
-                                       const SessionKeymap::SettingReader& gnomeSources) {
+// window hears of it; Plasma also announces a new list of layouts. Their keymaps, Xwayland's included, have their
+// layouts in the order of their settings. Keymaps from XKB_DEFAULT_* are none of theirs.
+std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap::SettingReader& gnomeSources) {
+    const SessionKeymap::Found& keymap = self.keymap();
+    const auto switched = [&self](std::uint32_t layout) { self.switched(layout); };
     const char* variable = std::getenv("XDG_CURRENT_DESKTOP");
     const std::string desktop = variable ? variable : "";
     if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
     if (desktop.find("GNOME") != std::string::npos) {
         const auto sources = gnomeSources();
         if (!sources || !severalLayouts(SessionKeymap::fromGnomeSources(*sources))) return nullptr;
-        return onOwnBus<GnomeInputSources>(*sources, std::move(switched));
+        return onOwnBus<GnomeInputSources>(*sources, switched);
     }
     if (desktop.find("KDE") != std::string::npos) {
         const auto settings = SessionKeymap::plasmaSettings();
-        if (!settings || !severalLayouts(SessionKeymap::fromPlasmaSettings(*settings))) return nullptr;
-        return onOwnBus<PlasmaKeyboardLayouts>(std::move(switched));
+        // Followed with one layout too: KWin announces a new list of layouts when the person adds one.
+        if (!settings || !SessionKeymap::fromPlasmaSettings(*settings)) return nullptr;
+        // KWin has just read its settings, which Xwayland's keymap follows only later.
+        const auto listChanged = [&self] {
+            const auto settings = SessionKeymap::plasmaSettings();
+            const auto names = settings ? SessionKeymap::fromPlasmaSettings(*settings) : std::nullopt;
+            if (names) self.replaced(SessionKeymap::fromNames(*names));
+        };
+        return onOwnBus<PlasmaKeyboardLayouts>(switched, listChanged);
     }
     return nullptr;
 }
@@ -62,8 +70,7 @@ std::unique_ptr<SessionLayout> SessionLayout::find() {
     };
     auto self = std::make_unique<SessionLayout>(SessionKeymap::find([](const char* name) { return std::getenv(name); },
                                                                     gnomeSources, SessionKeymap::plasmaSettings));
-    self->watch_ = followLayouts(
-        self->keymap_, [self = self.get()](std::uint32_t layout) { self->switched(layout); }, gnomeSources);
+    self->watch_ = followLayouts(*self, gnomeSources);
     return self;
 }
 
@@ -71,13 +78,18 @@ SessionLayout::SessionLayout(SessionKeymap::Found keymap)
     : keymap_(std::move(keymap)), compiled_(EvdevStroke::compile(keymap_.text)) {}
 
 void SessionLayout::listen(Listener listener) {
-    listener(layout_);
+    listener(compiled_, layout_);
     listeners_.push_back(std::move(listener));
 }
 
 void SessionLayout::switched(std::uint32_t layout) {
     layout_ = layout;
-    for (const auto& listener : listeners_) listener(layout);
+    for (const auto& listener : listeners_) listener(compiled_, layout);
+}
+
+void SessionLayout::replaced(const SessionKeymap::Found& keymap) {
+    compiled_ = EvdevStroke::compile(keymap.text);
+    switched(layout_);
 }
 
 }  // namespace velko

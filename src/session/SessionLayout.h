@@ -17,24 +17,31 @@ namespace velko {
 // desktop's switches feeds them all.
 class SessionLayout {
 public:
-    using Listener = std::function<void(std::uint32_t layout)>;
+    // The keymap (null when it does not compile) and the index of its layout in use.
+    using Listener = std::function<void(const std::shared_ptr<xkb_keymap>& keymap, std::uint32_t layout)>;
 
     // Reads the session's keymap (gsettings at most once) and, on GNOME and Plasma with several
-    // layouts, starts following their switches on a bus connection of its own.
+    // layouts, starts following their switches on a bus connection of its own; on Plasma also a new
+    // list of layouts, read from its settings.
     static std::unique_ptr<SessionLayout> find();
     // A keymap whose switches only switched() reports.
     explicit SessionLayout(SessionKeymap::Found keymap);
 
+    // The keymap as read at start, for the typed-keys tap, which keeps it.
     const SessionKeymap::Found& keymap() const { return keymap_; }
     // The keymap compiled; null when its text does not compile.
     const std::shared_ptr<xkb_keymap>& compiled() const { return compiled_; }
     std::uint32_t layout() const { return layout_; }
     // Whether the desktop's switches are followed.
     bool followed() const { return watch_ != nullptr; }
-    // listener hears the layout in use now, then every switch, on the Qt loop, until this goes away.
+    // listener hears the keymap and layout in use now, then every change, on the Qt loop, until
+    // this goes away.
     void listen(Listener listener);
     // The desktop switched to `layout`: every listener hears of it.
     void switched(std::uint32_t layout);
+    // The desktop's keymap is now `keymap`'s; its layout in use stays until switched() says otherwise.
+    // Every listener hears of it.
+    void replaced(const SessionKeymap::Found& keymap);
 
 private:
     SessionKeymap::Found keymap_;

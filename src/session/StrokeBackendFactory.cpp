@@ -100,12 +100,13 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     if (!backends.virtualKeyboard && needs.layout) {
         // These send kernel key codes, which the compositor reads with the person's keymap and
         // the layout in use at the moment.
-        needs.layout->listen([mutter = backends.mutter.get(), portal = backends.portal.get(),
-                              uinput = backends.uinput.get(), keymap = needs.layout->compiled()](std::uint32_t active) {
-            if (mutter) mutter->setKeymap(keymap, active);
-            if (portal) portal->setKeymap(keymap, active);
-            if (uinput) uinput->setKeymap(keymap, active);
-        });
+        needs.layout->listen(
+            [mutter = backends.mutter.get(), portal = backends.portal.get(), uinput = backends.uinput.get()](
+                const std::shared_ptr<xkb_keymap>& keymap, std::uint32_t active) {
+                if (mutter) mutter->setKeymap(keymap, active);
+                if (portal) portal->setKeymap(keymap, active);
+                if (uinput) uinput->setKeymap(keymap, active);
+            });
     }
     // Where the desktop fires nothing for the helper's strokes, an activation after one is not its own.
     std::function<void(KeyCode, EventFlags)> posted;

@@ -2,7 +2,8 @@
 # On KWin, strokes through the RemoteDesktop portal are kernel key codes that KWin reads with the
 # layout in use: a paste request goes out on the key that types `v` in that layout, also after the
 # person switches layouts while the helper runs (Dvorak, Bépo, AZERTY; with Russian, on the key
-# that types `v` in a Latin layout of the keymap, where toolkits look for a shortcut's letter).
+# that types `v` in a Latin layout of the keymap, where toolkits look for a shortcut's letter), and
+# after the person changes the list of layouts.
 # Under sway the virtual keyboard carries a keymap of its own, which the compositor hands to the
 # focused window with the keyboard's first key: paste requests and an expansion land in GTK fields,
 # native and on Xwayland, whatever the layout and after another keyboard typed with its own keymap.
@@ -45,6 +46,17 @@ for layout in "0 v dvorak" "1 v bépo" "2 v azerty" "3 Cyrillic_yu russian" "0 v
   wait_for "the paste on $name" pressed_since "$before"
   check_eq "a paste request on $name is Ctrl and $sym" "$sym" "$(ctrl_syms "$before" | head -1)"
 done
+# A new list of layouts, as Plasma's settings write it and tell KWin; AZERTY comes first.
+printf '[Layout]\nLayoutList=fr,us\nVariantList=,dvorak\nUse=true\n' >"$XDG_CONFIG_HOME/kxkbrc"
+dbus-send --session --type=signal /Layouts org.kde.keyboard.reloadConfig
+wait_for "KWin's new list" bash -c "dbus-send --session --print-reply --dest=org.kde.keyboard /Layouts \
+  org.kde.KeyboardLayouts.getLayoutsList | grep -A2 struct | sed -n 2p | grep -q '\"fr\"'"
+switch_layout 0
+sleep 0.3
+before="$(ctrl_syms 0 | wc -l)"
+post velko.paste.now
+wait_for "the paste on the new list" pressed_since "$before"
+check_eq "a paste request after the list of layouts changed is Ctrl and v" v "$(ctrl_syms "$before" | head -1)"
 check_eq "no key is left down" 00000000 "$(depressed_now)"
 check "the helper is still running" helper_alive
 stop_helper
