@@ -52,9 +52,9 @@ public:
     // or the key is unknown. A refused change releases the stroke's keys and makes it unavailable.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
     // The session's keymap, to send each key where it types its character; by position without.
-    void setKeymap(std::shared_ptr<xkb_keymap> keymap) {
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t active = 0) {
         keymap_ = keymap;
-        stroke_.setKeymap(std::move(keymap));
+        stroke_.setKeymap(std::move(keymap), active);
     }
     // A key that types nothing in keymap (no symbol at all), to press where nothing may be typed.
     static std::optional<std::uint16_t> silentKey(const std::shared_ptr<xkb_keymap>& keymap);

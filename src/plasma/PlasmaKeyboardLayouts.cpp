@@ -16,11 +16,13 @@ constexpr std::chrono::milliseconds askTimeout{5000};
 
 }  // namespace
 
-PlasmaKeyboardLayouts::PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, QObject* parent)
-    : QObject(parent), bus_(std::move(bus)), changed_(std::move(changed)) {}
+PlasmaKeyboardLayouts::PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, std::function<void()> listChanged,
+                                             QObject* parent)
+    : QObject(parent), bus_(std::move(bus)), changed_(std::move(changed)), listChanged_(std::move(listChanged)) {}
 
 void PlasmaKeyboardLayouts::start() {
     bus_.connect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
+    bus_.connect(service, path, interface, QStringLiteral("layoutListChanged"), this, SLOT(onLayoutListChanged()));
     const auto ask = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("getLayout"));
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(ask, static_cast<int>(askTimeout.count())), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, announced = announced_] {
@@ -33,6 +35,7 @@ void PlasmaKeyboardLayouts::start() {
 
 void PlasmaKeyboardLayouts::moveTo(QDBusConnection bus) {
     bus_.disconnect(service, path, interface, QStringLiteral("layoutChanged"), this, SLOT(onLayoutChanged(uint)));
+    bus_.disconnect(service, path, interface, QStringLiteral("layoutListChanged"), this, SLOT(onLayoutListChanged()));
     bus_ = std::move(bus);
     start();
 }
@@ -40,6 +43,10 @@ void PlasmaKeyboardLayouts::moveTo(QDBusConnection bus) {
 void PlasmaKeyboardLayouts::onLayoutChanged(uint layout) {
     ++announced_;
     take(layout);
+}
+
+void PlasmaKeyboardLayouts::onLayoutListChanged() {
+    if (listChanged_) listChanged_();
 }
 
 void PlasmaKeyboardLayouts::take(std::uint32_t layout) {

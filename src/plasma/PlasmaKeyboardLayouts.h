@@ -16,8 +16,10 @@ public:
     using Changed = std::function<void(std::uint32_t layout)>;
 
     // changed is called on the Qt loop with the layout in use once start() has asked for it, then
-    // at every switch.
-    PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, QObject* parent = nullptr);
+    // at every switch; listChanged, when set, each time KWin took a new list of layouts (its keymap
+    // changed with it).
+    PlasmaKeyboardLayouts(QDBusConnection bus, Changed changed, std::function<void()> listChanged = {},
+                          QObject* parent = nullptr);
 
     void start();
     // The session bus was made anew and `bus` reaches it: the switches are followed there, starting
@@ -26,12 +28,14 @@ public:
 
 private slots:
     void onLayoutChanged(uint layout);
+    void onLayoutListChanged();
 
 private:
     void take(std::uint32_t layout);
 
     QDBusConnection bus_;
     Changed changed_;
+    std::function<void()> listChanged_;
     std::optional<std::uint32_t> layout_;
     unsigned announced_ = 0;  // switches heard of so far
 };

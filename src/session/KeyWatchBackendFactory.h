@@ -1,5 +1,4 @@
 #pragma once
-#include <QObject>
 #include <memory>
 
 #include "platform/BackendChoice.h"
@@ -10,6 +9,7 @@ namespace velko {
 
 class MainQueue;
 class PortalGlobalShortcuts;
+class SessionLayout;
 
 // Picks how the helper watches typed keys for the expansion in this session.
 class KeyWatchBackendFactory {
@@ -17,12 +17,12 @@ public:
     struct Choice {
         std::unique_ptr<KeyEventTap> tap;
         BackendChoice choice;
-        // Tells the tap which of the keymap's layouts the desktop switched to; it must go before the tap.
-        std::unique_ptr<QObject> layoutWatch = {};
     };
-    // hotkeys, when set, is the portal whose reported triggers the typing leaves alone (it must
-    // outlive the tap); without it, the triggers the helper prefers.
-    static Choice choose(const DesktopSession& session, MainQueue& mainQueue, PortalGlobalShortcuts* hotkeys = nullptr);
+    // layout: the Wayland session's keymap, whose switches the tap follows (it must go before the
+    // tap); without it evdev is not watched. hotkeys, when set, is the portal whose reported triggers
+    // the typing leaves alone (it must outlive the tap); without it, the triggers the helper prefers.
+    static Choice choose(const DesktopSession& session, MainQueue& mainQueue, SessionLayout* layout,
+                         PortalGlobalShortcuts* hotkeys = nullptr);
 };
 
 }  // namespace velko

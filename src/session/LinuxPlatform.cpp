@@ -28,6 +28,7 @@
 #include "session/HotkeyBackendFactory.h"
 #include "session/KeyWatchBackendFactory.h"
 #include "session/ScreenshotLocationBackendFactory.h"
+#include "session/SessionLayout.h"
 #include "session/StrokeBackendFactory.h"
 #include "session/TextRecognitionBackendFactory.h"
 #include "x11/DisplayProbe.h"
@@ -96,18 +97,19 @@ LinuxPlatform::LinuxPlatform(DesktopSession session)
     auto hotkeys = HotkeyBackendFactory::choose(
         session_, [this](const std::string& backend) { changed("Hotkeys", backend); },
         [this](const std::string& note) { noted("Hotkeys", note); });
-    auto strokes =
-        StrokeBackendFactory::choose(session_, {*display_, hotkeys.x11Grabs, hotkeys.portal, defaults_.get(),
-                                                [this](const std::string& backend) { changed("Input", backend); }});
+    // One keymap and one watch on the desktop's layout switches for the strokes and the typed keys.
+    if (session_.isWayland()) layout_ = SessionLayout::find();
+    auto strokes = StrokeBackendFactory::choose(
+        session_, {*display_, hotkeys.x11Grabs, hotkeys.portal, defaults_.get(),
+                   [this](const std::string& backend) { changed("Input", backend); }, layout_.get()});
     keyboard_ = std::move(strokes.keyboard);
     trust_ = std::move(strokes.trust);
     chose(strokes.choice);
     filteringTap_ = std::move(hotkeys.tap);
     chose(hotkeys.choice);
 
-    auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_, hotkeys.portal);
+    auto keys = KeyWatchBackendFactory::choose(session_, *mainQueue_, layout_.get(), hotkeys.portal);
     keyEventTap_ = std::move(keys.tap);
-    layoutWatch_ = std::move(keys.layoutWatch);
     chose(keys.choice);
     auto focus = FocusBackendFactory::choose(session_, [this](const std::string& backend, const std::string& note) {
         changed("Focus", backend);

@@ -21,6 +21,7 @@ class QtStatusBar;
 class QtWindowSystem;
 class QtWorkspace;
 class SessionBusConnection;
+class SessionLayout;
 class SteadyClock;
 class WorkerThread;
 class X11Connection;
@@ -65,7 +66,7 @@ private:
     std::shared_ptr<SyntheticKeyboard> keyboard_;
     std::shared_ptr<AccessibilityTrust> trust_;
     std::unique_ptr<KeyEventTap> keyEventTap_;
-    std::unique_ptr<QObject> layoutWatch_;  // after the tap, so that it goes first
+    std::unique_ptr<SessionLayout> layout_;  // after the tap and the keyboard, so that it goes first
     std::unique_ptr<Pasteboard> pasteboard_;
     std::unique_ptr<PosixUserSession> userSession_;
     std::unique_ptr<QtWindowSystem> windows_;

@@ -6,15 +6,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 #include "dbus/SessionBusConnection.h"
-#include "evdev/SessionKeymap.h"
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "plist/PlistUserDefaults.h"
 #include "portal/PortalGlobalShortcuts.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
 #include "session/NoKeyboard.h"
+#include "session/SessionLayout.h"
 #include "session/WaylandStrokes.h"
+#include "sway/SwayInputEvents.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 #include "x11/GrabBypassingKeyboard.h"
@@ -51,6 +53,7 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         log::info("VELKO_STROKES=portal: strokes through the desktop portal only");
     else
         backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+    if (backends.virtualKeyboard) backends.swayInputs = StrokeBackendFactory::keepOwnKeymap(*backends.virtualKeyboard);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
                          : portalOnly             ? "VELKO_STROKES=portal"
                                                   : why;
@@ -94,15 +97,16 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
         if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
     }
-    if (!backends.virtualKeyboard) {
-        // These send kernel key codes, which the compositor reads with the person's keymap.
-        const auto keymap =
-            EvdevStroke::compile(SessionKeymap::find([](const char* name) { return std::getenv(name); },
-                                                     SessionKeymap::gnomeSources, SessionKeymap::plasmaSettings)
-                                     .text);
-        if (backends.mutter) backends.mutter->setKeymap(keymap);
-        if (backends.portal) backends.portal->setKeymap(keymap);
-        if (backends.uinput) backends.uinput->setKeymap(keymap);
+    if (!backends.virtualKeyboard && needs.layout) {
+        // These send kernel key codes, which the compositor reads with the person's keymap and
+        // the layout in use at the moment.
+        needs.layout->listen(
+            [mutter = backends.mutter.get(), portal = backends.portal.get(), uinput = backends.uinput.get()](
+                const std::shared_ptr<xkb_keymap>& keymap, std::uint32_t active) {
+                if (mutter) mutter->setKeymap(keymap, active);
+                if (portal) portal->setKeymap(keymap, active);
+                if (uinput) uinput->setKeymap(keymap, active);
+            });
     }
     // Where the desktop fires nothing for the helper's strokes, an activation after one is not its own.
     std::function<void(KeyCode, EventFlags)> posted;
@@ -125,6 +129,23 @@ StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& 
     if (session.isWayland()) return wayland(needs);
     auto none = std::make_shared<NoKeyboard>();
     return {none, none, {"Input", "off", session.reason}};
+}
+
+std::unique_ptr<SwayInputEvents> StrokeBackendFactory::keepOwnKeymap(WaylandVirtualKeyboard& keyboard) {
+    const char* socket = std::getenv("SWAYSOCK");
+    if (!socket || !*socket) return nullptr;
+    std::string why;
+    auto events = SwayInputEvents::connect(
+        socket,
+        [&keyboard](const SwayInputEvents::KeymapChange& change) {
+            if (change.identifier.find("virtual_keyboard") == std::string::npos ||
+                change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
+                return;
+            if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
+        },
+        why);
+    if (!events) log::warning("sway's keymap changes are not followed (%s)", why.c_str());
+    return events;
 }
 
 }  // namespace velko

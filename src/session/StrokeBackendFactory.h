@@ -12,6 +12,9 @@ namespace velko {
 
 class PlistUserDefaults;
 class PortalGlobalShortcuts;
+class SwayInputEvents;
+class WaylandVirtualKeyboard;
+class SessionLayout;
 class X11Connection;
 class X11FilteringKeyTap;
 
@@ -35,8 +38,16 @@ public:
         PlistUserDefaults* defaults = nullptr;
         // Told the new backend name when a Wayland backend comes or goes while the helper runs.
         std::function<void(const std::string&)> changed;
+        // The Wayland session's keymap, followed by the backends that send kernel key codes; it
+        // must go before the keyboard. Without it those keys go by their US position.
+        SessionLayout* layout = nullptr;
     };
     static Choice choose(const DesktopSession& session, Needs needs);
+    // sway gives every keyboard, virtual ones included, the person's keymap when its keyboard
+    // settings change, and the V key would then type what that layout puts there: this uploads
+    // keyboard's own keymap again each time. Virtual keyboards share one identifier, so any of them
+    // taking another keymap counts. Null outside sway. keyboard must outlive it.
+    static std::unique_ptr<SwayInputEvents> keepOwnKeymap(WaylandVirtualKeyboard& keyboard);
 
     static inline const std::string restoreTokenKey = "remoteDesktopRestoreToken";
 };

@@ -5,6 +5,7 @@
 
 #include "mutter/MutterRemoteDesktopKeyboard.h"
 #include "portal/PortalRemoteDesktopKeyboard.h"
+#include "sway/SwayInputEvents.h"
 #include "uinput/UinputKeyboard.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 

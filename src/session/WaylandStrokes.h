@@ -14,6 +14,7 @@ namespace velko {
 
 class MutterRemoteDesktopKeyboard;
 class PortalRemoteDesktopKeyboard;
+class SwayInputEvents;
 class UinputKeyboard;
 class WaylandVirtualKeyboard;
 
@@ -29,6 +30,8 @@ public:
         std::unique_ptr<MutterRemoteDesktopKeyboard> mutter;  // started by the caller
         std::unique_ptr<PortalRemoteDesktopKeyboard> portal;  // started by the caller
         std::unique_ptr<UinputKeyboard> uinput;
+        // Keeps the virtual keyboard's own keymap under sway; last, so that it goes first.
+        std::unique_ptr<SwayInputEvents> swayInputs;
     };
     // changed runs on the main thread with the new name() whenever the backend in use changes; posted
     // learns of each key-down posted, so the desktop's shortcuts can tell the helper's own strokes.

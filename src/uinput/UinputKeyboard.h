@@ -31,7 +31,9 @@ public:
     bool hasFrontmostApplication() override { return true; }
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
     // The session's keymap, to send each key where it types its character; by position without.
-    void setKeymap(std::shared_ptr<xkb_keymap> keymap) { stroke_.setKeymap(std::move(keymap)); }
+    void setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t active = 0) {
+        stroke_.setKeymap(std::move(keymap), active);
+    }
 
 private:
     int fd_;

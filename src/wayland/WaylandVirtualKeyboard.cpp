@@ -54,7 +54,7 @@ constexpr std::chrono::milliseconds replyTimeout{1000};
 
 }  // namespace
 
-std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
+std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks, std::string& layoutName) {
     std::string text;
     xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
     if (!context) return text;
@@ -67,6 +67,7 @@ std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks) {
         masks = {maskOf(keymap, XKB_MOD_NAME_CTRL), maskOf(keymap, XKB_MOD_NAME_ALT),
                  maskOf(keymap, XKB_MOD_NAME_SHIFT), maskOf(keymap, XKB_MOD_NAME_LOGO),
                  maskOf(keymap, XKB_MOD_NAME_CAPS)};
+        if (const char* name = xkb_keymap_layout_get_name(keymap, 0)) layoutName = name;
         xkb_keymap_unref(keymap);
     }
     xkb_context_unref(context);
@@ -88,22 +89,17 @@ std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::str
         return nullptr;
     }
 
-    const std::string keymap = compileUsKeymap(self->masks_);
-    if (keymap.empty()) {
+    self->keymap_ = compileUsKeymap(self->masks_, self->layoutName_);
+    if (self->keymap_.empty()) {
         reason = "xkbcommon cannot compile the us keymap (is xkb-data installed?)";
-        return nullptr;
-    }
-    const int fd = keymapFile(keymap);
-    if (fd < 0) {
-        reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
         return nullptr;
     }
     self->keyboard_ =
         zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->connection_->seat());
-    // The request carries a duplicate of the fd.
-    zwp_virtual_keyboard_v1_keymap(self->keyboard_, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd,
-                                   static_cast<std::uint32_t>(keymap.size() + 1));
-    close(fd);
+    if (!self->uploadKeymap()) {
+        reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
+        return nullptr;
+    }
     // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
     if (!self->connection_->roundtrip(replyTimeout)) {
         reason = "the compositor refused a virtual keyboard: " + self->connection_->errorText();
@@ -114,6 +110,20 @@ std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::str
 }
 
 WaylandVirtualKeyboard::WaylandVirtualKeyboard() = default;
+
+bool WaylandVirtualKeyboard::uploadKeymap() {
+    const int fd = keymapFile(keymap_);
+    if (fd < 0) return false;
+    // The request carries a duplicate of the fd.
+    zwp_virtual_keyboard_v1_keymap(keyboard_, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd,
+                                   static_cast<std::uint32_t>(keymap_.size() + 1));
+    close(fd);
+    return true;
+}
+
+bool WaylandVirtualKeyboard::restoreKeymap() {
+    return alive_ && uploadKeymap() && connection_->flush(replyTimeout) && dispatch();
+}
 
 WaylandVirtualKeyboard::~WaylandVirtualKeyboard() {
     if (keyboard_) zwp_virtual_keyboard_v1_destroy(keyboard_);

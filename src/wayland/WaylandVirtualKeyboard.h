@@ -28,6 +28,12 @@ public:
     // Sets the modifiers to exactly `flags`, then the key; false (nothing posted) for an unknown key or no compositor.
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
 
+    // Uploads the keyboard's own keymap again, after the compositor replaced it with the person's
+    // (sway does at a change of its keyboard settings); false when the compositor is gone.
+    bool restoreKeymap();
+    // The name of the keymap's layout, as the compositor reports it ("English (US)").
+    const std::string& layoutName() const { return layoutName_; }
+
     // False from the first connection error on, for good: a new compositor needs a new keyboard.
     bool isAlive() const { return alive_; }
     // The compositor socket, for the caller's loop to call dispatch() when it is readable.
@@ -42,12 +48,15 @@ private:
 
     WaylandVirtualKeyboard();
     // The plain "us" layout as text, whatever XKB_DEFAULT_* or the desktop says; empty on failure.
-    static std::string compileUsKeymap(ModifierMasks& masks);
+    static std::string compileUsKeymap(ModifierMasks& masks, std::string& layoutName);
+    bool uploadKeymap();
 
     std::unique_ptr<WaylandConnection> connection_;  // first, so that it closes last
     zwp_virtual_keyboard_manager_v1* manager_ = nullptr;
     zwp_virtual_keyboard_v1* keyboard_ = nullptr;
     ModifierMasks masks_;
+    std::string keymap_;
+    std::string layoutName_;
     bool alive_ = false;
 };
 

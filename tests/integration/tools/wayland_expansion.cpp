@@ -29,6 +29,8 @@
 #include "session/ClipboardBackendFactory.h"
 #include "session/NoFilteringKeyTap.h"
 #include "session/NoFocusTracker.h"
+#include "session/StrokeBackendFactory.h"
+#include "sway/SwayInputEvents.h"
 #include "wayland/WaylandVirtualKeyboard.h"
 
 namespace {
@@ -105,6 +107,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "no virtual keyboard: %s\n", reason.c_str());
         return 1;
     }
+    const auto ownKeymap = StrokeBackendFactory::keepOwnKeymap(*keyboard);
     auto clipboard = ClipboardBackendFactory::choose(DesktopSession::detect());
     std::fprintf(stderr, "velko-helper: %s (%s)\n", clipboard.choice.line().c_str(), clipboard.choice.reason.c_str());
 
