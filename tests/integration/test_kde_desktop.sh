@@ -17,7 +17,7 @@ wait_for "the portal's keyboard" grep -q 'Input: desktop portal now' "$HELPER_LO
 # The keyboard became usable only after launch: it counts as access at launch all the same.
 wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
 wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
-first_paste
+FIRST_V=0 # the first request after start counts
 check_pastes 10 Mod1
 check_eq "no degraded notice while the portal serves" 0 "$(count velko.helper.degraded)"
 check_eq "the helper's own strokes fire none of its hotkeys" 0 "$(count helper.hotkey.activated)"
