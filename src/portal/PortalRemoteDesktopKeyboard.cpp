@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "portal/PortalRequest.h"
+#include "xkb/SilentKey.h"
 
 namespace velko {
 namespace {
@@ -73,8 +74,15 @@ void PortalRemoteDesktopKeyboard::startSession() {
                 // (RemoteDesktop version 1) leaves in place what a newer one may still accept.
                 const std::string token = results.value(QStringLiteral("restore_token")).toString().toStdString();
                 if (tokens_.save && !token.empty() && token != sentToken_) tokens_.save(token);
+                addKeyboardToSeat();
                 setStatus({State::ready, {}});
             });
+}
+
+// Behind GNOME's portal is a mutter session, whose keyboard joins the seat only with its first key,
+// and that key reaches no window: a key that types nothing, pressed at once, takes its place.
+void PortalRemoteDesktopKeyboard::addKeyboardToSeat() {
+    if (const auto code = silentKey(keymap_)) keys_.post({{*code, true}, {*code, false}});
 }
 
 void PortalRemoteDesktopKeyboard::sessionEnding() {

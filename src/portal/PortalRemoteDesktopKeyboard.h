@@ -53,12 +53,14 @@ public:
     bool postKeyEvent(KeyCode keyCode, EventFlags flags, bool keyDown) override;
     // The session's keymap, to send each key where it types its character; by position without.
     void setKeymap(std::shared_ptr<xkb_keymap> keymap, std::uint32_t active = 0) {
+        keymap_ = keymap;
         stroke_.setKeymap(std::move(keymap), active);
     }
 
 private:
     void selectDevices();
     void startSession();
+    void addKeyboardToSeat();
     std::string closedReason() const override { return "the desktop portal closed the session (access revoked)"; }
     void sessionEnding() override;
     void resume() override { start(); }
@@ -67,6 +69,7 @@ private:
     TokenStore tokens_;
     const std::chrono::milliseconds startTimeout_;
     std::string sentToken_;
+    std::shared_ptr<xkb_keymap> keymap_;
     EvdevStroke stroke_;
     OrderedKeyCalls keys_;
     ShortcutGuard guard_;

@@ -22,7 +22,7 @@ def controls(node, depth=0):
         name = (node.get_name() or "").strip()
         action = node.get_action_iface()
         if name and action is not None and action.get_n_actions() > 0:
-            yield name, action
+            yield name, action, node.get_role_name()
         for i in range(node.get_child_count()):
             yield from controls(node.get_child_at_index(i), depth + 1)
     except gi.repository.GLib.Error:
@@ -37,9 +37,10 @@ def main():
             desktop = Atspi.get_desktop(0)
             found = None
             for i in range(desktop.get_child_count()):
-                for name, action in controls(desktop.get_child_at_index(i)):
+                for name, action, role in controls(desktop.get_child_at_index(i)):
                     seen.add(name)
-                    if name.lower() == wanted.lower():
+                    # GTK 4 gives labels actions too (copy, select): a button's own label is no control.
+                    if name.lower() == wanted.lower() and role != "label":
                         found = action
                         break
                 if found:

@@ -18,7 +18,7 @@ wait_for "mutter's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_
 # The keyboard became usable only after launch: it counts as access at launch all the same.
 wait_for "the keyboard services" grep -q 'input access at launch: starting hotkeys and text expansion' "$HELPER_LOG"
 check "the portal, which would show its dialog, is not asked" bash -c "! grep -q 'no keys through the desktop portal\\|asking the desktop portal' '$HELPER_LOG'"
-first_paste
+FIRST_V=0 # the first request after start counts
 check_pastes 10 "Mod1 Meta"
 check_eq "no degraded notice while mutter serves" 0 "$(count velko.helper.degraded)"
 wait_for "the hotkeys' answer" grep -q 'Hotkeys: off now' "$HELPER_LOG"
@@ -73,6 +73,6 @@ start_wev
 : >"$HELPER_LOG"
 XDG_SESSION_TYPE=wayland helper_up
 wait_for "gnome-shell's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
-first_paste
+FIRST_V=0 # the first request after start counts
 check_pastes 3 "Mod1 Meta"
 finish

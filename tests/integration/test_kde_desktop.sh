@@ -19,7 +19,7 @@ wait_for "the keyboard services" grep -q 'input access at launch: starting hotke
 wait_for "the hotkeys bound" grep -q 'Hotkeys: desktop portal now' "$HELPER_LOG"
 check "KWin lists no windows to other clients: the focus is unknown, and the log says why" \
   grep -q 'Focus: unknown (.*the compositor offers no zwlr_foreign_toplevel_manager_v1)' "$HELPER_LOG"
-first_paste
+FIRST_V=0 # the first request after start counts
 check_pastes 10 Mod1
 check_eq "no degraded notice while the portal serves" 0 "$(count velko.helper.degraded)"
 check_eq "the helper's own strokes fire none of its hotkeys" 0 "$(count helper.hotkey.activated)"
