@@ -118,10 +118,6 @@ void MutterRemoteDesktopKeyboard::addKeyboardToSeat() {
     keys_.postCall(key(false));
 }
 
-std::optional<std::uint16_t> MutterRemoteDesktopKeyboard::silentKey(const std::shared_ptr<xkb_keymap>& keymap) {
-    return velko::silentKey(keymap);
-}
-
 void MutterRemoteDesktopKeyboard::onClosed() {
     if (status_.state == State::unavailable) return;
     sessionPath_.clear();

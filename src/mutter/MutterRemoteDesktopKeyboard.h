@@ -56,8 +56,6 @@ public:
         keymap_ = keymap;
         stroke_.setKeymap(std::move(keymap), active);
     }
-    // A key that types nothing in keymap (no symbol at all), to press where nothing may be typed.
-    static std::optional<std::uint16_t> silentKey(const std::shared_ptr<xkb_keymap>& keymap);
 
 private slots:
     void onClosed();
