@@ -10,8 +10,8 @@ namespace velko {
 class FilteringKeyTap {
 public:
     // The keyboard never waits for the verdict. On X11 pass reaches the focused window by the press
-    // being posted again, with the modifiers still held then; a desktop's shortcuts (the portal)
-    // take every press and cannot pass one on.
+    // (key and modifiers) being posted again once the key is up; a desktop's shortcuts (the
+    // portal) take every press and cannot pass one on.
     enum class Verdict { pass, drop };
     // A key and the modifiers that must all be held; presses with more modifiers are delivered too.
     struct Combination {

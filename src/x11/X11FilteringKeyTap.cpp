@@ -92,6 +92,7 @@ void X11FilteringKeyTap::standAside(KeyCode keyCode) {
     if (!grabbed) return;
     aside_ = *keycode;
     xcb::roundTrip(grabbing_);  // gone before the stroke, which travels on another connection
+    readQueuedLater();
 }
 
 void X11FilteringKeyTap::resume() {
@@ -99,6 +100,13 @@ void X11FilteringKeyTap::resume() {
     grabAll(aside_);
     aside_ = 0;
     xcb::roundTrip(grabbing_);  // back before the next press whatever connection sends it
+    readQueuedLater();
+}
+
+// Waiting for a reply may have read presses off the socket into xcb's queue, where the socket
+// notifier never sees them.
+void X11FilteringKeyTap::readQueuedLater() {
+    if (notifier_) QTimer::singleShot(0, notifier_.get(), [this] { readEvents(); });
 }
 
 void X11FilteringKeyTap::grabAll(std::uint8_t keycode) {
@@ -155,7 +163,8 @@ void X11FilteringKeyTap::passOnWhenReleased() {
     const xcb::Reply<xcb_query_pointer_reply_t> pointer{xcb_query_pointer_reply(c, pointerCookie, nullptr)};
     const xcb::Reply<xcb_get_modifier_mapping_reply_t> mapping{
         xcb_get_modifier_mapping_reply(c, mappingCookie, nullptr)};
-    if (!keys || !pointer || !mapping) {
+    readQueuedLater();
+    if (!keys || !pointer || !mapping || !mapping->keycodes_per_modifier) {
         passing_.detail = 0;
         return;
     }
@@ -181,6 +190,7 @@ void X11FilteringKeyTap::passOnWhenReleased() {
     post(XCB_KEY_RELEASE, keycode);
     for (const auto key : pressed) post(XCB_KEY_RELEASE, key);
     xcb::roundTrip(c);  // delivered before the grabs are back, so it never comes back to us
+    readQueuedLater();
     if (aside_ != keycode) grabAll(keycode);
     xcb_flush(c);
 }

@@ -40,6 +40,7 @@ private:
 
     void readEvents();
     void passOnWhenReleased();
+    void readQueuedLater();
     void grabAll(std::uint8_t keycode);
     void releaseGrabs();
 
