@@ -9,15 +9,16 @@ namespace velko {
 // Key-downs of chosen keys, each of which the core either drops or lets through to the focused window.
 class FilteringKeyTap {
 public:
-    // pass reaches the focused window only where the backend holds the press until asked, and
-    // only when asked in time (X11's grabs wait a moment; a desktop's shortcuts never ask).
+    // The keyboard never waits for the verdict. On X11 pass reaches the focused window by the press
+    // (key and modifiers) being posted again once the key is up; a desktop's shortcuts (the
+    // portal) take every press and cannot pass one on.
     enum class Verdict { pass, drop };
     // A key and the modifiers that must all be held; presses with more modifiers are delivered too.
     struct Combination {
         KeyCode keyCode;
         EventFlags modifiers;
-        // The core may let its presses through. A backend that holds the keyboard to ask holds it
-        // for these only: every other press is taken without waiting.
+        // The core may let its presses through; a backend that must know ahead which presses it
+        // may be asked to give back reads this (the X11 one does not need to).
         bool mayPass = false;
     };
     using Callback = std::function<Verdict(KeyCode keyCode, EventFlags flags)>;

@@ -2,12 +2,11 @@
 #include "platform/Log.h"
 
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <QSocketNotifier>
 
+#include "x11/Xcb.h"
 #include "xkb/KeyTable.h"
 
 namespace velko {
@@ -15,16 +14,16 @@ namespace {
 
 constexpr std::uint16_t allModifiers = 0xFF;  // Shift, Lock, Control, Mod1 to Mod5
 
-void roundTrip(xcb_connection_t* c) { std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr)); }
-
-std::uint8_t keyboardMode(bool sync) { return sync ? XCB_GRAB_MODE_SYNC : XCB_GRAB_MODE_ASYNC; }
-
 }  // namespace
 
-X11FilteringKeyTap::X11FilteringKeyTap() = default;
+X11FilteringKeyTap::X11FilteringKeyTap() {
+    // Often enough that the stroke comes before the modifiers of a quick press are let go.
+    releaseCheck_.setInterval(2);
+    releaseCheck_.setSingleShot(true);
+    QObject::connect(&releaseCheck_, &QTimer::timeout, [this] { passOnWhenReleased(); });
+}
 
-// Closing the connection drops its grabs in the server, and with them a frozen keyboard.
-X11FilteringKeyTap::~X11FilteringKeyTap() { stopReading(); }
+X11FilteringKeyTap::~X11FilteringKeyTap() { releaseGrabs(); }
 
 std::vector<std::uint16_t> X11FilteringKeyTap::statesContaining(std::uint16_t required) {
     std::vector<std::uint16_t> states;
@@ -44,7 +43,7 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
             return false;
         }
         for (const auto state : statesContaining(KeyTable::xStateMask(combination.modifiers)))
-            wanted.push_back({*keycode, state, combination.mayPass});
+            wanted.push_back({*keycode, state});
     }
 
     xcb_connection_t* c = display_.get();
@@ -57,18 +56,17 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
     cookies.reserve(wanted.size());
     for (const auto& grab : wanted)
         cookies.push_back(
-            xcb_grab_key_checked(c, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, keyboardMode(grab.sync)));
+            xcb_grab_key_checked(c, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     grabbing_ = c;
     grabs_ = wanted;
     bool complete = true;
     for (std::size_t i = 0; i < cookies.size(); ++i) {
-        xcb_generic_error_t* error = xcb_request_check(c, cookies[i]);
+        const xcb::Reply<xcb_generic_error_t> error{xcb_request_check(c, cookies[i])};
         if (!error) continue;
         if (complete)
             log::warning("X key %u with modifier state 0x%02x is taken (X error %u); no hotkeys", wanted[i].keycode,
                          wanted[i].state, error->error_code);
         complete = false;
-        std::free(error);
     }
     if (!complete || xcb_connection_has_error(c)) {
         releaseGrabs();  // all or nothing: a half-grabbed set would answer some combinations only
@@ -76,7 +74,9 @@ bool X11FilteringKeyTap::create(const std::vector<Combination>& combinations, Ca
     }
 
     callback_ = std::move(callback);
-    startReading();
+    notifier_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(c), QSocketNotifier::Read);
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { readEvents(); });
+    readEvents();  // a press that came with the last reply is already queued, and the socket is quiet
     return true;
 }
 
@@ -91,119 +91,114 @@ void X11FilteringKeyTap::standAside(KeyCode keyCode) {
         }
     if (!grabbed) return;
     aside_ = *keycode;
-    roundTrip(grabbing_);  // gone before the stroke, which travels on another connection
+    xcb::roundTrip(grabbing_);  // gone before the stroke, which travels on another connection
+    readQueuedLater();
 }
 
 void X11FilteringKeyTap::resume() {
     if (!aside_ || !grabbing_) return;
-    for (const auto& g : grabs_)
-        if (g.keycode == aside_)
-            xcb_grab_key(grabbing_, 0, root_, g.state, g.keycode, XCB_GRAB_MODE_ASYNC, keyboardMode(g.sync));
+    grabAll(aside_);
     aside_ = 0;
-    roundTrip(grabbing_);  // back before the next press whatever connection sends it
+    xcb::roundTrip(grabbing_);  // back before the next press whatever connection sends it
+    readQueuedLater();
 }
 
-void X11FilteringKeyTap::startReading() {
-    xcb_connection_t* c = grabbing_;
-    // Events sent to a window with no event mask go to the client that made it: this one.
-    wakeWindow_ = xcb_generate_id(c);
-    xcb_create_window(c, 0, wakeWindow_, root_, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0,
-                      nullptr);
-    xcb_flush(c);
-    stopping_ = false;
-    std::vector<std::uint8_t> held;
+// Waiting for a reply may have read presses off the socket into xcb's queue, where the socket
+// notifier never sees them.
+void X11FilteringKeyTap::readQueuedLater() {
+    if (notifier_) QTimer::singleShot(0, notifier_.get(), [this] { readEvents(); });
+}
+
+void X11FilteringKeyTap::grabAll(std::uint8_t keycode) {
     for (const auto& grab : grabs_)
-        if (grab.sync) held.push_back(grab.keycode);
-    reader_ = std::thread([this, c, held = std::move(held)] { read(c, held); });
+        if (grab.keycode == keycode)
+            xcb_grab_key(grabbing_, 0, root_, grab.state, grab.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
 }
 
-void X11FilteringKeyTap::stopReading() {
-    if (!reader_.joinable()) return;
-    {
-        std::lock_guard lock(mutex_);
-        stopping_ = true;
-    }
-    answered_.notify_all();
-    xcb_client_message_event_t wake{};
-    wake.response_type = XCB_CLIENT_MESSAGE;
-    wake.format = 32;
-    wake.window = wakeWindow_;
-    xcb_send_event(grabbing_, 0, wakeWindow_, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&wake));
-    xcb_flush(grabbing_);
-    reader_.join();
-    xcb_destroy_window(grabbing_, wakeWindow_);
-    wakeWindow_ = 0;
-}
-
-void X11FilteringKeyTap::read(xcb_connection_t* c, std::vector<std::uint8_t> held) {
-    while (xcb_generic_event_t* event = xcb_wait_for_event(c)) {
+void X11FilteringKeyTap::readEvents() {
+    xcb_connection_t* c = grabbing_;
+    if (!c) return;
+    while (const xcb::Event event{xcb_poll_for_event(c)}) {
         // Key releases, mapping changes and errors of unchecked requests need nothing: key
         // codes are positional and every modifier state is grabbed.
-        if ((event->response_type & 0x7f) == XCB_KEY_PRESS) {
-            const auto* press = reinterpret_cast<const xcb_key_press_event_t*>(event);
-            const auto keyCode = KeyTable::keyCodeForXKeycode(press->detail);
-            const EventFlags flags = KeyTable::eventFlags(press->state);
-            Verdict verdict = Verdict::drop;
-            if (keyCode && std::find(held.begin(), held.end(), press->detail) != held.end())
-                verdict = await(*keyCode, flags);
-            else if (keyCode)  // taken already: the core is told, not asked
-                QMetaObject::invokeMethod(&mainThread_, [this, key = *keyCode, flags] { decide(0, key, flags); });
-            if (verdict == Verdict::pass) {
-                // Delivered again as if never grabbed, to the window that has the focus.
-                xcb_allow_events(c, XCB_ALLOW_REPLAY_KEYBOARD, press->time);
-            } else {
-                // Ends the grab the press started too, so that any key pressed while this one is
-                // held goes where it would have gone without us (the release would end it anyway).
-                xcb_allow_events(c, XCB_ALLOW_ASYNC_KEYBOARD, press->time);
-                xcb_ungrab_keyboard(c, press->time);
-            }
-            xcb_flush(c);
+        if ((event->response_type & 0x7f) != XCB_KEY_PRESS) continue;
+        const auto& press = *reinterpret_cast<const xcb_key_press_event_t*>(event.get());
+        // Ends the grab the press started, so that any key pressed while this one is held goes
+        // where it would have gone without us (the release would end it anyway).
+        xcb_ungrab_keyboard(c, press.time);
+        xcb_flush(c);
+        Verdict verdict = Verdict::drop;
+        try {
+            const auto keyCode = KeyTable::keyCodeForXKeycode(press.detail);
+            if (keyCode && callback_) verdict = callback_(*keyCode, KeyTable::eventFlags(press.state));
+        } catch (...) {
+            log::warning("a hotkey press could not be answered");
         }
-        std::free(event);
-        std::lock_guard lock(mutex_);
-        if (stopping_) return;
+        // One at a time: a key held down repeats, and the stroke posted for it stands for them all.
+        if (verdict == Verdict::pass && grabbing_ == c && !passing_.detail) {
+            passing_ = press;
+            passOnWhenReleased();
+        }
     }
-    // The server is gone and its grabs with it.
-    QMetaObject::invokeMethod(&mainThread_, [this, c] {
-        if (grabbing_ != c) return;
-        log::warning("lost the X connection of the hotkeys");
+    if (xcb_connection_has_error(c) && grabbing_ == c) {
+        // The server is gone and its grabs with it; stop listening to a dead socket.
+        notifier_.reset();
+        releaseCheck_.stop();
+        passing_.detail = 0;
         grabs_.clear();
         aside_ = 0;
-    });
+        grabbing_ = nullptr;
+        log::warning("lost the X connection of the hotkeys");
+    }
 }
 
-FilteringKeyTap::Verdict X11FilteringKeyTap::await(KeyCode keyCode, EventFlags flags) {
-    std::unique_lock lock(mutex_);
-    // Numbered across readers, so that an answer meant for an earlier tap's press is never taken for this one.
-    const std::uint64_t press = ++lastPress_;
-    awaited_ = press;
-    verdict_.reset();
-    QMetaObject::invokeMethod(&mainThread_, [this, press, keyCode, flags] { decide(press, keyCode, flags); });
-    answered_.wait_for(lock, verdictDeadline, [this] { return verdict_.has_value() || stopping_; });
-    awaited_ = 0;
-    return verdict_.value_or(Verdict::drop);
-}
-
-void X11FilteringKeyTap::decide(std::uint64_t press, KeyCode keyCode, EventFlags flags) {
-    Verdict verdict = Verdict::drop;
-    try {
-        if (callback_) verdict = callback_(keyCode, flags);
-    } catch (...) {
-        log::warning("a hotkey press could not be answered");
+void X11FilteringKeyTap::passOnWhenReleased() {
+    xcb_connection_t* c = grabbing_;
+    const std::uint8_t keycode = passing_.detail;
+    if (!c || !keycode) return;
+    const auto keymapCookie = xcb_query_keymap(c);
+    const auto pointerCookie = xcb_query_pointer(c, root_);
+    const auto mappingCookie = xcb_get_modifier_mapping(c);
+    const xcb::Reply<xcb_query_keymap_reply_t> keys{xcb_query_keymap_reply(c, keymapCookie, nullptr)};
+    const xcb::Reply<xcb_query_pointer_reply_t> pointer{xcb_query_pointer_reply(c, pointerCookie, nullptr)};
+    const xcb::Reply<xcb_get_modifier_mapping_reply_t> mapping{
+        xcb_get_modifier_mapping_reply(c, mappingCookie, nullptr)};
+    readQueuedLater();
+    if (!keys || !pointer || !mapping || !mapping->keycodes_per_modifier) {
+        passing_.detail = 0;
+        return;
     }
-    {
-        std::lock_guard lock(mutex_);
-        if (press != 0 && awaited_ != press && verdict == Verdict::pass)
-            log::warning("a hotkey press was answered after %lld ms; it was taken, not passed on",
-                         static_cast<long long>(verdictDeadline.count()));
-        if (press == 0 || awaited_ != press) return;  // never held, or too late: the reader took it
-        verdict_ = verdict;
+    if (keys->keys[keycode / 8] & (1u << (keycode % 8))) {
+        releaseCheck_.start();
+        return;
     }
-    answered_.notify_all();
+    passing_.detail = 0;
+    // A modifier let go meanwhile is pressed for the stroke, or the key would arrive as another
+    // combination (a bare V types a v). Lock and Num Lock are states, not keys held.
+    std::vector<std::uint8_t> pressed;
+    const std::uint8_t* modifierKeys = xcb_get_modifier_mapping_keycodes(mapping.get());
+    for (const int index : {0, 2, 3, 6})  // Shift, Control, Mod1, Mod4
+        if ((passing_.state & ~pointer->mask) & (1u << index))
+            if (const std::uint8_t key = modifierKeys[index * mapping->keycodes_per_modifier]) pressed.push_back(key);
+    for (const auto& grab : grabs_)
+        if (grab.keycode == keycode) xcb_ungrab_key(c, grab.keycode, root_, grab.state);
+    const auto post = [c](std::uint8_t type, std::uint8_t key) {
+        xcb_test_fake_input(c, type, key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    };
+    for (const auto key : pressed) post(XCB_KEY_PRESS, key);
+    post(XCB_KEY_PRESS, keycode);
+    post(XCB_KEY_RELEASE, keycode);
+    for (const auto key : pressed) post(XCB_KEY_RELEASE, key);
+    xcb::roundTrip(c);  // delivered before the grabs are back, so it never comes back to us
+    readQueuedLater();
+    if (aside_ != keycode) grabAll(keycode);
+    xcb_flush(c);
 }
 
 void X11FilteringKeyTap::releaseGrabs() {
-    stopReading();
+    notifier_.reset();
+    releaseCheck_.stop();
+    passing_.detail = 0;
     callback_ = nullptr;
     aside_ = 0;
     xcb_connection_t* c = grabbing_;
@@ -215,10 +210,11 @@ void X11FilteringKeyTap::releaseGrabs() {
     // Ungrabbing a combination held by another client leaves that client's grab alone.
     for (const auto& grab : grabs_) xcb_ungrab_key(c, grab.keycode, root_, grab.state);
     grabs_.clear();
-    // A press during create() may have started a grab, and frozen the keyboard, with nobody left to end it.
+    // A press during create() may have started a grab that nobody will end now.
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
-    roundTrip(c);  // in place before create() returns, so another client may grab them at once
-    while (xcb_generic_event_t* event = xcb_poll_for_event(c)) std::free(event);
+    xcb::roundTrip(c);  // in place before create() returns, so another client may grab them at once
+    while (const xcb::Event event{xcb_poll_for_event(c)}) {
+    }
 }
 
 }  // namespace velko

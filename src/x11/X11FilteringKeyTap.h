@@ -1,31 +1,24 @@
 #pragma once
-#include <QObject>
-#include <chrono>
-#include <condition_variable>
+#include <QTimer>
 #include <cstdint>
-#include <mutex>
-#include <optional>
-#include <thread>
+#include <memory>
 #include <vector>
 
 #include "platform/FilteringKeyTap.h"
 #include "x11/X11Connection.h"
 
+class QSocketNotifier;
+
 namespace velko {
 
-// Passive key grabs on the root window, read by a thread of its own. The grabs of combinations
-// the core may pass on are synchronous: the server holds the keyboard after such a press until the
-// core's verdict, then the press is taken or replayed to the focused window. When the main loop
-// has not answered within verdictDeadline the thread takes the press itself (the verdict, when it
-// comes, is too late to pass it on), so a busy helper holds the keyboard no longer than that; a
-// stopped one holds it until it runs again. Every other grab is asynchronous and never holds the
-// keyboard. Each taken press ends the grab it started at once, so keys pressed while it is held
-// go to the focused window.
+// Passive key grabs on the root window, read on the main loop. They are asynchronous: the keyboard
+// never waits for the helper, so a busy or stopped helper cannot freeze it. A press the core
+// passes on is posted again through XTEST with that key's grabs stepped aside, once the person has
+// let go of the key (the server drops a second key-down of a key that is down), with the press's
+// modifiers held. Each press ends the grab it started at once, so keys pressed while it is held go
+// to the focused window.
 class X11FilteringKeyTap : public FilteringKeyTap {
 public:
-    // Long enough for a loaded machine's main loop, short enough to pass for a slow key.
-    static constexpr std::chrono::milliseconds verdictDeadline{500};
-
     X11FilteringKeyTap();
     ~X11FilteringKeyTap() override;
     bool create(const std::vector<Combination>& combinations, Callback callback) override;
@@ -43,32 +36,23 @@ private:
     struct Grab {
         std::uint8_t keycode;
         std::uint16_t state;
-        bool sync;
     };
 
-    void startReading();
-    void stopReading();
-    void read(xcb_connection_t* c, std::vector<std::uint8_t> held);  // on the reading thread
-    Verdict await(KeyCode keyCode, EventFlags flags);
-    void decide(std::uint64_t press, KeyCode keyCode, EventFlags flags);  // on the main thread
+    void readEvents();
+    void passOnWhenReleased();
+    void readQueuedLater();
+    void grabAll(std::uint8_t keycode);
     void releaseGrabs();
 
     X11Connection display_;  // its own connection: nobody else reads its events
     xcb_connection_t* grabbing_ = nullptr;
     std::uint32_t root_ = 0;
-    std::uint32_t wakeWindow_ = 0;  // where a message to the reading thread goes
     std::vector<Grab> grabs_;
     Callback callback_;
     std::uint8_t aside_ = 0;  // the key whose grabs stand aside, 0 for none
-
-    QObject mainThread_;  // the verdicts are asked for through its queue
-    std::thread reader_;
-    std::mutex mutex_;
-    std::condition_variable answered_;
-    std::uint64_t awaited_ = 0;  // the press the reader waits on, 0 for none
-    std::uint64_t lastPress_ = 0;
-    std::optional<Verdict> verdict_;
-    bool stopping_ = false;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    xcb_key_press_event_t passing_{};  // the press to pass on, detail 0 for none
+    QTimer releaseCheck_;
 };
 
 }  // namespace velko

@@ -49,25 +49,17 @@ sleep 0.3
 check_eq "and posts no hotkey" 1005 "$(hotkeys)"
 
 # A stopped helper (SIGSTOP) takes the hotkey's press but holds up nothing: what is typed after it
-# reaches the window at once, with no modifier left down; the press is answered on SIGCONT.
-# Ctrl+Shift+V, which a terminal may keep, waits for the helper's answer: what is typed after it
-# arrives, in order, once the helper runs again.
-A=38 B=56 C=54 D=40
+# arrives at once, with no modifier left down; the press is answered on SIGCONT.
+A=38 B=56 C=54
 kill -STOP "$HELPER_PID"
-xdotool key --delay 30 ctrl+shift+space
+xdotool key --delay 30 ctrl+shift+v
 xdotool type --delay 30 abc
 xev_has_press_c() { xev_has_press $C; }
 wait_for "typing while the helper is stopped" xev_has_press_c
 check_eq "a, b and c reach the window plain" "0x0 0x0 0x0" "$(presses $A) $(presses $B) $(presses $C)"
-xdotool key --delay 30 ctrl+shift+v
-xdotool type --delay 30 d
-sleep 0.5
-check_eq "typing after Ctrl+Shift+V waits for the stopped helper" "" "$(presses $D)"
 kill -CONT "$HELPER_PID"
-wait_for "the stopped presses' notifications" at_least 1007 helper.hotkey.activated
-xev_has_press_d() { xev_has_press $D; }
-wait_for "the held typing" xev_has_press_d
-check_eq "the presses themselves never reached the window" "0x4 0x5" "$(presses $V | paste -sd' ')$(presses $SPACE)"
+wait_for "the stopped press's notification" at_least 1006 helper.hotkey.activated
+check_eq "the press itself never reached the window" "0x4 0x5" "$(presses $V | paste -sd' ')"
 
 # Another client already holds Ctrl+Shift+S: the helper prints the failure line, grabs nothing
 # (Ctrl+Shift+V goes to the window) and still answers pings.
@@ -86,5 +78,5 @@ three_v_presses() { [ "$(presses $V | wc -l)" -ge 3 ]; }
 wait_for "Ctrl+Shift+V in the window" three_v_presses
 check_eq "no grab is left behind: Ctrl+Shift+V reaches the window" "0x4 0x5 0x5" "$(presses $V | paste -sd' ')"
 ping_answered  # the helper keeps running without hotkeys
-check_eq "no hotkey was posted without the tap" 1007 "$(hotkeys)"
+check_eq "no hotkey was posted without the tap" 1006 "$(hotkeys)"
 finish
