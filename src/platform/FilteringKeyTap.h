@@ -17,9 +17,6 @@ public:
     struct Combination {
         KeyCode keyCode;
         EventFlags modifiers;
-        // The core may let its presses through; a backend that must know ahead which presses it
-        // may be asked to give back reads this (the X11 one does not need to).
-        bool mayPass = false;
     };
     using Callback = std::function<Verdict(KeyCode keyCode, EventFlags flags)>;
 

@@ -119,7 +119,7 @@ TEST_F(X11FilteringKeyTapTest, TakenPressesNeverReachTheFocusNorFreezeTheKeyboar
 // with the modifiers still held, once, without coming back as another hotkey press.
 TEST_F(X11FilteringKeyTapTest, APassedPressReachesTheFocusedWindowOnceWithTheModifiersHeld) {
     Verdict verdict = Verdict::pass;
-    ASSERT_TRUE(tap.create({{9, Flags::command, true}}, [&](KeyCode key, EventFlags flags) {
+    ASSERT_TRUE(tap.create({{9, Flags::command}}, [&](KeyCode key, EventFlags flags) {
         seen.push_back({key, flags});
         return verdict;
     }));

@@ -36,10 +36,6 @@ TEST_F(GlobalHotkeyManagerTest, MatchingNeedsTheKeyAndAtLeastTheBindingsModifier
     manager.start();
     EXPECT_EQ(told, std::vector<bool>{true});
     ASSERT_EQ(tap.combinations.size(), 3u);
-    EXPECT_EQ(
-        std::vector<bool>({tap.combinations[0].mayPass, tap.combinations[1].mayPass, tap.combinations[2].mayPass}),
-        std::vector<bool>({true, false, false}))
-        << "only Ctrl+Shift+V may be passed on";
     struct Case {
         KeyCode key;
         EventFlags flags;
