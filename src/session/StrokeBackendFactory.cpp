@@ -51,8 +51,10 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     const bool portalOnly = qgetenv("VELKO_STROKES") == "portal";
     if (portalOnly)
         log::info("VELKO_STROKES=portal: strokes through the desktop portal only");
+    else if (auto keyboard = WaylandVirtualKeyboard::connect())
+        backends.virtualKeyboard = std::move(*keyboard);
     else
-        backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+        why = keyboard.error();
     if (backends.virtualKeyboard) backends.swayInputs = StrokeBackendFactory::keepOwnKeymap(*backends.virtualKeyboard);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
                          : portalOnly             ? "VELKO_STROKES=portal"

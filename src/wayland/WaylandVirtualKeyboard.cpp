@@ -6,13 +6,13 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "wayland/WaylandConnection.h"
 #include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
 #include "xkb/KeyTable.h"
+#include "xkb/XkbHandles.h"
 
 namespace velko {
 namespace {
@@ -55,56 +55,36 @@ constexpr std::chrono::milliseconds replyTimeout{1000};
 }  // namespace
 
 std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks, std::string& layoutName) {
-    std::string text;
-    xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
-    if (!context) return text;
+    const xkb::Context context{xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES)};
+    if (!context) return {};
     const xkb_rule_names names{"evdev", "pc105", "us", "", ""};
-    if (xkb_keymap* keymap = xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
-        if (char* string = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1)) {
-            text = string;
-            std::free(string);
-        }
-        masks = {maskOf(keymap, XKB_MOD_NAME_CTRL), maskOf(keymap, XKB_MOD_NAME_ALT),
-                 maskOf(keymap, XKB_MOD_NAME_SHIFT), maskOf(keymap, XKB_MOD_NAME_LOGO),
-                 maskOf(keymap, XKB_MOD_NAME_CAPS)};
-        if (const char* name = xkb_keymap_layout_get_name(keymap, 0)) layoutName = name;
-        xkb_keymap_unref(keymap);
-    }
-    xkb_context_unref(context);
-    return text;
+    const xkb::Keymap keymap{xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS)};
+    if (!keymap) return {};
+    masks = {maskOf(keymap.get(), XKB_MOD_NAME_CTRL), maskOf(keymap.get(), XKB_MOD_NAME_ALT),
+             maskOf(keymap.get(), XKB_MOD_NAME_SHIFT), maskOf(keymap.get(), XKB_MOD_NAME_LOGO),
+             maskOf(keymap.get(), XKB_MOD_NAME_CAPS)};
+    if (const char* name = xkb_keymap_layout_get_name(keymap.get(), 0)) layoutName = name;
+    return xkb::text(keymap.get());
 }
 
-std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::string& reason) {
+Result<std::unique_ptr<WaylandVirtualKeyboard>> WaylandVirtualKeyboard::connect() {
     std::unique_ptr<WaylandVirtualKeyboard> self(new WaylandVirtualKeyboard);
     auto connection = WaylandConnection::open(replyTimeout);
-    if (!connection) {
-        reason = connection.error();
-        return nullptr;
-    }
+    if (!connection) return connection.failure();
     self->connection_ = std::move(*connection);
     self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
         self->connection_->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
-    if (!self->manager_) {
-        reason = "the compositor offers no zwp_virtual_keyboard_manager_v1";
-        return nullptr;
-    }
+    if (!self->manager_) return Failure{"the compositor offers no zwp_virtual_keyboard_manager_v1"};
 
     self->keymap_ = compileUsKeymap(self->masks_, self->layoutName_);
-    if (self->keymap_.empty()) {
-        reason = "xkbcommon cannot compile the us keymap (is xkb-data installed?)";
-        return nullptr;
-    }
+    if (self->keymap_.empty()) return Failure{"xkbcommon cannot compile the us keymap (is xkb-data installed?)"};
     self->keyboard_ =
         zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->connection_->seat());
-    if (!self->uploadKeymap()) {
-        reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
-        return nullptr;
-    }
+    if (!self->uploadKeymap())
+        return Failure{std::string("no memory file for the keymap: ") + std::strerror(errno), errno};
     // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
-    if (!self->connection_->roundtrip(replyTimeout)) {
-        reason = "the compositor refused a virtual keyboard: " + self->connection_->errorText();
-        return nullptr;
-    }
+    if (!self->connection_->roundtrip(replyTimeout))
+        return Failure{"the compositor refused a virtual keyboard: " + self->connection_->errorText()};
     self->alive_ = true;
     return self;
 }
