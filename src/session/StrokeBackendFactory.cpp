@@ -95,9 +95,10 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         reason += "; asking the desktop portal";
     }
     if (!backends.virtualKeyboard) {
-        std::string uinputWhy;
-        backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
-        if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
+        if (auto uinput = UinputKeyboard::open())
+            backends.uinput = std::move(*uinput);
+        else
+            reason += "; /dev/uinput: " + uinput.error();
     }
     if (!backends.virtualKeyboard && needs.layout) {
         // These send kernel key codes, which the compositor reads with the person's keymap and
