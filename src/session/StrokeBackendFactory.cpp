@@ -137,18 +137,17 @@ StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& 
 std::unique_ptr<SwayInputEvents> StrokeBackendFactory::keepOwnKeymap(WaylandVirtualKeyboard& keyboard) {
     const char* socket = std::getenv("SWAYSOCK");
     if (!socket || !*socket) return nullptr;
-    std::string why;
-    auto events = SwayInputEvents::connect(
-        socket,
-        [&keyboard](const SwayInputEvents::KeymapChange& change) {
-            if (change.identifier.find("virtual_keyboard") == std::string::npos ||
-                change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
-                return;
-            if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
-        },
-        why);
-    if (!events) log::warning("sway's keymap changes are not followed (%s)", why.c_str());
-    return events;
+    auto events = SwayInputEvents::connect(socket, [&keyboard](const SwayInputEvents::KeymapChange& change) {
+        if (change.identifier.find("virtual_keyboard") == std::string::npos ||
+            change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
+            return;
+        if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
+    });
+    if (!events) {
+        log::warning("sway's keymap changes are not followed (%s)", events.error().c_str());
+        return nullptr;
+    }
+    return std::move(*events);
 }
 
 }  // namespace velko
