@@ -6,8 +6,8 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <ctime>
 
 #include "wayland/WaylandConnection.h"
 #include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
@@ -42,11 +42,11 @@ int keymapFile(const std::string& text) {
     return fd;
 }
 
-// One clock for every key request of a keyboard, as the protocol asks.
-std::uint32_t nowMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+// One clock for every key request of a keyboard, as the protocol asks; its 32-bit milliseconds wrap.
+std::uint32_t keyTime() {
+    const auto now =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    return static_cast<std::uint32_t>(now.count());
 }
 
 // How long the compositor may take to answer while the keyboard is made.
@@ -124,7 +124,7 @@ bool WaylandVirtualKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, boo
     if (flags & Flags::control) depressed |= masks_.mod4;
     const std::uint32_t locked = (flags & Flags::capsLock) ? masks_.lock : 0;
     zwp_virtual_keyboard_v1_modifiers(keyboard_, depressed, 0, locked, 0);
-    zwp_virtual_keyboard_v1_key(keyboard_, nowMs(), *key,
+    zwp_virtual_keyboard_v1_key(keyboard_, keyTime(), *key,
                                 keyDown ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
     // Nothing stays held on this keyboard between strokes.
     if (!keyDown) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
