@@ -38,12 +38,12 @@ int main(int argc, char** argv) {
     X11Connection display;
     std::unique_ptr<SyntheticKeyboard> keyboard;
     if (backend == "wayland") {
-        std::string reason;
-        keyboard = WaylandVirtualKeyboard::connect(reason);
-        if (!keyboard) {
-            std::fprintf(stderr, "bench_stroke_hold: %s\n", reason.c_str());
+        auto connected = WaylandVirtualKeyboard::connect();
+        if (!connected) {
+            std::fprintf(stderr, "bench_stroke_hold: %s\n", connected.error().c_str());
             return 1;
         }
+        keyboard = std::move(*connected);
     } else {
         keyboard = std::make_unique<X11SyntheticKeyboard>(display);
     }

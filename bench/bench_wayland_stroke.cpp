@@ -50,12 +50,12 @@ private:
 
 int main(int argc, char** argv) {
     const int strokes = argc > 1 ? std::atoi(argv[1]) : 200;
-    std::string reason;
-    const auto keyboard = velko::WaylandVirtualKeyboard::connect(reason);
-    if (!keyboard) {
-        std::fprintf(stderr, "bench_wayland_stroke: %s\n", reason.c_str());
+    auto connected = velko::WaylandVirtualKeyboard::connect();
+    if (!connected) {
+        std::fprintf(stderr, "bench_wayland_stroke: %s\n", connected.error().c_str());
         return 1;
     }
+    const auto keyboard = std::move(*connected);
     LineReader wev;
     if (!wev.skipTo("wl_keyboard] enter")) {
         std::fprintf(stderr, "bench_wayland_stroke: the window never got the keyboard\n");

@@ -51,8 +51,10 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
     const bool portalOnly = qgetenv("VELKO_STROKES") == "portal";
     if (portalOnly)
         log::info("VELKO_STROKES=portal: strokes through the desktop portal only");
+    else if (auto keyboard = WaylandVirtualKeyboard::connect())
+        backends.virtualKeyboard = std::move(*keyboard);
     else
-        backends.virtualKeyboard = WaylandVirtualKeyboard::connect(why);
+        why = keyboard.error();
     if (backends.virtualKeyboard) backends.swayInputs = StrokeBackendFactory::keepOwnKeymap(*backends.virtualKeyboard);
     std::string reason = backends.virtualKeyboard ? "the compositor offers a virtual keyboard"
                          : portalOnly             ? "VELKO_STROKES=portal"
@@ -93,9 +95,10 @@ StrokeBackendFactory::Choice wayland(StrokeBackendFactory::Needs& needs) {
         reason += "; asking the desktop portal";
     }
     if (!backends.virtualKeyboard) {
-        std::string uinputWhy;
-        backends.uinput = UinputKeyboard::open("/dev/uinput", &uinputWhy);
-        if (!backends.uinput) reason += "; /dev/uinput: " + uinputWhy;
+        if (auto uinput = UinputKeyboard::open())
+            backends.uinput = std::move(*uinput);
+        else
+            reason += "; /dev/uinput: " + uinput.error();
     }
     if (!backends.virtualKeyboard && needs.layout) {
         // These send kernel key codes, which the compositor reads with the person's keymap and
@@ -134,18 +137,17 @@ StrokeBackendFactory::Choice StrokeBackendFactory::choose(const DesktopSession& 
 std::unique_ptr<SwayInputEvents> StrokeBackendFactory::keepOwnKeymap(WaylandVirtualKeyboard& keyboard) {
     const char* socket = std::getenv("SWAYSOCK");
     if (!socket || !*socket) return nullptr;
-    std::string why;
-    auto events = SwayInputEvents::connect(
-        socket,
-        [&keyboard](const SwayInputEvents::KeymapChange& change) {
-            if (change.identifier.find("virtual_keyboard") == std::string::npos ||
-                change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
-                return;
-            if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
-        },
-        why);
-    if (!events) log::warning("sway's keymap changes are not followed (%s)", why.c_str());
-    return events;
+    auto events = SwayInputEvents::connect(socket, [&keyboard](const SwayInputEvents::KeymapChange& change) {
+        if (change.identifier.find("virtual_keyboard") == std::string::npos ||
+            change.layoutNames == std::vector<std::string>{keyboard.layoutName()})
+            return;
+        if (!keyboard.restoreKeymap()) log::warning("the virtual keyboard's keymap could not be restored");
+    });
+    if (!events) {
+        log::warning("sway's keymap changes are not followed (%s)", events.error().c_str());
+        return nullptr;
+    }
+    return std::move(*events);
 }
 
 }  // namespace velko

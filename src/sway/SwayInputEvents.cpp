@@ -42,21 +42,17 @@ bool writeAll(int fd, const std::string& data) {
 
 }  // namespace
 
-std::unique_ptr<SwayInputEvents> SwayInputEvents::connect(const std::string& socketPath, Handler handler,
-                                                          std::string& reason) {
+Result<std::unique_ptr<SwayInputEvents>> SwayInputEvents::connect(const std::string& socketPath, Handler handler) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (socketPath.empty() || socketPath.size() >= sizeof address.sun_path) {
-        reason = "no usable SWAYSOCK";
-        return nullptr;
-    }
+    if (socketPath.empty() || socketPath.size() >= sizeof address.sun_path) return Failure{"no usable SWAYSOCK"};
     std::memcpy(address.sun_path, socketPath.c_str(), socketPath.size());
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0 || ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         !writeAll(fd, frame(subscribe, R"(["input"])"))) {
-        reason = socketPath + ": " + std::strerror(errno);
+        const int cause = errno;
         if (fd >= 0) ::close(fd);
-        return nullptr;
+        return Failure{socketPath + ": " + std::strerror(cause), cause};
     }
     return std::unique_ptr<SwayInputEvents>(new SwayInputEvents(fd, std::move(handler)));
 }

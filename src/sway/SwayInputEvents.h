@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/Result.h"
+
 class QSocketNotifier;
 
 namespace velko {
@@ -21,10 +23,9 @@ public:
     };
     using Handler = std::function<void(const KeymapChange&)>;
 
-    // Subscribed to sway's input events at socketPath; nullptr with the why in `reason` when the
-    // socket cannot be reached. handler runs on the Qt loop for each keymap change.
-    static std::unique_ptr<SwayInputEvents> connect(const std::string& socketPath, Handler handler,
-                                                    std::string& reason);
+    // Subscribed to sway's input events at socketPath; the why when the socket cannot be reached.
+    // handler runs on the Qt loop for each keymap change.
+    static Result<std::unique_ptr<SwayInputEvents>> connect(const std::string& socketPath, Handler handler);
     ~SwayInputEvents() override;
 
     // The messages complete in `buffer` (sway's framing: "i3-ipc", length, type, payload), taken off

@@ -35,10 +35,10 @@ bool writeAll(int fd, const void* data, std::size_t size) {
 
 }  // namespace
 
-std::unique_ptr<UinputKeyboard> UinputKeyboard::open(const std::string& path, std::string* error) {
-    auto fail = [&](const char* what) -> std::unique_ptr<UinputKeyboard> {
-        if (error) *error = path + ": " + what + ": " + std::strerror(errno);
-        return nullptr;
+Result<std::unique_ptr<UinputKeyboard>> UinputKeyboard::open(const std::string& path) {
+    auto fail = [&](const char* what) {
+        const int cause = errno;
+        return Failure{path + ": " + what + ": " + std::strerror(cause), cause};
     };
     const int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return fail("cannot open for writing");

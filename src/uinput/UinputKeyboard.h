@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Result.h"
 #include "platform/SyntheticKeyboard.h"
 #include "xkb/EvdevStroke.h"
 
@@ -15,9 +16,9 @@ namespace velko {
 // device node, which desktops grant only to some users.
 class UinputKeyboard : public SyntheticKeyboard {
 public:
-    // Creates the virtual keyboard through `path`; nullptr, with the reason in `error`, when the
-    // node cannot be opened for writing or refuses the setup.
-    static std::unique_ptr<UinputKeyboard> open(const std::string& path = "/dev/uinput", std::string* error = nullptr);
+    // Creates the virtual keyboard through `path`; the why when the node cannot be opened for
+    // writing or refuses the setup.
+    static Result<std::unique_ptr<UinputKeyboard>> open(const std::string& path = "/dev/uinput");
     // Writes the records of each event to `fd`, which it closes when done; no device is set up.
     explicit UinputKeyboard(int fd) : fd_(fd) {}
     ~UinputKeyboard() override;

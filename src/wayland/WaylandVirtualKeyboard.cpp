@@ -6,13 +6,13 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <chrono>
 #include <cstring>
-#include <ctime>
 
 #include "wayland/WaylandConnection.h"
 #include "wayland/virtual-keyboard-unstable-v1-client-protocol.h"
 #include "xkb/KeyTable.h"
+#include "xkb/XkbHandles.h"
 
 namespace velko {
 namespace {
@@ -42,11 +42,11 @@ int keymapFile(const std::string& text) {
     return fd;
 }
 
-// One clock for every key request of a keyboard, as the protocol asks.
-std::uint32_t nowMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+// One clock for every key request of a keyboard, as the protocol asks; its 32-bit milliseconds wrap.
+std::uint32_t keyTime() {
+    const auto now =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    return static_cast<std::uint32_t>(now.count());
 }
 
 // How long the compositor may take to answer while the keyboard is made.
@@ -55,56 +55,36 @@ constexpr std::chrono::milliseconds replyTimeout{1000};
 }  // namespace
 
 std::string WaylandVirtualKeyboard::compileUsKeymap(ModifierMasks& masks, std::string& layoutName) {
-    std::string text;
-    xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
-    if (!context) return text;
+    const xkb::Context context{xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES)};
+    if (!context) return {};
     const xkb_rule_names names{"evdev", "pc105", "us", "", ""};
-    if (xkb_keymap* keymap = xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
-        if (char* string = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1)) {
-            text = string;
-            std::free(string);
-        }
-        masks = {maskOf(keymap, XKB_MOD_NAME_CTRL), maskOf(keymap, XKB_MOD_NAME_ALT),
-                 maskOf(keymap, XKB_MOD_NAME_SHIFT), maskOf(keymap, XKB_MOD_NAME_LOGO),
-                 maskOf(keymap, XKB_MOD_NAME_CAPS)};
-        if (const char* name = xkb_keymap_layout_get_name(keymap, 0)) layoutName = name;
-        xkb_keymap_unref(keymap);
-    }
-    xkb_context_unref(context);
-    return text;
+    const xkb::Keymap keymap{xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS)};
+    if (!keymap) return {};
+    masks = {maskOf(keymap.get(), XKB_MOD_NAME_CTRL), maskOf(keymap.get(), XKB_MOD_NAME_ALT),
+             maskOf(keymap.get(), XKB_MOD_NAME_SHIFT), maskOf(keymap.get(), XKB_MOD_NAME_LOGO),
+             maskOf(keymap.get(), XKB_MOD_NAME_CAPS)};
+    if (const char* name = xkb_keymap_layout_get_name(keymap.get(), 0)) layoutName = name;
+    return xkb::text(keymap.get());
 }
 
-std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::connect(std::string& reason) {
+Result<std::unique_ptr<WaylandVirtualKeyboard>> WaylandVirtualKeyboard::connect() {
     std::unique_ptr<WaylandVirtualKeyboard> self(new WaylandVirtualKeyboard);
     auto connection = WaylandConnection::open(replyTimeout);
-    if (!connection) {
-        reason = connection.error();
-        return nullptr;
-    }
+    if (!connection) return connection.failure();
     self->connection_ = std::move(*connection);
     self->manager_ = static_cast<zwp_virtual_keyboard_manager_v1*>(
         self->connection_->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
-    if (!self->manager_) {
-        reason = "the compositor offers no zwp_virtual_keyboard_manager_v1";
-        return nullptr;
-    }
+    if (!self->manager_) return Failure{"the compositor offers no zwp_virtual_keyboard_manager_v1"};
 
     self->keymap_ = compileUsKeymap(self->masks_, self->layoutName_);
-    if (self->keymap_.empty()) {
-        reason = "xkbcommon cannot compile the us keymap (is xkb-data installed?)";
-        return nullptr;
-    }
+    if (self->keymap_.empty()) return Failure{"xkbcommon cannot compile the us keymap (is xkb-data installed?)"};
     self->keyboard_ =
         zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(self->manager_, self->connection_->seat());
-    if (!self->uploadKeymap()) {
-        reason = std::string("no memory file for the keymap: ") + std::strerror(errno);
-        return nullptr;
-    }
+    if (!self->uploadKeymap())
+        return Failure{std::string("no memory file for the keymap: ") + std::strerror(errno), errno};
     // A compositor that refuses the keyboard says so with a protocol error, seen only after a round trip.
-    if (!self->connection_->roundtrip(replyTimeout)) {
-        reason = "the compositor refused a virtual keyboard: " + self->connection_->errorText();
-        return nullptr;
-    }
+    if (!self->connection_->roundtrip(replyTimeout))
+        return Failure{"the compositor refused a virtual keyboard: " + self->connection_->errorText()};
     self->alive_ = true;
     return self;
 }
@@ -144,7 +124,7 @@ bool WaylandVirtualKeyboard::postKeyEvent(KeyCode keyCode, EventFlags flags, boo
     if (flags & Flags::control) depressed |= masks_.mod4;
     const std::uint32_t locked = (flags & Flags::capsLock) ? masks_.lock : 0;
     zwp_virtual_keyboard_v1_modifiers(keyboard_, depressed, 0, locked, 0);
-    zwp_virtual_keyboard_v1_key(keyboard_, nowMs(), *key,
+    zwp_virtual_keyboard_v1_key(keyboard_, keyTime(), *key,
                                 keyDown ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
     // Nothing stays held on this keyboard between strokes.
     if (!keyDown) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/Result.h"
 #include "platform/SyntheticKeyboard.h"
 
 struct zwp_virtual_keyboard_manager_v1;
@@ -17,8 +18,8 @@ class WaylandConnection;
 // alone: keys held on other keyboards do not reach the stroke.
 class WaylandVirtualKeyboard : public SyntheticKeyboard {
 public:
-    // A keyboard on $WAYLAND_DISPLAY; nullptr with the why in `reason` (no compositor, no protocol, refused).
-    static std::unique_ptr<WaylandVirtualKeyboard> connect(std::string& reason);
+    // A keyboard on $WAYLAND_DISPLAY; the why when there is none (no compositor, no protocol, refused).
+    static Result<std::unique_ptr<WaylandVirtualKeyboard>> connect();
     ~WaylandVirtualKeyboard() override;
     WaylandVirtualKeyboard(const WaylandVirtualKeyboard&) = delete;
     WaylandVirtualKeyboard& operator=(const WaylandVirtualKeyboard&) = delete;

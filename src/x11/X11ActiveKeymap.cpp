@@ -9,31 +9,21 @@
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <cstdlib>
-
 #include "xkb/KeyTable.h"
 #include "xkb/LayoutKeys.h"
 
 namespace velko {
 
-X11ActiveKeymap::~X11ActiveKeymap() { release(); }
-
-void X11ActiveKeymap::release() {
-    if (keymap_) xkb_keymap_unref(keymap_);
-    if (context_) xkb_context_unref(context_);
-    keymap_ = nullptr;
-    context_ = nullptr;
-    device_ = -1;
-}
-
 bool X11ActiveKeymap::setUp(xcb_connection_t* c) {
-    release();
+    keymap_.reset();
+    context_.reset();
+    device_ = -1;
     generation_ = connection_.generation();
     if (!xkb_x11_setup_xkb_extension(c, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                      XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &firstEvent_, nullptr))
         return false;
     device_ = xkb_x11_get_core_keyboard_device_id(c);
-    context_ = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+    context_.reset(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
     if (device_ < 0 || !context_) return false;
     // Only the rare whole-keymap changes are sent; the group is asked for with each stroke.
     const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
@@ -48,8 +38,7 @@ bool X11ActiveKeymap::setUp(xcb_connection_t* c) {
 }
 
 void X11ActiveKeymap::load(xcb_connection_t* c) {
-    if (keymap_) xkb_keymap_unref(keymap_);
-    keymap_ = xkb_x11_keymap_new_from_device(context_, c, device_, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    keymap_.reset(xkb_x11_keymap_new_from_device(context_.get(), c, device_, XKB_KEYMAP_COMPILE_NO_FLAGS));
 }
 
 std::optional<std::uint8_t> X11ActiveKeymap::keycode(xcb_connection_t* c, KeyCode keyCode) {
@@ -63,15 +52,14 @@ std::optional<std::uint8_t> X11ActiveKeymap::keycode(xcb_connection_t* c, KeyCod
     // Notifications sent before the reply are queued by now, so a keymap changed just before the
     // stroke is already seen.
     bool changed = false;
-    while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
+    while (const xcb::Event event{xcb_poll_for_event(c)}) {
         if ((event->response_type & 0x7f) == firstEvent_) {
-            const std::uint8_t type = reinterpret_cast<const std::uint8_t*>(event)[1];
+            const std::uint8_t type = reinterpret_cast<const std::uint8_t*>(event.get())[1];
             changed = changed || type == XCB_XKB_NEW_KEYBOARD_NOTIFY || type == XCB_XKB_MAP_NOTIFY;
         }
-        std::free(event);
     }
     if (changed || !keymap_) load(c);
-    const auto key = LayoutKeys::keycode(keymap_, state->group, keyCode);
+    const auto key = LayoutKeys::keycode(keymap_.get(), state->group, keyCode);
     if (!key || *key > 255) return position;
     return static_cast<std::uint8_t>(*key);
 }

@@ -4,9 +4,7 @@
 
 #include "platform/Types.h"
 #include "x11/X11Connection.h"
-
-struct xkb_context;
-struct xkb_keymap;
+#include "xkb/XkbHandles.h"
 
 namespace velko {
 
@@ -15,7 +13,6 @@ namespace velko {
 class X11ActiveKeymap {
 public:
     explicit X11ActiveKeymap(X11Connection& connection) : connection_(connection) {}
-    ~X11ActiveKeymap();
     X11ActiveKeymap(const X11ActiveKeymap&) = delete;
     X11ActiveKeymap& operator=(const X11ActiveKeymap&) = delete;
 
@@ -26,12 +23,11 @@ public:
 private:
     bool setUp(xcb_connection_t* c);
     void load(xcb_connection_t* c);
-    void release();
 
     X11Connection& connection_;
     std::uint64_t generation_ = 0;
-    xkb_context* context_ = nullptr;
-    xkb_keymap* keymap_ = nullptr;
+    xkb::Context context_;
+    xkb::Keymap keymap_;
     std::int32_t device_ = -1;
     std::uint8_t firstEvent_ = 0;
 };

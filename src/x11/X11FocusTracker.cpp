@@ -46,13 +46,13 @@ void X11FocusTracker::readEvents() {
     // refresh's round trips queue what arrives meanwhile, which the socket no longer signals.
     for (bool activeChanged = true; activeChanged && c_;) {
         activeChanged = false;
-        while (xcb_generic_event_t* event = xcb_poll_for_event(c_)) {
+        // Errors of a window that closed before we read it need nothing.
+        while (const xcb::Event event{xcb_poll_for_event(c_)}) {
             if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
-                const auto* notify = reinterpret_cast<const xcb_property_notify_event_t*>(event);
+                const auto* notify = reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
                 activeChanged = activeChanged || (notify->window == root_ &&
                                                   (notify->atom == activeAtom_ || notify->atom == supportedAtom_));
             }
-            std::free(event);  // errors of a window that closed before we read it need nothing
         }
         if (xcb_connection_has_error(c_)) {
             notifier_.reset();

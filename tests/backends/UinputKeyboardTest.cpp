@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -61,14 +62,16 @@ TEST(UinputKeyboardTest, SendsEachKeyWhereTheSessionKeymapTypesItsCharacter) {
 }
 
 TEST(UinputKeyboardTest, RefusesWhatIsNoDeviceAndReportsAFailedWrite) {
-    std::string error;
-    EXPECT_EQ(UinputKeyboard::open("/nonexistent/uinput", &error), nullptr);
-    EXPECT_EQ(error, "/nonexistent/uinput: cannot open for writing: No such file or directory");
+    const auto missing = UinputKeyboard::open("/nonexistent/uinput");
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error(), "/nonexistent/uinput: cannot open for writing: No such file or directory");
+    EXPECT_EQ(missing.cause(), ENOENT);
     test::TempDir dir;
     const std::string file = dir / "uinput";
     ::close(::open(file.c_str(), O_CREAT | O_WRONLY, 0600));
-    EXPECT_EQ(UinputKeyboard::open(file, &error), nullptr);
-    EXPECT_EQ(error, file + ": not a uinput device: Inappropriate ioctl for device");
+    const auto plain = UinputKeyboard::open(file);
+    ASSERT_FALSE(plain);
+    EXPECT_EQ(plain.error(), file + ": not a uinput device: Inappropriate ioctl for device");
 
     UinputKeyboard full{::open("/dev/full", O_WRONLY | O_CLOEXEC)};
     EXPECT_FALSE(full.postKeyEvent(KeyCodes::v, Flags::command, true));

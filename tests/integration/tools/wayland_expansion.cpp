@@ -101,12 +101,12 @@ public:
 int main(int argc, char** argv) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
     QGuiApplication app(argc, argv);
-    std::string reason;
-    const auto keyboard = WaylandVirtualKeyboard::connect(reason);
-    if (!keyboard) {
-        std::fprintf(stderr, "no virtual keyboard: %s\n", reason.c_str());
+    auto connected = WaylandVirtualKeyboard::connect();
+    if (!connected) {
+        std::fprintf(stderr, "no virtual keyboard: %s\n", connected.error().c_str());
         return 1;
     }
+    const auto keyboard = std::move(*connected);
     const auto ownKeymap = StrokeBackendFactory::keepOwnKeymap(*keyboard);
     auto clipboard = ClipboardBackendFactory::choose(DesktopSession::detect());
     std::fprintf(stderr, "velko-helper: %s (%s)\n", clipboard.choice.line().c_str(), clipboard.choice.reason.c_str());
