@@ -77,7 +77,9 @@ void AtspiFocusTracker::askAddress(QDBusConnection& session) {
 }
 
 void AtspiFocusTracker::connectTo(const QString& address) {
+    if (address == address_) return;
     lost("");  // a new bus: nothing of the old one holds
+    address_ = address;
     log::info("the accessibility bus is at %s", qPrintable(address));
     const QString name = QStringLiteral("velko-accessibility-bus-%1").arg(++generation_);
     // Qt waits for the bus's greeting on the thread that connects: not on the main loop. The name
@@ -103,6 +105,7 @@ void AtspiFocusTracker::attach(const QString& name) {
     if (!bus.isConnected()) {
         log::info("the accessibility bus refused the connection: %s", qPrintable(bus.lastError().message()));
         QDBusConnection::disconnectFromBus(name);
+        address_.clear();
         return reach(false, "the accessibility bus refused the connection");
     }
     bus_ = bus;
@@ -137,6 +140,7 @@ void AtspiFocusTracker::registerEvents() {
 
 void AtspiFocusTracker::lost(const std::string& why) {
     if (!busName_.isEmpty()) QDBusConnection::disconnectFromBus(std::exchange(busName_, {}));
+    address_.clear();
     bus_ = QDBusConnection(QStringLiteral("velko-accessibility-bus-unconnected"));
     ++request_;
     focusedService_.clear();

@@ -59,6 +59,7 @@ private:
     std::unique_ptr<SessionBusConnection> session_;
     QDBusConnection bus_;
     QString busName_;  // empty while no accessibility bus is attached
+    QString address_;  // the bus attached or being attached; its launcher's start is told twice
     std::uint64_t generation_ = 0;
     std::uint64_t request_ = 0;  // the latest focus event's; older answers are stale
     QString focusedService_, focusedPath_;
