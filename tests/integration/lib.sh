@@ -143,6 +143,19 @@ close_field() {
 field_text() { cat "$WORK/$FIELD.out"; }
 
 # sig_trigger: Velko's store and one trigger, ";sig" for "Best regards, <login>!" ($EXPANDED).
+# text_of NAME: the ocrText staged for the screenshot of that file name (empty when none).
+text_of() {
+  python3 - "$GROUP/pending_screenshots" "$1" <<'PY'
+import glob, json, sys
+for path in glob.glob(sys.argv[1] + "/*.json"):
+    record = json.load(open(path, encoding="utf-8"))
+    if record["filename"] == sys.argv[2]:
+        print(record["ocrText"], end="")
+PY
+}
+# staged NAME: the helper says it staged that screenshot.
+staged() { grep -qF "staged \"$1\"" "$HELPER_LOG"; }
+
 sig_trigger() {
   mkdir -p "$GROUP" && touch "$GROUP/Velko.store"
   echo '[{"abbreviation":";sig","expansion":"Best regards, {username}!","format":"plain","appScope":[]}]' \

@@ -20,16 +20,6 @@ open(sys.argv[1], "wb").write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(
                               + chunk(b"IDAT", rows) + chunk(b"IEND", b""))
 PY
 
-text_of() {  # text_of NAME: the ocrText staged for that file name (empty when none)
-  python3 - "$STAGING" "$1" <<'PY'
-import glob, json, sys
-for path in glob.glob(sys.argv[1] + "/*.json"):
-    record = json.load(open(path, encoding="utf-8"))
-    if record["filename"] == sys.argv[2]:
-        print(record["ocrText"], end="")
-PY
-}
-staged() { grep -qF "staged \"$1\"" "$HELPER_LOG"; }
 status_says() { "$VELKO_BIN_DIR/velkoctl" status | grep -qxF "Screenshots: $1"; }
 logged() { grep -cF -- "$1" "$HELPER_LOG" || true; }
 watched_again() { [ "$(logged "watching $SHOTS for screenshots again")" -ge "$1" ]; }

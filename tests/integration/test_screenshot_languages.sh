@@ -19,16 +19,6 @@ dialog() {
   kill "$pid"
   wait "$pid" 2>/dev/null || true
 }
-text_of() {  # text_of NAME: the ocrText staged for that file name
-  python3 - "$STAGING" "$1" <<'PY'
-import glob, json, sys
-for path in glob.glob(sys.argv[1] + "/*.json"):
-    record = json.load(open(path, encoding="utf-8"))
-    if record["filename"] == sys.argv[2]:
-        print(record["ocrText"], end="")
-PY
-}
-staged() { grep -qF "staged \"$1\"" "$HELPER_LOG"; }
 # reads FILE WORD...: the screenshot dropped into the folder is read with every word right.
 reads() {
   local file="Screenshot $1" text missing=() word
