@@ -37,8 +37,8 @@ std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap:
     if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
     if (desktop.find("GNOME") != std::string::npos) {
         const auto sources = gnomeSources();
-        // Followed with one source too: the person may add another while the helper runs.
-        if (!sources || !SessionKeymap::fromGnomeSources(*sources)) return nullptr;
+        // Followed with one source or none too: the person may add one while the helper runs.
+        if (!sources) return nullptr;
         const auto replaced = [&self](const std::string& sources) {
             if (const auto names = SessionKeymap::fromGnomeSources(sources))
                 self.replaced(SessionKeymap::fromNames(*names));
