@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <regex>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -12,10 +13,12 @@ const QString settingsDirectory = QStringLiteral("/org/gnome/desktop/input-sourc
 const QString writerPath = QStringLiteral("/ca/desrt/dconf/Writer/user");
 const QString writerInterface = QStringLiteral("ca.desrt.dconf.Writer");
 
+using Sources = std::vector<std::pair<std::string, std::string>>;
+
 // (type, id) of each source, in order.
-std::vector<std::pair<std::string, std::string>> sourcesIn(const std::string& text) {
+Sources sourcesIn(const std::string& text) {
     static const std::regex source(R"(\(\s*'([^']*)'\s*,\s*'([^']*)'\s*\))");
-    std::vector<std::pair<std::string, std::string>> found;
+    Sources found;
     for (auto it = std::sregex_iterator(text.begin(), text.end(), source); it != std::sregex_iterator(); ++it)
         found.emplace_back((*it)[1], (*it)[2]);
     return found;
@@ -23,17 +26,15 @@ std::vector<std::pair<std::string, std::string>> sourcesIn(const std::string& te
 
 }  // namespace
 
-GnomeInputSources::GnomeInputSources(QDBusConnection bus, std::string sources, Changed changed, QObject* parent)
-    : QObject(parent), bus_(std::move(bus)), sources_(std::move(sources)), changed_(std::move(changed)) {
+GnomeInputSources::GnomeInputSources(QDBusConnection bus, std::string sources, Changed changed, Replaced replaced,
+                                     QObject* parent)
+    : QObject(parent),
+      bus_(std::move(bus)),
+      sources_(std::move(sources)),
+      changed_(std::move(changed)),
+      replaced_(std::move(replaced)) {
     connect(&gsettings_, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
-        const std::string output = gsettings_.readAllStandardOutput().toStdString();
-        if (status == QProcess::NormalExit && code == 0) {
-            const auto layout = activeLayout(sources_, output);
-            if (layout && layout != layout_) {
-                layout_ = layout;
-                changed_(*layout);
-            }
-        }
+        if (status == QProcess::NormalExit && code == 0) readDone(gsettings_.readAllStandardOutput().toStdString());
         if (std::exchange(again_, false)) read();
     });
 }
@@ -80,14 +81,42 @@ void GnomeInputSources::onNotify(const QString& prefix, const QStringList& keys,
     if (touches || (keys.isEmpty() && settingsDirectory.startsWith(prefix))) read();
 }
 
+// `gsettings list-recursively` of the schema: one "schema key value" line per key.
+void GnomeInputSources::readDone(const std::string& output) {
+    std::optional<std::string> sources, mru;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string schema, key, value;
+        fields >> schema >> key;
+        std::getline(fields >> std::ws, value);
+        if (key == "sources") sources = value;
+        if (key == "mru-sources") mru = value;
+    }
+    if (!mru) return;
+    // A list written again unchanged is no new keymap; one without an xkb source makes none, so
+    // the keymap in use stays.
+    const auto isXkb = [](const auto& source) { return source.first == "xkb"; };
+    const Sources listed = sources ? sourcesIn(*sources) : Sources{};
+    if (std::any_of(listed.begin(), listed.end(), isXkb) && listed != sourcesIn(sources_)) {
+        sources_ = *sources;
+        if (replaced_) replaced_(sources_);
+    }
+    const auto layout = activeLayout(sources_, *mru);
+    if (layout && layout != layout_) {
+        layout_ = layout;
+        changed_(*layout);
+    }
+}
+
 void GnomeInputSources::read() {
     if (gsettings_.state() != QProcess::NotRunning) {
         again_ = true;
         return;
     }
-    gsettings_.start(
-        QStringLiteral("gsettings"),
-        {QStringLiteral("get"), QStringLiteral("org.gnome.desktop.input-sources"), QStringLiteral("mru-sources")});
+    // Both keys in one answer, so a switch is never read against the list before it.
+    gsettings_.start(QStringLiteral("gsettings"),
+                     {QStringLiteral("list-recursively"), QStringLiteral("org.gnome.desktop.input-sources")});
 }
 
 }  // namespace velko

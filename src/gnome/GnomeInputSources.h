@@ -14,15 +14,18 @@ namespace velko {
 // to the front of org.gnome.desktop.input-sources mru-sources, and dconf announces each change of
 // a setting on the session bus, so the setting is read again (gsettings, without waiting) only
 // when it changed. The layout is the source's index among the xkb sources, as in the keymap
-// compiled from them.
+// compiled from them; a new list of sources (added, removed, reordered) is a new keymap.
 class GnomeInputSources : public QObject {
     Q_OBJECT
 public:
     using Changed = std::function<void(std::uint32_t layout)>;
+    using Replaced = std::function<void(const std::string& sources)>;
 
     // sources: `gsettings get org.gnome.desktop.input-sources sources` as read at start. changed is
-    // called on the Qt loop with the layout in use once start() has read it, then at every switch.
-    GnomeInputSources(QDBusConnection bus, std::string sources, Changed changed, QObject* parent = nullptr);
+    // called on the Qt loop with the layout in use once start() has read it, then at every switch;
+    // replaced with each new list of sources, before changed hears the layout in it.
+    GnomeInputSources(QDBusConnection bus, std::string sources, Changed changed, Replaced replaced = {},
+                      QObject* parent = nullptr);
     // Ends a read still running, without a call.
     ~GnomeInputSources() override;
 
@@ -40,10 +43,12 @@ private slots:
 
 private:
     void read();
+    void readDone(const std::string& output);
 
     QDBusConnection bus_;
-    const std::string sources_;
+    std::string sources_;
     Changed changed_;
+    Replaced replaced_;
     QProcess gsettings_;
     bool again_ = false;  // a change came in while the setting was being read
     std::optional<std::uint32_t> layout_;

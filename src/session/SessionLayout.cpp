@@ -26,12 +26,8 @@ std::unique_ptr<QObject> onOwnBus(Arguments&&... arguments) {
     return watch;
 }
 
-bool severalLayouts(const std::optional<SessionKeymap::Names>& names) {
-    return names && names->layout.find(',') != std::string::npos;
-}
-
 // GNOME and Plasma switch layouts themselves (Super+Space, Meta+Alt+K), and only the focused
-// window hears of it; Plasma also announces a new list of layouts. Their keymaps, Xwayland's included, have their
+// window hears of it; both also announce a new list of layouts. Their keymaps, Xwayland's included, have their
 // layouts in the order of their settings. Keymaps from XKB_DEFAULT_* are none of theirs.
 std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap::SettingReader& gnomeSources) {
     const SessionKeymap::Found& keymap = self.keymap();
@@ -41,8 +37,13 @@ std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap:
     if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
     if (desktop.find("GNOME") != std::string::npos) {
         const auto sources = gnomeSources();
-        if (!sources || !severalLayouts(SessionKeymap::fromGnomeSources(*sources))) return nullptr;
-        return onOwnBus<GnomeInputSources>(*sources, switched);
+        // Followed with one source or none too: the person may add one while the helper runs.
+        if (!sources) return nullptr;
+        const auto replaced = [&self](const std::string& sources) {
+            if (const auto names = SessionKeymap::fromGnomeSources(sources))
+                self.replaced(SessionKeymap::fromNames(*names));
+        };
+        return onOwnBus<GnomeInputSources>(*sources, switched, replaced);
     }
     if (desktop.find("KDE") != std::string::npos) {
         const auto settings = SessionKeymap::plasmaSettings();

@@ -20,9 +20,8 @@ public:
     // The keymap (null when it does not compile) and the index of its layout in use.
     using Listener = std::function<void(const std::shared_ptr<xkb_keymap>& keymap, std::uint32_t layout)>;
 
-    // Reads the session's keymap (gsettings at most once) and, on GNOME and Plasma with several
-    // layouts, starts following their switches on a bus connection of its own; on Plasma also a new
-    // list of layouts, read from its settings.
+    // Reads the session's keymap (gsettings at most once) and, on GNOME and Plasma, starts following
+    // their switches and a new list of layouts on a bus connection of its own.
     static std::unique_ptr<SessionLayout> find();
     // A keymap whose switches only switched() reports.
     explicit SessionLayout(SessionKeymap::Found keymap);

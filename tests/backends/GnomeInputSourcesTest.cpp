@@ -92,9 +92,10 @@ struct DconfBus : ::testing::Test {
         daemon.waitForFinished();
         for (auto it = saved.rbegin(); it != saved.rend(); ++it) qputenv(it->first, it->second);
     }
-    static void setMru(const char* value) {
-        ASSERT_EQ(QProcess::execute("gsettings", {"set", "org.gnome.desktop.input-sources", "mru-sources", value}), 0);
+    static void set(const char* key, const char* value) {
+        ASSERT_EQ(QProcess::execute("gsettings", {"set", "org.gnome.desktop.input-sources", key, value}), 0);
     }
+    static void setMru(const char* value) { set("mru-sources", value); }
     static bool waitUntil(const std::function<bool()>& condition) {
         QElapsedTimer timer;
         timer.start();
@@ -133,6 +134,31 @@ TEST_F(DconfBus, ANewBusIsHeardFromTheSwitchMadeWhileItWasAway) {
     ASSERT_TRUE(waitUntil([&] { return layouts.size() == 3; }));
     EXPECT_EQ(layouts, (std::vector<std::uint32_t>{0, 1, 0}));
     QDBusConnection::disconnectFromBus(nextName);
+}
+
+TEST_F(DconfBus, ANewListOfSourcesIsANewKeymapWithTheActiveSourceFoundInIt) {
+    const char* deUs = "[('xkb', 'de'), ('xkb', 'us')]";
+    set("sources", deUs);
+    setMru(deUs);
+    std::vector<std::string> keymaps;
+    std::vector<std::uint32_t> layouts;
+    GnomeInputSources watch(
+        bus, deUs, [&](std::uint32_t layout) { layouts.push_back(layout); },
+        [&](const std::string& sources) { keymaps.push_back(sources); });
+    watch.start();
+    ASSERT_TRUE(waitUntil([&] { return layouts.size() == 1; }));
+    set("sources", deUs);  // written again unchanged: no new keymap
+    set("sources", "[('xkb', 'us'), ('ibus', 'anthy'), ('xkb', 'de')]");
+    ASSERT_TRUE(waitUntil([&] { return layouts.size() == 2; }));
+    ASSERT_EQ(keymaps.size(), 1u);
+    EXPECT_EQ(layouts, (std::vector<std::uint32_t>{0, 1}));
+
+    // German, still in use, is the new keymap's second layout.
+    EvdevKeyTranslator translator(SessionKeymap::fromNames(*SessionKeymap::fromGnomeSources(keymaps[0])).text);
+    translator.setLayout(layouts.back());
+    const auto event = translator.key(0, KEY_Y, 1);
+    ASSERT_TRUE(event && event->characters);
+    EXPECT_EQ(*event->characters, "z");
 }
 
 }  // namespace

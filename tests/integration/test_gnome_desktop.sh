@@ -6,7 +6,8 @@
 # global shortcuts portal: hotkeys are off, and the helper says why. When mutter goes away the next
 # request gets the degraded notice, and a mutter that comes back is used again, on a session bus
 # started again as well. gnome-shell, mutter
-# inside GNOME's own shell, serves the strokes the same way.
+# inside GNOME's own shell, serves the strokes the same way, and on a list of input sources set
+# while the helper runs.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/desktops.sh"
 
@@ -67,6 +68,10 @@ stop_helper
 kill "$MUTTER_PID"
 wait "$MUTTER_PID" 2>/dev/null || true
 
+# GNOME's settings in the private home, so that gsettings reaches gnome-shell and the helper.
+cp /usr/share/dbus-1/services/ca.desrt.dconf.service "$SESSION_SERVICES/"
+dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.ReloadConfig >/dev/null
+export GSETTINGS_BACKEND=dconf
 start_gnome_shell_session
 mv "$WORK/wev.log" "$WORK/wev-mutter.log"
 start_wev
@@ -75,4 +80,14 @@ XDG_SESSION_TYPE=wayland helper_up
 wait_for "gnome-shell's keyboard" grep -q 'Input: GNOME remote desktop now' "$HELPER_LOG"
 FIRST_V=0 # the first request after start counts
 check_pastes 3 "Mod1 Meta"
+
+# Input sources set while the helper runs: its V goes out on the key that types v in Dvorak.
+dvorak_paste() {
+  post velko.paste.now
+  sleep 0.3
+  awk '/depressed:/ {mods = $0} /wl_keyboard\] key: .*key: 60; state: 1/ {getline; if ($2 == "v" && mods ~ /Control/) n++}
+       END {exit !n}' "$WORK/wev.log"
+}
+gsettings set org.gnome.desktop.input-sources sources "[('xkb', 'us+dvorak')]"
+wait_for "a paste as Ctrl+v on Dvorak's V key" dvorak_paste
 finish
