@@ -8,6 +8,7 @@
 #include "dbus/SessionBusConnection.h"
 #include "gnome/GnomeInputSources.h"
 #include "plasma/PlasmaKeyboardLayouts.h"
+#include "session/DesktopSession.h"
 #include "xkb/EvdevStroke.h"
 
 namespace velko {
@@ -32,10 +33,9 @@ std::unique_ptr<QObject> onOwnBus(Arguments&&... arguments) {
 std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap::SettingReader& gnomeSources) {
     const SessionKeymap::Found& keymap = self.keymap();
     const auto switched = [&self](std::uint32_t layout) { self.switched(layout); };
-    const char* variable = std::getenv("XDG_CURRENT_DESKTOP");
-    const std::string desktop = variable ? variable : "";
+    const auto environment = [](const char* name) { return std::getenv(name); };
     if (keymap.source.rfind("XKB_DEFAULT_", 0) == 0) return nullptr;
-    if (desktop.find("GNOME") != std::string::npos) {
+    if (DesktopSession::runs("GNOME", environment)) {
         const auto sources = gnomeSources();
         // Followed with one source or none too: the person may add one while the helper runs.
         if (!sources) return nullptr;
@@ -45,7 +45,7 @@ std::unique_ptr<QObject> followLayouts(SessionLayout& self, const SessionKeymap:
         };
         return onOwnBus<GnomeInputSources>(*sources, switched, replaced);
     }
-    if (desktop.find("KDE") != std::string::npos) {
+    if (DesktopSession::runs("KDE", environment)) {
         const auto settings = SessionKeymap::plasmaSettings();
         // Followed with one layout too: KWin announces a new list of layouts when the person adds one.
         if (!settings || !SessionKeymap::fromPlasmaSettings(*settings)) return nullptr;
