@@ -21,8 +21,7 @@ void GlobalHotkeyManager::start() {
 
     std::vector<FilteringKeyTap::Combination> combinations;
     // Ctrl+Shift+V stays a terminal's paste key.
-    for (const auto& binding : bindings)
-        combinations.push_back({binding.keyCode, binding.modifiers});
+    for (const auto& binding : bindings) combinations.push_back({binding.keyCode, binding.modifiers});
     const bool created =
         tap_.create(combinations, [this](KeyCode keyCode, EventFlags flags) { return handleKeyDown(keyCode, flags); });
     if (!created) {
